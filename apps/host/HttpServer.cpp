@@ -1,0 +1,121 @@
+#include "HttpServer.h"
+
+#include <stdexcept>
+
+#include <boost/asio/ip/v6_only.hpp>
+
+#include "HttpConnection.h"
+#include "ListenSocket.h"
+
+namespace lumo::host
+{
+
+namespace asio = boost::asio;
+using asio::ip::tcp;
+using boost::system::error_code;
+
+namespace
+{
+
+constexpr int kPortTries = 16;
+constexpr std::chrono::milliseconds kAcceptRetry{100};
+
+error_code bindAndListen(tcp::acceptor& acceptor, const tcp::endpoint& endpoint)
+{
+    error_code failed;
+    acceptor.open(endpoint.protocol(), failed);
+    if (failed)
+        return failed;
+    prepareListenSocket(acceptor.native_handle());
+    if (endpoint.address().is_v6())
+        acceptor.set_option(asio::ip::v6_only(true), failed);
+    if (!failed)
+        acceptor.bind(endpoint, failed);
+    if (!failed)
+        acceptor.listen(asio::socket_base::max_listen_connections, failed);
+    return failed;
+}
+
+/// One of the connections that may exist at a time; gives its place back when the last holder lets go.
+std::shared_ptr<void> takeSlot(const std::shared_ptr<size_t>& count)
+{
+    ++*count;
+    return std::shared_ptr<void>(nullptr, [count](void*) { --*count; });
+}
+
+} // namespace
+
+HttpServer::HttpServer(asio::io_context& io, const Options& options, PageLink& link)
+    : io_(io), options_(options), link_(link), retryTimer_(io)
+{
+}
+
+uint16_t HttpServer::listen()
+{
+    // A port that the system picks for 127.0.0.1 may be taken on ::1; then another is picked.
+    int tries = options_.port == 0 ? kPortTries : 1;
+    while (!open(options_.port))
+        if (--tries == 0)
+            throw std::runtime_error("port " + std::to_string(options_.port) + " is taken on [::1]");
+
+    const uint16_t port = acceptors_.front()->local_endpoint().port();
+    context_.reset(new HttpContext{options_, OriginPolicy(port, options_.origins),
+                                   StaticFiles(std::filesystem::path(options_.page.toStdU16String())), link_});
+    for (const auto& acceptor : acceptors_)
+        accept(*acceptor);
+    return port;
+}
+
+/// False when the port is taken on ::1 only. A system without ::1 is none the worse for it.
+bool HttpServer::open(uint16_t port)
+{
+    acceptors_.clear();
+    auto v4 = std::make_unique<Acceptor>(io_);
+    if (const error_code failed = bindAndListen(*v4, {asio::ip::address_v4::loopback(), port}))
+        throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(port) + ": " + failed.message());
+    const uint16_t taken = v4->local_endpoint().port();
+    acceptors_.push_back(std::move(v4));
+
+    auto v6 = std::make_unique<Acceptor>(io_);
+    const error_code failed = bindAndListen(*v6, {asio::ip::address_v6::loopback(), taken});
+    if (!failed)
+        acceptors_.push_back(std::move(v6));
+    return failed != asio::error::address_in_use;
+}
+
+void HttpServer::close()
+{
+    retryTimer_.cancel();
+    for (const auto& acceptor : acceptors_) {
+        error_code ignored;
+        acceptor->close(ignored);
+    }
+}
+
+void HttpServer::accept(Acceptor& acceptor)
+{
+    acceptor.async_accept(io_, [this, &acceptor](error_code failed, tcp::socket socket) {
+        if (!acceptor.is_open())
+            return;
+        if (failed) {
+            retryLater(acceptor);
+            return;
+        }
+        // One too many is closed at once: better than to let it wait behind those that may never speak.
+        if (*connections_ < options_.maxConnections)
+            std::make_shared<HttpConnection>(std::move(socket), *context_, takeSlot(connections_))->start();
+        accept(acceptor);
+    });
+}
+
+/// Out of descriptors or the like: it passes when others close.
+void HttpServer::retryLater(Acceptor& acceptor)
+{
+    retryTimer_.expires_after(kAcceptRetry);
+    retryTimer_.async_wait([this, &acceptor](error_code) {
+        if (acceptor.is_open())
+            accept(acceptor);
+    });
+}
+
+} // namespace lumo::host

@@ -1,0 +1,148 @@
+// ONVIF device management: who the device is, what it can do and what time it has.
+#include "OnvifServices.h"
+
+#include <glib.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace lumo::recorder
+{
+namespace
+{
+
+std::string deviceAddress(const OnvifCall& call)
+{
+    return "http://" + call.hostAndPort + "/onvif/device_service";
+}
+std::string mediaAddress(const OnvifCall& call)
+{
+    return "http://" + call.hostAndPort + "/onvif/media_service";
+}
+std::string tokenAddress(const OnvifCall& call)
+{
+    return "http://" + call.hostAndPort + "/onvif/token_service";
+}
+
+std::string dateTime(const char* element, int64_t unixSeconds)
+{
+    GDateTime* t = g_date_time_new_from_unix_utc(unixSeconds);
+    char text[400];
+    std::snprintf(text, sizeof(text),
+                  "<tt:%s><tt:Time><tt:Hour>%d</tt:Hour><tt:Minute>%d</tt:Minute><tt:Second>%d</tt:Second></tt:Time>"
+                  "<tt:Date><tt:Year>%d</tt:Year><tt:Month>%d</tt:Month><tt:Day>%d</tt:Day></tt:Date></tt:%s>",
+                  element, g_date_time_get_hour(t), g_date_time_get_minute(t), g_date_time_get_second(t),
+                  g_date_time_get_year(t), g_date_time_get_month(t), g_date_time_get_day_of_month(t), element);
+    g_date_time_unref(t);
+    return text;
+}
+
+// POSIX counts west of Greenwich as positive.
+std::string timeZone(int offsetMinutes)
+{
+    char text[32];
+    std::snprintf(text, sizeof(text), "LDT%c%02d:%02d", offsetMinutes > 0 ? '-' : '+', std::abs(offsetMinutes) / 60,
+                  std::abs(offsetMinutes) % 60);
+    return offsetMinutes == 0 ? "UTC0" : text;
+}
+
+SoapAnswer getSystemDateAndTime(OnvifContext& c, const OnvifCall&)
+{
+    const int64_t now = c.deviceTime();
+    return soapAnswer(
+        "<tds:GetSystemDateAndTimeResponse><tds:SystemDateAndTime><tt:DateTimeType>Manual</tt:DateTimeType>"
+        "<tt:DaylightSavings>false</tt:DaylightSavings><tt:TimeZone><tt:TZ>" +
+        timeZone(c.options.utcOffsetMinutes) + "</tt:TZ></tt:TimeZone>" + dateTime("UTCDateTime", now) +
+        dateTime("LocalDateTime", now + 60 * c.options.utcOffsetMinutes) +
+        "</tds:SystemDateAndTime></tds:GetSystemDateAndTimeResponse>");
+}
+
+SoapAnswer getDeviceInformation(OnvifContext& c, const OnvifCall&)
+{
+    return soapAnswer(
+        "<tds:GetDeviceInformationResponse><tds:Manufacturer>Lumo</tds:Manufacturer>"
+        "<tds:Model>Simulated Recorder</tds:Model><tds:FirmwareVersion>1.0.0.20260101</tds:FirmwareVersion>"
+        "<tds:SerialNumber>" +
+        xmlEscape(c.options.serial) +
+        "</tds:SerialNumber><tds:HardwareId>LUMO-SIM-1</tds:HardwareId></tds:GetDeviceInformationResponse>");
+}
+
+SoapAnswer getCapabilities(OnvifContext&, const OnvifCall& call)
+{
+    return soapAnswer("<tds:GetCapabilitiesResponse><tds:Capabilities><tt:Device><tt:XAddr>" + deviceAddress(call) +
+                      "</tt:XAddr></tt:Device><tt:Media><tt:XAddr>" + mediaAddress(call) +
+                      "</tt:XAddr><tt:StreamingCapabilities><tt:RTPMulticast>false</tt:RTPMulticast><tt:RTP_TCP>true"
+                      "</tt:RTP_TCP><tt:RTP_RTSP_TCP>true</tt:RTP_RTSP_TCP></tt:StreamingCapabilities></tt:Media>"
+                      "</tds:Capabilities></tds:GetCapabilitiesResponse>");
+}
+
+std::string service(const std::string& space, const std::string& address)
+{
+    return "<tds:Service><tds:Namespace>" + space + "</tds:Namespace><tds:XAddr>" + address +
+           "</tds:XAddr><tds:Version><tt:Major>2</tt:Major><tt:Minor>6</tt:Minor></tds:Version></tds:Service>";
+}
+
+SoapAnswer getServices(OnvifContext&, const OnvifCall& call)
+{
+    return soapAnswer("<tds:GetServicesResponse>" + service(kDeviceSpace, deviceAddress(call)) +
+                      service(kMediaSpace, mediaAddress(call)) + service(kTokenSpace, tokenAddress(call)) +
+                      "</tds:GetServicesResponse>");
+}
+
+SoapAnswer getServiceCapabilities(OnvifContext&, const OnvifCall&)
+{
+    return soapAnswer("<tds:GetServiceCapabilitiesResponse><tds:Capabilities><tds:Network/>"
+                      "<tds:Security UsernameToken=\"true\" HttpDigest=\"false\"/><tds:System DiscoveryBye=\"false\"/>"
+                      "</tds:Capabilities></tds:GetServiceCapabilitiesResponse>");
+}
+
+SoapAnswer getHostname(OnvifContext& c, const OnvifCall&)
+{
+    return soapAnswer("<tds:GetHostnameResponse><tds:HostnameInformation><tt:FromDHCP>false</tt:FromDHCP><tt:Name>" +
+                      xmlEscape(c.options.name) + "</tt:Name></tds:HostnameInformation></tds:GetHostnameResponse>");
+}
+
+SoapAnswer getNetworkInterfaces(OnvifContext& c, const OnvifCall&)
+{
+    return soapAnswer(
+        "<tds:GetNetworkInterfacesResponse><tds:NetworkInterfaces token=\"lo\"><tt:Enabled>true</tt:Enabled>"
+        "<tt:Info><tt:Name>lo</tt:Name><tt:HwAddress>02:00:00:00:00:01</tt:HwAddress></tt:Info>"
+        "<tt:IPv4><tt:Enabled>true</tt:Enabled><tt:Config><tt:Manual><tt:Address>" +
+        xmlEscape(c.options.address) +
+        "</tt:Address><tt:PrefixLength>8</tt:PrefixLength></tt:Manual><tt:DHCP>false</tt:DHCP></tt:Config>"
+        "</tt:IPv4></tds:NetworkInterfaces></tds:GetNetworkInterfacesResponse>");
+}
+
+SoapAnswer getScopes(OnvifContext& c, const OnvifCall&)
+{
+    return soapAnswer("<tds:GetScopesResponse><tds:Scopes><tt:ScopeDef>Fixed</tt:ScopeDef><tt:ScopeItem>"
+                      "onvif://www.onvif.org/serial/" +
+                      xmlEscape(c.options.serial) + "</tt:ScopeItem></tds:Scopes></tds:GetScopesResponse>");
+}
+
+SoapAnswer getUsers(OnvifContext& c, const OnvifCall&)
+{
+    return soapAnswer("<tds:GetUsersResponse><tds:User><tt:Username>" + xmlEscape(c.options.user) +
+                      "</tt:Username><tt:UserLevel>Administrator</tt:UserLevel></tds:User></tds:GetUsersResponse>");
+}
+
+} // namespace
+
+const OperationTable& deviceOperations()
+{
+    static const OperationTable table = {
+        // operation                handler                 open without login
+        {"GetSystemDateAndTime", {&getSystemDateAndTime, true}},
+        {"GetServices", {&getServices, true}},
+        {"GetServiceCapabilities", {&getServiceCapabilities, true}},
+        {"GetCapabilities", {&getCapabilities, true}},
+        {"GetHostname", {&getHostname, true}},
+        {"GetDeviceInformation", {&getDeviceInformation, false}},
+        {"GetNetworkInterfaces", {&getNetworkInterfaces, false}},
+        {"GetScopes", {&getScopes, false}},
+        {"GetUsers", {&getUsers, false}},
+    };
+    return table;
+}
+
+} // namespace lumo::recorder

@@ -1,0 +1,50 @@
+// The HTTP side on one port: ONVIF on /onvif/, test calls on /api/, pictures on /snapshot/, the page on the rest.
+//
+// Thread: main loop only. Lives until the process ends.
+#pragma once
+
+#include "OnvifServices.h"
+#include "TestApi.h"
+
+#include <libsoup/soup.h>
+
+#include <vector>
+
+namespace lumo::recorder
+{
+
+class HttpServer
+{
+public:
+    HttpServer(const Options& options, Faults& faults, OnvifServices& onvif, TestApi& api, ClipStore& store,
+               std::vector<std::unique_ptr<LiveStream>>& streams);
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    /// The port it listens on; 0 when it cannot, with the reason in `error`.
+    int start(std::string& error);
+
+private:
+    using Handler = void (HttpServer::*)(SoupServerMessage*, const std::string& path);
+
+    template <Handler handler> void route(const char* path);
+    /// True when the recorder is silent: the message then waits until that ends.
+    bool held(SoupServerMessage* message);
+    void releaseHeld();
+
+    void onOnvif(SoupServerMessage* message, const std::string& path);
+    void onApi(SoupServerMessage* message, const std::string& path);
+    void onSnapshot(SoupServerMessage* message, const std::string& path);
+    void onPage(SoupServerMessage* message, const std::string& path);
+
+    const Options& m_options;
+    Faults& m_faults;
+    OnvifServices& m_onvif;
+    TestApi& m_api;
+    ClipStore& m_store;
+    std::vector<std::unique_ptr<LiveStream>>& m_streams;
+    SoupServer* m_server;
+    std::vector<SoupServerMessage*> m_held; // references; answered with 503 once the recorder speaks again
+};
+
+} // namespace lumo::recorder

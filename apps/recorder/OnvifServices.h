@@ -1,0 +1,67 @@
+// The ONVIF services of the recorder: one table of operations per service, one handler per operation.
+//
+// Thread: main loop only.
+#pragma once
+
+#include "LiveStream.h"
+#include "Security.h"
+#include "Soap.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lumo::recorder
+{
+
+constexpr const char* kDeviceSpace = "http://www.onvif.org/ver10/device/wsdl";
+constexpr const char* kMediaSpace = "http://www.onvif.org/ver10/media/wsdl";
+constexpr const char* kTokenSpace = "urn:lumo:token:1";
+
+/// What the handlers of all services draw on.
+struct OnvifContext {
+    const Options& options;
+    ClipStore& store;
+    std::vector<std::unique_ptr<LiveStream>>& streams; // index channel * 2 + stream
+    int httpPort = 0;
+    int rtspPort = 0;
+
+    int64_t deviceTime() const; // Unix seconds on the device's clock
+};
+
+/// A request with the host by which the client reached us ("127.0.0.1:8080"): answers name addresses with it.
+struct OnvifCall {
+    const SoapRequest& soap;
+    std::string hostAndPort;
+    std::string host() const;
+};
+
+using OnvifHandler = SoapAnswer (*)(OnvifContext&, const OnvifCall&);
+
+struct OnvifOperation {
+    OnvifHandler handler = nullptr;
+    bool open = false; // may be called without credentials
+};
+
+using OperationTable = std::map<std::string, OnvifOperation, std::less<>>;
+
+const OperationTable& deviceOperations();
+const OperationTable& mediaOperations();
+
+class OnvifServices
+{
+public:
+    OnvifServices(OnvifContext& context, const Faults& faults) : m_context(context), m_security(context.options, faults)
+    {
+    }
+
+    /// Answers a request to any service; the operation's namespace decides which.
+    SoapAnswer handle(const std::string& text, const std::string& tokenHeader, const std::string& hostAndPort);
+
+private:
+    OnvifContext& m_context;
+    Security m_security;
+};
+
+} // namespace lumo::recorder

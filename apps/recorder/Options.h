@@ -1,0 +1,53 @@
+// The command line of lumo-recorder: every setting, checked once, constant afterwards.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace lumo::recorder
+{
+
+struct PictureSize {
+    int width = 0;
+    int height = 0;
+    bool operator==(const PictureSize&) const = default;
+};
+
+enum class Codec { H264, H265, Mjpeg };
+const char* codecName(Codec codec); // as ONVIF writes it: "H264", "H265", "JPEG"
+
+struct Options {
+    std::string address = "127.0.0.1";
+    int httpPort = 8080; // 0: the system picks one
+    int rtspPort = 8554; // 0: the system picks one
+    int channels = 16;   // 1..64
+    PictureSize mainSize{1280, 720};
+    PictureSize subSize{640, 360};
+    std::optional<Codec> codec; // nothing: mixed, H.264 on even and H.265 on odd channels
+    int fps = 25;               // 1..60
+    std::string videoFile;      // empty: the recorder's own scenes
+    std::string user = "admin";
+    std::string password = "lumo";
+    std::string serial = "LUMO00000001";
+    std::string name = "Lumo Recorder";
+    std::string webDir;       // empty: no page
+    std::string cacheDir;     // never empty after parsing
+    int utcOffsetMinutes = 0; // the device's local time minus UTC
+    int clockSkewSeconds = 0; // the device's clock minus the true one
+    bool discovery = true;
+    bool prepareOnly = false; // make all clips, then end
+
+    Codec codecOf(int channel) const;
+    PictureSize sizeOf(int stream) const { return stream == 0 ? mainSize : subSize; }
+};
+
+/// What parsing ended in: options, or a text to print and an exit code (0 for --help).
+struct ParsedOptions {
+    std::optional<Options> options;
+    std::string message;
+    int exitCode = 0;
+};
+
+ParsedOptions parseOptions(int argc, const char* const* argv);
+
+} // namespace lumo::recorder

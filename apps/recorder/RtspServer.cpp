@@ -1,0 +1,248 @@
+#include "RtspServer.h"
+
+#include "RtspAuth.h"
+
+#include <cstdio>
+#include <exception>
+
+namespace lumo::recorder
+{
+namespace
+{
+
+// Clients share these; a media's own work runs on threads of its own.
+constexpr int kClientThreads = 16;
+constexpr int kBacklog = 256;
+
+const char* videoBranch(Codec codec)
+{
+    switch (codec) {
+    case Codec::H264:
+        return "caps=video/x-h264,stream-format=byte-stream,alignment=au ! rtph264pay name=pay0 pt=96 "
+               "config-interval=0";
+    case Codec::H265:
+        return "caps=video/x-h265,stream-format=byte-stream,alignment=au ! rtph265pay name=pay0 pt=96 "
+               "config-interval=0";
+    default:
+        return nullptr;
+    }
+}
+
+std::string launchLine(ClipStore& store, LiveStream& stream, bool sound)
+{
+    const Codec codec = store.codec(stream.channel, stream.stream);
+    std::string line = "( appsrc name=video is-live=true format=time ";
+    if (codec == Codec::Mjpeg) {
+        const PictureSize size = store.size(stream.channel, stream.stream);
+        line += "caps=image/jpeg,width=" + std::to_string(size.width) + ",height=" + std::to_string(size.height) +
+                ",framerate=" + std::to_string(static_cast<int>(store.fps(stream.channel, stream.stream))) +
+                "/1 ! rtpjpegpay name=pay0 pt=26";
+    } else {
+        line += videoBranch(codec);
+    }
+    if (sound) {
+        line += " appsrc name=audio is-live=true format=time caps=audio/x-alaw,rate=8000,channels=1 "
+                "! rtppcmapay name=pay1 pt=8 min-ptime=20000000 max-ptime=20000000";
+    }
+    return line + " )";
+}
+
+// What a media's signal handlers need; dies with the media.
+struct LaneHolder {
+    std::shared_ptr<Lane> lane;
+    Pacer* pacer;
+};
+
+} // namespace
+
+RtspServer::RtspServer(const Options& options, ClipStore& store, Faults& faults,
+                       std::vector<std::unique_ptr<LiveStream>>& streams)
+    : m_options(options), m_store(store), m_faults(faults), m_streams(streams), m_server(gst_rtsp_server_new())
+{
+    gst_rtsp_server_set_address(m_server, options.address.c_str());
+    gst_rtsp_server_set_service(m_server, std::to_string(options.rtspPort).c_str());
+    gst_rtsp_server_set_backlog(m_server, kBacklog);
+    GstRTSPThreadPool* pool = gst_rtsp_server_get_thread_pool(m_server);
+    gst_rtsp_thread_pool_set_max_threads(pool, kClientThreads);
+    g_object_unref(pool);
+    GstRTSPAuth* auth = newRtspAuth(options, faults);
+    gst_rtsp_server_set_auth(m_server, auth);
+    g_object_unref(auth);
+    GstRTSPMountPoints* mounts = gst_rtsp_server_get_mount_points(m_server);
+    for (auto& stream : streams) {
+        addMount(mounts, *stream);
+    }
+    g_object_unref(mounts);
+    g_signal_connect(m_server, "client-connected",
+                     G_CALLBACK(+[](GstRTSPServer*, GstRTSPClient* client, gpointer self) {
+                         static_cast<RtspServer*>(self)->onClientConnected(client);
+                     }),
+                     this);
+}
+
+void RtspServer::addMount(GstRTSPMountPoints* mounts, LiveStream& stream)
+{
+    GstRTSPMediaFactory* factory = gst_rtsp_media_factory_new();
+    const bool sound = stream.channel == 0;
+    gst_rtsp_media_factory_set_launch(factory, launchLine(m_store, stream, sound).c_str());
+    gst_rtsp_media_factory_set_shared(factory, TRUE);
+    gst_rtsp_media_factory_set_protocols(
+        factory, static_cast<GstRTSPLowerTrans>(GST_RTSP_LOWER_TRANS_TCP | GST_RTSP_LOWER_TRANS_UDP));
+    gst_rtsp_media_factory_add_role(factory, kViewerRole, GST_RTSP_PERM_MEDIA_FACTORY_ACCESS, G_TYPE_BOOLEAN, TRUE,
+                                    GST_RTSP_PERM_MEDIA_FACTORY_CONSTRUCT, G_TYPE_BOOLEAN, TRUE, nullptr);
+    m_mounts.push_back(std::make_unique<Mount>(Mount{this, &stream}));
+    g_signal_connect(factory, "media-configure",
+                     G_CALLBACK(+[](GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer data) {
+                         auto* mount = static_cast<Mount*>(data);
+                         mount->server->onMediaConfigure(*mount->stream, media);
+                     }),
+                     m_mounts.back().get());
+    const std::string path = "/live/" + std::to_string(stream.channel) + "/" + std::to_string(stream.stream);
+    gst_rtsp_mount_points_add_factory(mounts, path.c_str(), factory);
+}
+
+// On a client's thread. The clip may have to be encoded here; only this client's thread waits for it.
+void RtspServer::onMediaConfigure(LiveStream& stream, GstRTSPMedia* media)
+{
+    GstElement* bin = gst_rtsp_media_get_element(media);
+    GstElement* video = gst_bin_get_by_name(GST_BIN(bin), "video");
+    GstElement* audio = gst_bin_get_by_name(GST_BIN(bin), "audio");
+    try {
+        auto lane = std::make_shared<Lane>(stream, m_faults, GST_APP_SRC(video), audio ? GST_APP_SRC(audio) : nullptr);
+        auto* holder = new LaneHolder{lane, &m_pacer};
+        g_object_set_data_full(G_OBJECT(media), "lumo-lane", holder, [](gpointer p) {
+            auto* h = static_cast<LaneHolder*>(p);
+            h->pacer->remove(h->lane);
+            delete h;
+        });
+        g_signal_connect(media, "new-state", G_CALLBACK(+[](GstRTSPMedia*, gint state, gpointer p) {
+                             static_cast<LaneHolder*>(p)->lane->setPlaying(state == GST_STATE_PLAYING);
+                         }),
+                         holder);
+        g_signal_connect(media, "unprepared", G_CALLBACK(+[](GstRTSPMedia*, gpointer p) {
+                             auto* h = static_cast<LaneHolder*>(p);
+                             h->pacer->remove(h->lane);
+                         }),
+                         holder);
+        // Frames leave when they are handed over; a sink that waits for their time would only add delay.
+        gst_rtsp_media_set_rate_control(media, FALSE);
+        m_pacer.add(lane);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "lumo-recorder: channel %d stream %d: %s\n", stream.channel, stream.stream, e.what());
+    }
+    gst_object_unref(video);
+    if (audio) {
+        gst_object_unref(audio);
+    }
+    gst_object_unref(bin);
+}
+
+void RtspServer::onClientConnected(GstRTSPClient* client)
+{
+    GSocket* socket = gst_rtsp_connection_get_read_socket(gst_rtsp_client_get_connection(client));
+    {
+        std::lock_guard lock(m_mutex);
+        m_clients[client].socket = G_SOCKET(g_object_ref(socket));
+    }
+    g_signal_connect(
+        client, "closed",
+        G_CALLBACK(+[](GstRTSPClient* c, gpointer self) { static_cast<RtspServer*>(self)->onClientClosed(c); }), this);
+    g_signal_connect(client, "pre-play-request",
+                     G_CALLBACK(+[](GstRTSPClient*, GstRTSPContext* context, gpointer self) -> GstRTSPStatusCode {
+                         static_cast<RtspServer*>(self)->onBeforePlay(context);
+                         return GST_RTSP_STS_OK;
+                     }),
+                     this);
+    g_signal_connect(client, "play-request", G_CALLBACK(+[](GstRTSPClient* c, GstRTSPContext* context, gpointer self) {
+                         static_cast<RtspServer*>(self)->onPlay(c, context);
+                     }),
+                     this);
+}
+
+void RtspServer::onClientClosed(GstRTSPClient* client)
+{
+    std::lock_guard lock(m_mutex);
+    const auto it = m_clients.find(client);
+    if (it != m_clients.end()) {
+        g_object_unref(it->second.socket);
+        m_clients.erase(it);
+    }
+}
+
+// The picture that waited for this PLAY goes out before anybody is told of the new state: its time is now.
+void RtspServer::onBeforePlay(GstRTSPContext* context)
+{
+    int channel = -1, stream = -1;
+    if (context->uri && std::sscanf(context->uri->abspath, "/live/%d/%d", &channel, &stream) == 2 && channel >= 0 &&
+        channel < m_options.channels && (stream == 0 || stream == 1)) {
+        m_streams[static_cast<size_t>(channel) * 2 + static_cast<size_t>(stream)]->noteWaitingLeft();
+    }
+}
+
+void RtspServer::onPlay(GstRTSPClient* client, GstRTSPContext* context)
+{
+    int channel = 0;
+    if (!context->uri || std::sscanf(context->uri->abspath, "/live/%d/", &channel) != 1) {
+        return;
+    }
+    std::lock_guard lock(m_mutex);
+    const auto it = m_clients.find(client);
+    if (it != m_clients.end()) {
+        it->second.channels.insert(channel);
+        if (context->session) {
+            it->second.sessions.insert(gst_rtsp_session_get_sessionid(context->session));
+        }
+    }
+}
+
+int RtspServer::start()
+{
+    if (!gst_rtsp_server_attach(m_server, nullptr)) {
+        return 0;
+    }
+    g_timeout_add_seconds(
+        5,
+        [](gpointer self) -> gboolean {
+            GstRTSPSessionPool* pool = gst_rtsp_server_get_session_pool(static_cast<RtspServer*>(self)->m_server);
+            gst_rtsp_session_pool_cleanup(pool);
+            g_object_unref(pool);
+            return G_SOURCE_CONTINUE;
+        },
+        this);
+    return gst_rtsp_server_get_bound_port(m_server);
+}
+
+// Sockets are shut down, not closed: the thread that serves the client then sees the end and cleans up itself.
+int RtspServer::dropChannel(int channel)
+{
+    GstRTSPSessionPool* pool = gst_rtsp_server_get_session_pool(m_server);
+    std::set<std::string> sessions;
+    int count = 0;
+    {
+        std::lock_guard lock(m_mutex);
+        for (auto& [client, info] : m_clients) {
+            if (info.channels.count(channel)) {
+                g_socket_shutdown(info.socket, TRUE, TRUE, nullptr);
+                sessions.merge(info.sessions);
+                ++count;
+            }
+        }
+    }
+    for (const auto& id : sessions) {
+        // A session over UDP would outlive its connection and go on sending.
+        if (GstRTSPSession* session = gst_rtsp_session_pool_find(pool, id.c_str())) {
+            gst_rtsp_session_pool_remove(pool, session);
+            g_object_unref(session);
+        }
+    }
+    g_object_unref(pool);
+    return count;
+}
+
+int RtspServer::connections()
+{
+    std::lock_guard lock(m_mutex);
+    return static_cast<int>(m_clients.size());
+}
+
+} // namespace lumo::recorder

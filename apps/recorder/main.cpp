@@ -1,0 +1,143 @@
+// lumo-recorder: a simulated recorder. ONVIF and RTSP for the libraries, the page, and test calls, in one
+// process on one GLib main loop; streams run on gst-rtsp-server's threads and one pacer.
+#include "Discovery.h"
+#include "HttpServer.h"
+#include "RtspServer.h"
+
+#include <glib-unix.h>
+#include <gst/gst.h>
+#include <sys/resource.h>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <vector>
+
+using namespace lumo::recorder;
+
+namespace
+{
+
+// 64 channels with several clients each need more sockets than the usual 1024.
+void raiseFileLimit()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+int complain(const std::string& text)
+{
+    std::fprintf(stderr, "lumo-recorder: %s\n", text.c_str());
+    return 1;
+}
+
+void announce(const Options& options, int httpPort, int rtspPort)
+{
+    std::printf("{\"http\":%d,\"rtsp\":%d,\"serial\":\"%s\",\"channels\":%d}\n", httpPort, rtspPort,
+                options.serial.c_str(), options.channels);
+    std::fflush(stdout);
+}
+
+// Made before anybody is told that the recorder is ready: from then on it may be asked to end.
+GMainLoop* newLoop()
+{
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    const auto quit = [](gpointer p) -> gboolean {
+        g_main_loop_quit(static_cast<GMainLoop*>(p));
+        return G_SOURCE_CONTINUE;
+    };
+    g_unix_signal_add(SIGINT, quit, loop);
+    g_unix_signal_add(SIGTERM, quit, loop);
+    return loop;
+}
+
+// All that is alive while the recorder serves. Never destroyed: the streams' threads use it to the last moment.
+struct Recorder {
+    Recorder(const Options& options, ClipStore& store) : options(options), store(store), streams(makeStreams()) {}
+
+    std::vector<std::unique_ptr<LiveStream>> makeStreams()
+    {
+        std::vector<std::unique_ptr<LiveStream>> all;
+        for (int i = 0; i < options.channels * 2; ++i) {
+            all.push_back(std::make_unique<LiveStream>(store, i / 2, i % 2));
+        }
+        return all;
+    }
+
+    const Options& options;
+    ClipStore& store;
+    Faults faults;
+    std::vector<std::unique_ptr<LiveStream>> streams; // index channel * 2 + stream
+    RtspServer rtsp{options, store, faults, streams};
+    OnvifContext context{options, store, streams};
+    OnvifServices onvif{context, faults};
+    TestApi api{options,
+                store,
+                faults,
+                streams,
+                {[this](int channel) { return rtsp.dropChannel(channel); }, [this] { return rtsp.connections(); }}};
+    HttpServer http{options, faults, onvif, api, store, streams};
+    std::unique_ptr<Discovery> discovery;
+};
+
+int serve(const Options& options, ClipStore& store)
+{
+    GMainLoop* loop = newLoop();
+    auto& recorder = *new Recorder(options, store);
+    recorder.context.rtspPort = recorder.rtsp.start();
+    if (!recorder.context.rtspPort) {
+        return complain("cannot listen for RTSP on " + options.address + ":" + std::to_string(options.rtspPort));
+    }
+    std::string error;
+    recorder.context.httpPort = recorder.http.start(error);
+    if (!recorder.context.httpPort) {
+        return complain("cannot listen for HTTP on " + options.address + ":" + std::to_string(options.httpPort) + ": " +
+                        error);
+    }
+    if (options.discovery) {
+        recorder.discovery = std::make_unique<Discovery>(options, recorder.faults, recorder.context.httpPort);
+    }
+    announce(options, recorder.context.httpPort, recorder.context.rtspPort);
+    g_main_loop_run(loop);
+    return 0;
+}
+
+int run(const Options& options)
+{
+    try {
+        auto& store = *new ClipStore(options);
+        if (options.prepareOnly) {
+            std::printf("{\"clips\":%d}\n", store.prepareAll());
+            return 0;
+        }
+        return serve(options, store);
+    } catch (const std::exception& e) {
+        return complain(e.what());
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const ParsedOptions parsed = parseOptions(argc, argv);
+    if (!parsed.options) {
+        std::fputs(parsed.message.c_str(), parsed.exitCode ? stderr : stdout);
+        return parsed.exitCode;
+    }
+    gst_init(nullptr, nullptr);
+    av_log_set_level(AV_LOG_ERROR);
+    raiseFileLimit();
+    const int code = run(*parsed.options);
+    // At once, without destructors: streams may still be running, and nothing is left to be saved.
+    std::fflush(nullptr);
+    std::_Exit(code);
+}

@@ -1,0 +1,211 @@
+// The library's calls. Each finds its port and lets nothing thrown pass out of the library.
+#include "Port.h"
+
+#include <exception>
+
+using namespace lumo;
+
+namespace
+{
+
+/// 1 when the port exists and what is asked of it succeeds.
+template <typename Ask> int onPort(int number, Ask ask)
+{
+    try {
+        Port* port = portOf(number);
+        return port && ask(*port) ? 1 : 0;
+    } catch (const std::exception&) {
+        return 0; // out of memory, or out of threads
+    }
+}
+
+/// A number from the port; 0 when there is none.
+template <typename Ask> int fromPort(int number, Ask ask)
+{
+    try {
+        Port* port = portOf(number);
+        return port ? ask(*port) : 0;
+    } catch (const std::exception&) {
+        return 0;
+    }
+}
+
+} // namespace
+
+extern "C" {
+
+// ---- files: a port for recorded files is not built in yet, so all of these are refused
+
+int LUMODEC_OpenFile(int, const char*)
+{
+    return 0;
+}
+int LUMODEC_CloseFile(int)
+{
+    return 0;
+}
+int LUMODEC_Fast(int)
+{
+    return 0;
+}
+int LUMODEC_Slow(int)
+{
+    return 0;
+}
+int LUMODEC_OneByOne(int)
+{
+    return 0;
+}
+int LUMODEC_OneByOneBack(int)
+{
+    return 0;
+}
+int LUMODEC_SetPlayPos(int, float)
+{
+    return 0;
+}
+float LUMODEC_GetPlayPos(int)
+{
+    return 0.0f;
+}
+int LUMODEC_SetFileEndCallBack(int, LumoFileEndCallback, intptr_t)
+{
+    return 0;
+}
+int LUMODEC_ConvertFile(const char*, const char*, int, LumoConvertCallback, intptr_t)
+{
+    return 0;
+}
+
+// ---- streams
+
+int LUMODEC_OpenStream(int nPort, const uint8_t*, int, int nBufferSize)
+{
+    return onPort(nPort, [&](Port& port) { return port.openStream(nBufferSize); });
+}
+
+int LUMODEC_CloseStream(int nPort)
+{
+    return onPort(nPort, [](Port& port) { return port.closeStream(); });
+}
+
+int LUMODEC_InputData(int nPort, const uint8_t* pData, int nSize)
+{
+    return onPort(nPort, [&](Port& port) { return port.input(pData, nSize); });
+}
+
+int LUMODEC_Play(int nPort, LumoWindow hWnd)
+{
+    return onPort(nPort, [&](Port& port) { return port.play(hWnd); });
+}
+
+int LUMODEC_Stop(int nPort)
+{
+    return onPort(nPort, [](Port& port) { return port.stop(); });
+}
+
+int LUMODEC_Pause(int nPort, int bPause)
+{
+    return onPort(nPort, [&](Port& port) { return port.pause(bPause != 0); });
+}
+
+int LUMODEC_SetStreamMode(int nPort, int nMode)
+{
+    return onPort(nPort, [&](Port& port) { return port.setStreamMode(nMode); });
+}
+
+int LUMODEC_SetPreviewOption(int nPort, int nOption)
+{
+    return onPort(nPort, [&](Port& port) { return port.setPreviewOption(nOption); });
+}
+
+int LUMODEC_GetSourceBufferRemain(int nPort)
+{
+    return fromPort(nPort, [](Port& port) { return port.waitingBytes(); });
+}
+
+int LUMODEC_GetBufferValue(int nPort, int nKind)
+{
+    constexpr int kDecodedPictures = 3;
+    return fromPort(nPort, [&](Port& port) { return nKind == kDecodedPictures ? port.waitingPictures() : 0; });
+}
+
+int LUMODEC_GetCurrentFrameTime(int nPort)
+{
+    return fromPort(nPort, [](Port& port) { return port.frameTime(); });
+}
+
+// ---- showing
+
+int LUMODEC_RefreshPlay(int nPort)
+{
+    return onPort(nPort, [](Port& port) { return port.refresh(); });
+}
+
+int LUMODEC_SetDisplayRegion(int nPort, int nRegion, const LumoRect* pRegion, LumoWindow, int bEnable)
+{
+    return onPort(nPort, [&](Port& port) { return nRegion == 0 && port.setDisplayRegion(pRegion, bEnable != 0); });
+}
+
+int LUMODEC_SetOriginalMode(int nPort, int nRegion, const int32_t* pFlag)
+{
+    return onPort(nPort, [&](Port& port) { return nRegion == 0 && pFlag && port.setOriginal(*pFlag != 0); });
+}
+
+int LUMODEC_SetColor(int nPort, int nRegion, int nBrightness, int nContrast, int nSaturation, int nHue)
+{
+    return onPort(nPort, [&](Port& port) {
+        return nRegion == 0 && port.setColor({nBrightness, nContrast, nSaturation, nHue});
+    });
+}
+
+int LUMODEC_GetColor(int nPort, int nRegion, int32_t* pBrightness, int32_t* pContrast, int32_t* pSaturation,
+                     int32_t* pHue)
+{
+    return onPort(nPort, [&](Port& port) {
+        ColorLevels color;
+        const bool good = port.getColor(color);
+        if (nRegion != 0 || !pBrightness || !pContrast || !pSaturation || !pHue)
+            return false;
+        // Also on a closed port: callers take the values whatever the result.
+        *pBrightness = color.brightness;
+        *pContrast = color.contrast;
+        *pSaturation = color.saturation;
+        *pHue = color.hue;
+        return good;
+    });
+}
+
+int LUMODEC_RegisterDrawCallback(int nPort, LumoDrawCallback fnDraw, int32_t nUser)
+{
+    return onPort(nPort, [&](Port& port) { return port.setDrawHook({fnDraw, nUser}); });
+}
+
+// ---- sound, snapshots, recordings
+
+int LUMODEC_PlaySound(int nPort)
+{
+    return onPort(nPort, [](Port& port) { return port.playSound(); });
+}
+
+int LUMODEC_StopSound(int nPort)
+{
+    return onPort(nPort, [](Port& port) { return port.stopSound(); });
+}
+
+int LUMODEC_CatchPicture(int nPort, const char* szPath, int)
+{
+    return onPort(nPort, [&](Port& port) { return szPath && port.catchPicture(szPath); });
+}
+
+int LUMODEC_StartDataRecord(int nPort, const char* szPath, int nType)
+{
+    return onPort(nPort, [&](Port& port) { return szPath && port.startRecord(szPath, nType); });
+}
+
+int LUMODEC_StopDataRecord(int nPort)
+{
+    return onPort(nPort, [](Port& port) { return port.stopRecord(); });
+}
+
+} // extern "C"

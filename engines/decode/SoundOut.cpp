@@ -1,0 +1,217 @@
+#include "SoundOut.h"
+
+extern "C" {
+#include <libswresample/swresample.h>
+}
+#include <SDL.h>
+
+#include <algorithm>
+#include <deque>
+#include <mutex>
+
+namespace lumo
+{
+namespace
+{
+
+constexpr int kRate = 48000;
+constexpr int kChannels = 2;
+constexpr int kValuesPerMs = kRate / 1000 * kChannels;
+
+class Device;
+class Stream;
+
+std::mutex g_deviceLock;
+std::weak_ptr<Device> g_device;
+
+/// The one output device. Streams come and go under its lock, which the device's thread holds while it mixes.
+class Device
+{
+public:
+    static std::shared_ptr<Device> shared();
+    Device();
+    ~Device();
+
+    bool open();
+    void add(Stream* stream);
+    void remove(Stream* stream);
+    std::mutex& lock() { return m_lock; }
+
+private:
+    static void SDLCALL fill(void* user, Uint8* out, int size) { static_cast<Device*>(user)->mix(out, size); }
+    void mix(Uint8* out, int size);
+
+    std::mutex m_lock;
+    std::vector<Stream*> m_streams;
+    SDL_AudioDeviceID m_id = 0;
+    bool m_ready = false;
+};
+
+class Stream final : public SoundStream
+{
+public:
+    explicit Stream(std::shared_ptr<Device> device) : m_device(std::move(device)) { m_device->add(this); }
+    ~Stream() override { m_device->remove(this); }
+    void push(const Samples& samples) override;
+    void clear() override;
+    /// Adds to out, under the device's lock.
+    void mixInto(int16_t* out, int count);
+
+private:
+    struct SwrFree {
+        void operator()(SwrContext* p) const { swr_free(&p); }
+    };
+    bool openConverter(const Samples& samples);
+
+    const std::shared_ptr<Device> m_device;
+    // Under the device's lock.
+    std::unique_ptr<SwrContext, SwrFree> m_converter; // not SDL's: that one holds a quarter of a second back
+    std::vector<int16_t> m_converted;
+    std::deque<int16_t> m_waiting; // in the device's form
+    int m_rate = 0, m_channels = 0;
+    bool m_playing = false;
+    int m_silentMs = 0; // heard nothing while something waited
+};
+
+std::shared_ptr<Device> Device::shared()
+{
+    std::lock_guard guard(g_deviceLock);
+    auto device = g_device.lock();
+    if (device)
+        return device;
+    device = std::make_shared<Device>();
+    if (!device->open())
+        return nullptr;
+    g_device = device;
+    return device;
+}
+
+Device::Device()
+{
+    // The process's own signal handlers stay.
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    m_ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
+}
+
+bool Device::open()
+{
+    if (!m_ready)
+        return false;
+    SDL_AudioSpec wanted = {};
+    wanted.freq = kRate;
+    wanted.format = AUDIO_S16SYS;
+    wanted.channels = kChannels;
+    wanted.samples = 1024;
+    wanted.callback = &Device::fill;
+    wanted.userdata = this;
+    m_id = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
+    if (!m_id)
+        return false;
+    SDL_PauseAudioDevice(m_id, 0);
+    return true;
+}
+
+Device::~Device()
+{
+    if (m_id)
+        SDL_CloseAudioDevice(m_id);
+    if (m_ready)
+        SDL_QuitSubSystem(SDL_INIT_AUDIO);
+}
+
+void Device::add(Stream* stream)
+{
+    std::lock_guard guard(m_lock);
+    m_streams.push_back(stream);
+}
+
+void Device::remove(Stream* stream)
+{
+    std::lock_guard guard(m_lock);
+    std::erase(m_streams, stream);
+}
+
+void Device::mix(Uint8* out, int size)
+{
+    std::lock_guard guard(m_lock);
+    std::fill_n(out, size, Uint8(0));
+    for (Stream* stream : m_streams)
+        stream->mixInto(reinterpret_cast<int16_t*>(out), size / int(sizeof(int16_t)));
+}
+
+bool Stream::openConverter(const Samples& samples)
+{
+    if (m_converter && samples.rate == m_rate && samples.channels == m_channels)
+        return true;
+    AVChannelLayout from = {}, to = {};
+    av_channel_layout_default(&from, samples.channels);
+    av_channel_layout_default(&to, kChannels);
+    SwrContext* converter = nullptr;
+    const int made = swr_alloc_set_opts2(&converter, &to, AV_SAMPLE_FMT_S16, kRate, &from, AV_SAMPLE_FMT_S16,
+                                         samples.rate, 0, nullptr);
+    m_converter.reset(converter);
+    if (made < 0 || swr_init(converter) < 0)
+        m_converter.reset();
+    m_rate = samples.rate;
+    m_channels = samples.channels;
+    return m_converter != nullptr;
+}
+
+void Stream::push(const Samples& samples)
+{
+    if (samples.pcm.empty() || samples.rate <= 0 || samples.channels <= 0)
+        return;
+    std::lock_guard guard(m_device->lock());
+    if (!openConverter(samples))
+        return;
+    const int frames = int(samples.pcm.size()) / samples.channels;
+    const int room = swr_get_out_samples(m_converter.get(), frames);
+    m_converted.resize(size_t(std::max(room, 0)) * kChannels);
+    auto* to = reinterpret_cast<uint8_t*>(m_converted.data());
+    const auto* from = reinterpret_cast<const uint8_t*>(samples.pcm.data());
+    const int got = swr_convert(m_converter.get(), &to, room, &from, frames);
+    if (got > 0)
+        m_waiting.insert(m_waiting.end(), m_converted.begin(), m_converted.begin() + ptrdiff_t(got) * kChannels);
+    if (m_waiting.size() > size_t(kLateMs * kValuesPerMs))
+        m_waiting.erase(m_waiting.begin(), m_waiting.end() - kKeepMs * kValuesPerMs);
+}
+
+void Stream::clear()
+{
+    std::lock_guard guard(m_device->lock());
+    m_waiting.clear();
+    m_converter.reset();
+    m_playing = false;
+}
+
+void Stream::mixInto(int16_t* out, int count)
+{
+    if (m_waiting.empty()) {
+        m_playing = false;
+        m_silentMs = 0;
+        return;
+    }
+    if (!m_playing) {
+        m_silentMs += count / kValuesPerMs;
+        // A short sound is heard after a while, too.
+        m_playing = m_waiting.size() >= size_t(kStartMs * kValuesPerMs) || m_silentMs > 2 * kStartMs;
+        if (!m_playing)
+            return;
+    }
+    const int have = std::min(count, int(m_waiting.size()));
+    for (int i = 0; i < have; ++i)
+        out[i] = int16_t(std::clamp(out[i] + m_waiting[size_t(i)], -32768, 32767));
+    m_waiting.erase(m_waiting.begin(), m_waiting.begin() + have);
+}
+
+} // namespace
+
+std::unique_ptr<SoundStream> openSoundStream()
+{
+    auto device = Device::shared();
+    if (!device)
+        return nullptr;
+    return std::make_unique<Stream>(std::move(device));
+}
+
+} // namespace lumo

@@ -1,0 +1,30 @@
+// Sound out. All ports share one output device and are mixed into it; each has a stream of its own. The device opens
+// with the first stream and closes behind the last.
+#pragma once
+
+#include "AudioDecoder.h"
+
+#include <memory>
+
+namespace lumo
+{
+
+/// One port's sound. Its memory is bounded: when more than kLateMs wait to be heard, all but the newest kKeepMs go.
+/// Thread: any.
+class SoundStream
+{
+public:
+    static constexpr int kLateMs = 400;
+    static constexpr int kKeepMs = 150;
+    static constexpr int kStartMs = 60; // gathered before the first is heard, so that jitter is not
+
+    virtual ~SoundStream() = default;
+    virtual void push(const Samples& samples) = 0;
+    /// Forgets what waits to be heard.
+    virtual void clear() = 0;
+};
+
+/// Null when there is no sound device.
+std::unique_ptr<SoundStream> openSoundStream();
+
+} // namespace lumo

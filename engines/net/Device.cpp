@@ -1,0 +1,165 @@
+#include "Device.h"
+
+#include "RtspProbe.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace lumo::net
+{
+namespace
+{
+
+template <size_t N> void copyText(char (&to)[N], const std::string& from)
+{
+    const size_t size = std::min(from.size(), N - 1);
+    std::memcpy(to, from.data(), size);
+    to[size] = 0;
+}
+
+} // namespace
+
+Device::Device(IoLoop& loop, const Timings& timings) : m_loop(loop), m_timings(timings) {}
+
+std::unique_ptr<OnvifClient> Device::newClient(const Timings& timings) const
+{
+    auto client = std::make_unique<OnvifClient>(m_peer, timings, m_cancel);
+    client->setSkew(m_clock->get().skewMs);
+    client->setMediaPath(m_mediaPath);
+    return client;
+}
+
+int Device::loginOnvif(OnvifPeer peer, bool udp, NetDeviceInfo& info)
+{
+    m_peer = std::move(peer);
+    m_host = m_peer.host;
+    m_port = m_peer.port;
+    m_udp = udp;
+    m_address = resolveAddress(m_host, m_peer.port);
+    if (!m_address.valid())
+        return LUMONET_ERR_TIMEOUT;
+    auto client = newClient(m_timings);
+    // The time first and without credentials: digests carry it, and fail when it differs from the device's. A device
+    // that tells it to nobody unknown is spoken to with ours.
+    DeviceClock clock;
+    const int clockError = client->readClock(clock);
+    if (clockError == LUMONET_ERR_TIMEOUT)
+        return clockError;
+    m_clock->set(clock);
+    if (const int error = client->readServices())
+        return error;
+    if (!m_peer.token.empty() && !client->knowsTokens())
+        return LUMONET_ERR_UNSUPPORTED;
+    OnvifInfo told;
+    if (const int error = client->readInfo(told))
+        return error;
+    if (const int error = client->readChannels(m_channels))
+        return error;
+    m_mediaPath = client->mediaPath();
+    m_serial = told.serial;
+    m_asking = std::move(client);
+    copyText(info.szSoftwareVersion, told.firmware);
+    copyText(info.szSerialNo, told.serial);
+    copyText(info.szDeviceName, told.name);
+    int year = 0, month = 0, day = 0;
+    if (findDate(told.firmware, year, month, day)) {
+        info.nBuildYear = year;
+        info.nBuildMonth = month;
+        info.nBuildDay = day;
+    }
+    info.nChannels = channels();
+    return 0;
+}
+
+int Device::loginRtsp(const RtspUrl& url, const std::string& user, const std::string& password, NetDeviceInfo& info)
+{
+    m_plain = true;
+    m_host = url.host;
+    m_port = url.port;
+    m_address = resolveAddress(url.host, url.port);
+    if (!m_address.valid())
+        return LUMONET_ERR_TIMEOUT;
+    m_plainSource = {url, m_address, user.empty() ? url.user : user, user.empty() ? url.password : password, url.udp};
+    if (const int error = probeRtsp(m_loop, m_plainSource, RtspOptions::Goal::Describe, m_timings.openMs))
+        return error;
+    m_channels.resize(1);
+    copyText(info.szDeviceName, url.host);
+    info.nChannels = 1;
+    return 0;
+}
+
+void Device::adoptUri(const std::string& uri, StreamSource& source) const
+{
+    source.url = parseRtspUrl(withHost(uri, m_host));
+    source.udp = m_udp || source.url.udp;
+    source.address = m_address.withPort(source.url.port);
+    const bool token = !m_peer.token.empty();
+    source.user = token ? "token" : m_peer.user;
+    source.password = token ? m_peer.token : m_peer.password;
+}
+
+int Device::findSource(int channel, int stream, StreamSource& source)
+{
+    if (channel < 0 || channel >= channels() || stream < 0 || stream > 1)
+        return LUMONET_ERR_ARGUMENT;
+    if (m_plain) {
+        source = m_plainSource;
+        return 0;
+    }
+    const std::string& profile = m_channels[size_t(channel)].profiles[size_t(stream)];
+    if (profile.empty())
+        return LUMONET_ERR_UNSUPPORTED;
+    std::lock_guard lock(m_sourceMutex);
+    if (canceled())
+        return LUMONET_ERR_TIMEOUT;
+    if (const auto known = m_sources.find({channel, stream}); known != m_sources.end()) {
+        source = known->second;
+        return 0;
+    }
+    std::string uri;
+    if (const int error = m_asking->readStreamUri(profile, m_udp, uri))
+        return error;
+    adoptUri(uri, source);
+    if (!source.url.valid)
+        return LUMONET_ERR_REFUSED;
+    m_sources[{channel, stream}] = source;
+    return 0;
+}
+
+void Device::forgetSource(int channel, int stream)
+{
+    std::lock_guard lock(m_sourceMutex);
+    m_sources.erase({channel, stream});
+}
+
+void Device::requestKeyFrame(int channel, int stream)
+{
+    std::lock_guard lock(m_keyFrameMutex);
+    if (canceled() || m_noKeyFrameCall)
+        return;
+    if (!m_keyFrameAsking)
+        m_keyFrameAsking = newClient(m_timings);
+    m_keyFrameAsking->setSkew(m_clock->get().skewMs);
+    const std::string& profile = m_channels[size_t(channel)].profiles[size_t(stream)];
+    if (m_keyFrameAsking->requestKeyFrame(profile) == LUMONET_ERR_UNSUPPORTED)
+        m_noKeyFrameCall = true;
+}
+
+bool Device::answers()
+{
+    if (m_plain)
+        return probeRtsp(m_loop, m_plainSource, RtspOptions::Goal::Options, m_timings.watchRequestMs) == 0;
+    if (!m_watching) {
+        Timings quick = m_timings;
+        quick.connectMs = quick.requestMs = m_timings.watchRequestMs;
+        m_watching = newClient(quick);
+    }
+    // The answer brings the device's time along, summer time included.
+    DeviceClock clock;
+    const int error = m_watching->readClock(clock);
+    if (error == 0 && clock.knowsOffset)
+        m_clock->set(clock);
+    return error != LUMONET_ERR_TIMEOUT;
+}
+
+} // namespace lumo::net

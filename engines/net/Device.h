@@ -1,0 +1,88 @@
+// One login: who the device is, where its streams are, and whether it still answers.
+//
+// Thread: any. Calls that ask the device block; once it is lost or logged out, they fail at once.
+#pragma once
+
+#include "LiveStream.h"
+#include "Onvif.h"
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+
+namespace lumo::net
+{
+
+class Device
+{
+public:
+    Device(IoLoop& loop, const Timings& timings);
+
+    /// Each fills info and returns 0 or LUMONET_ERROR. Once.
+    int loginOnvif(OnvifPeer peer, bool udp, NetDeviceInfo& info);
+    int loginRtsp(const RtspUrl& url, const std::string& user, const std::string& password, NetDeviceInfo& info);
+
+    int channels() const { return int(m_channels.size()); }
+    bool isOnvif() const { return !m_plain; }
+    const std::string& host() const { return m_host; }
+    int port() const { return m_port; }
+    const std::string& serial() const { return m_serial; }
+
+    /// Where a stream is; asks the device the first time. stream: 0 main, 1 sub.
+    int findSource(int channel, int stream, StreamSource& source);
+    /// Forgets where a stream was: the device did not know that address any more.
+    void forgetSource(int channel, int stream);
+
+    bool canRequestKeyFrame() const { return isOnvif() && !m_noKeyFrameCall; }
+    /// Asks for a key frame; on the worker's thread.
+    void requestKeyFrame(int channel, int stream);
+
+    /// The cheap request of the watchdog; false when no answer came.
+    bool answers();
+
+    /// Ends what waits for the device, here and later.
+    void cancel() { *m_cancel = true; }
+    bool canceled() const { return *m_cancel; }
+    bool lost() const { return m_lost; }
+    void setLost()
+    {
+        m_lost = true;
+        cancel();
+    }
+    std::shared_ptr<const SharedClock> clock() const { return m_clock; }
+
+private:
+    struct Place {
+        StreamSource source;
+        bool known = false;
+    };
+    std::unique_ptr<OnvifClient> newClient(const Timings& timings) const;
+    void adoptUri(const std::string& uri, StreamSource& source) const;
+
+    IoLoop& m_loop;
+    const Timings m_timings;
+    std::shared_ptr<std::atomic<bool>> m_cancel = std::make_shared<std::atomic<bool>>(false);
+    std::atomic<bool> m_lost{false}, m_noKeyFrameCall{false};
+    std::shared_ptr<SharedClock> m_clock = std::make_shared<SharedClock>();
+
+    // Written by the login, constant after it
+    bool m_plain = false; // a bare RTSP address
+    bool m_udp = false;
+    OnvifPeer m_peer;
+    std::string m_host, m_serial;
+    int m_port = 0;
+    std::string m_mediaPath;
+    std::vector<OnvifChannel> m_channels;
+    Address m_address; // of m_host, any port
+    StreamSource m_plainSource;
+
+    std::mutex m_sourceMutex; // held while the device is asked: one question at a time
+    std::unique_ptr<OnvifClient> m_asking;
+    std::map<std::pair<int, int>, StreamSource> m_sources;
+    std::mutex m_keyFrameMutex;
+    std::unique_ptr<OnvifClient> m_keyFrameAsking;
+    std::unique_ptr<OnvifClient> m_watching; // the watchdog's thread only
+};
+
+} // namespace lumo::net

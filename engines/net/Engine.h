@@ -1,0 +1,109 @@
+// All that LumoNet holds: handles, logins, streams, and the three threads behind them.
+//
+//   I/O loop    all sockets of all streams; data callbacks
+//   watchdog    one cheap request per login and period; disconnect callbacks
+//   worker      requests that nobody waits for (key frames)
+//
+// Thread: every call from any. m_mutex guards the tables only and is never held while a device is asked or a
+// callback runs.
+#pragma once
+
+#include "Device.h"
+#include "Discovery.h"
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <thread>
+
+namespace lumo::net
+{
+
+class Engine
+{
+public:
+    Engine(const Timings& timings, DiscoveryOptions discovery, LumoDisconnectCallback fn, void* user);
+    ~Engine(); // ends every login
+
+    // Each returns a handle, or LUMONET_ERROR.
+    int login(const std::string& address, int port, const std::string& user, const std::string& password, int kind,
+              NetDeviceInfo& info);
+    int loginByToken(const std::string& serial, const std::string& token, NetDeviceInfo& info);
+    int realPlay(int login, const StreamOpenInfo& wanted);
+
+    // Each returns 0 or LUMONET_ERROR.
+    int logout(int login);
+    void logoutAll();
+    int checkLogin(int login);
+    int stopRealPlay(int stream);
+    int requestKeyFrame(int login, int channel, int streamNumber);
+    int setCallback(int stream, LumoRealDataCallback fn, intptr_t user);
+    int setCallbackV2(int stream, LumoRealDataCallback_V2 fn, intptr_t user);
+    int removeCallback(int stream);
+    int removeCallbackV2(int stream);
+
+private:
+    struct Login {
+        std::shared_ptr<Device> device;
+        int failures = 0;      // watchdog only
+        int64_t nextCheck = 0; // watchdog only
+        std::set<int> streams;
+    };
+    struct Stream {
+        std::shared_ptr<LiveStream> live;
+        int login = 0;
+    };
+    /// Handles of one kind: they count up, and come round without taking one that is in use.
+    class HandleRow
+    {
+    public:
+        explicit HandleRow(int base) : m_base(base) {}
+        template <typename Map> int next(const Map& used)
+        {
+            do {
+                m_count = m_count % 0xFFFF + 1;
+            } while (used.count(m_base + m_count));
+            return m_base + m_count;
+        }
+
+    private:
+        const int m_base;
+        int m_count = 0;
+    };
+
+    int adopt(std::shared_ptr<Device> device);
+    int loginBySerial(const std::string& serial, OnvifPeer peer, NetDeviceInfo& info);
+    std::shared_ptr<Device> deviceOf(int login, int& error);
+    std::shared_ptr<LiveStream> streamOf(int stream);
+    void closeStreams(int login);
+    void watch();
+    void check(int handle, const std::shared_ptr<Device>& device);
+    void declareLost(int handle, const std::shared_ptr<Device>& device);
+    void work();
+    void post(std::function<void()> task);
+
+    const Timings m_timings;
+    const DiscoveryOptions m_discovery;
+    const LumoDisconnectCallback m_disconnect;
+    void* const m_disconnectUser;
+    std::atomic<bool> m_stop{false};
+
+    std::mutex m_mutex;
+    std::map<int, Login> m_logins;   // m_mutex
+    std::map<int, Stream> m_streams; // m_mutex
+    HandleRow m_loginHandles{0x10000}, m_streamHandles{0x20000};
+
+    std::recursive_mutex m_disconnectMutex; // held while the disconnect callback runs
+    std::mutex m_waitMutex;
+    std::condition_variable m_waitChanged;     // watchdog and worker
+    std::deque<std::function<void()>> m_tasks; // m_waitMutex
+
+    IoLoop m_loop;
+    std::thread m_watchdog, m_worker;
+};
+
+} // namespace lumo::net

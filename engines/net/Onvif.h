@@ -1,0 +1,88 @@
+// The ONVIF calls that a viewer makes: device and media service, over HTTP. One object is one conversation with one
+// device. Thread: one at a time; every call blocks up to its time-out.
+#pragma once
+
+#include "DeviceClock.h"
+#include "Http.h"
+#include "Timings.h"
+
+#include <array>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumo::net
+{
+
+/// Whom to talk to, and as whom.
+struct OnvifPeer {
+    std::string host; // as it stands in addresses, without brackets
+    uint16_t port = 80;
+    std::string path = "/onvif/device_service";
+    std::string user, password;
+    std::string token; // instead of user and password
+};
+
+struct OnvifInfo {
+    std::string manufacturer, model, firmware, serial, name;
+};
+
+/// A video source and its largest and smallest profile.
+struct OnvifChannel {
+    std::string source;
+    std::array<std::string, 2> profiles; // tokens: main, sub
+};
+
+inline constexpr const char* kTokenNamespace = "urn:lumo:token:1";
+
+class OnvifClient
+{
+public:
+    OnvifClient(OnvifPeer peer, const Timings& timings, std::shared_ptr<const std::atomic<bool>> cancel);
+
+    /// GetSystemDateAndTime without credentials. Sets the clock that digests are made with.
+    int readClock(DeviceClock& clock);
+    /// For a client that does not ask for the time itself.
+    void setSkew(int64_t skewMs) { m_skewMs = skewMs; }
+    /// Learns the services' addresses.
+    int readServices();
+    bool knowsTokens() const { return m_knowsTokens; }
+    int readInfo(OnvifInfo& info);
+    int readChannels(std::vector<OnvifChannel>& channels);
+    int readStreamUri(const std::string& profile, bool udp, std::string& uri);
+    int requestKeyFrame(const std::string& profile);
+
+    const std::string& mediaPath() const { return m_mediaPath; }
+    void setMediaPath(const std::string& path) { m_mediaPath = path; }
+
+private:
+    int call(const std::string& path, const std::string& action, const std::string& body, bool withUser,
+             std::string& reply);
+    std::string url(const std::string& path) const;
+    int readCapabilities();
+    void readName(OnvifInfo& info);
+
+    OnvifPeer m_peer;
+    HttpClient m_http;
+    int64_t m_skewMs = 0;
+    std::string m_mediaPath;
+    bool m_knowsTokens = false;
+};
+
+// Parts, for tests.
+
+/// The WS-Security header of a UsernameToken with a password digest.
+std::string usernameToken(const std::string& user, const std::string& password, const std::string& nonce,
+                          const std::string& created);
+/// "2026-01-31T12:00:00Z"
+std::string isoTime(int64_t msSince1970);
+/// What a SOAP fault means in LUMONET_ERROR; 0 when the text is no fault. REFUSED for what is no XML.
+int errorOfFault(std::string_view xml);
+/// Path and query of an address.
+std::string pathOf(const std::string& url);
+bool parseClock(std::string_view xml, int64_t nowMs, DeviceClock& clock);
+std::vector<OnvifChannel> parseChannels(std::string_view profilesXml, std::string_view sourcesXml);
+/// A date like 2026-01-31, 2026/1/31 or 20260131 in a firmware text.
+bool findDate(std::string_view text, int& year, int& month, int& day);
+
+} // namespace lumo::net

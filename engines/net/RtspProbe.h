@@ -1,0 +1,18 @@
+// A short RTSP conversation for its result only: is the device there, does it know this user and address.
+#pragma once
+
+#include "LiveStream.h"
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+
+namespace lumo::net
+{
+
+/// Blocks the calling thread (never the I/O loop's) until the answer or the time-out: 0 or LUMONET_ERROR.
+/// With Goal::Options every answer counts as success, a refused one too.
+int probeRtsp(IoLoop& loop, const StreamSource& source, RtspOptions::Goal goal, int timeoutMs);
+
+} // namespace lumo::net

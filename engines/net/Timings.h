@@ -1,0 +1,49 @@
+// Every waiting time of the library in one place, so that tests can shorten them. Milliseconds.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace lumo::net
+{
+
+struct Timings {
+    int connectMs = 3000;      // one TCP connection
+    int requestMs = 5000;      // one ONVIF request
+    int openMs = 5000;         // a stream from its first byte to the answer to PLAY
+    int silenceMs = 5000;      // a stream without data for so long is dead
+    int watchPeriodMs = 5000;  // between two questions whether the device is there
+    int watchRequestMs = 2000; // one such question
+    int watchFailures = 3;     // failures in a row that make a device lost
+    int discoveryMs = 2500;    // how long answers to a probe are waited for
+    int reorderMs = 80;        // how long a datagram is waited for that others have overtaken
+    int backlogMs = 2000;      // frames kept for a callback that is not set yet
+    std::array<int, 3> retryMs = {1000, 5000, 10000};
+    int busyTries = 5;      // further attempts at an opening that was answered with 503
+    int busyRetryMs = 100;  // between them
+    int retriesPerStep = 5; // the last step has no end
+};
+
+/// How long to wait before the next attempt at a stream that died.
+class Backoff
+{
+public:
+    explicit Backoff(const Timings& timings) : m_timings(timings) {}
+
+    int nextMs()
+    {
+        const size_t step =
+            std::min<size_t>(size_t(m_attempts / m_timings.retriesPerStep), m_timings.retryMs.size() - 1);
+        if (m_attempts < int(m_timings.retryMs.size()) * m_timings.retriesPerStep)
+            ++m_attempts;
+        return m_timings.retryMs[step];
+    }
+    void reset() { m_attempts = 0; }
+
+private:
+    Timings m_timings;
+    int m_attempts = 0;
+};
+
+} // namespace lumo::net

@@ -1,0 +1,60 @@
+# What the scripts share. Sourced, never run. Every function prints what it does in one line at most.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+jobs=$(nproc)
+
+say() { printf '%s\n' "$*"; }
+die() { printf '%s: %s\n' "${0##*/}" "$*" >&2; exit 1; }
+
+# Installs what is missing; quick when nothing is.
+ensure_setup() { "$root/scripts/setup" --if-needed; }
+
+# build_preset PRESET [TARGET...]: configures when needed and builds. Errors end the script with the last lines.
+build_preset() {
+  local preset=$1; shift
+  local log=$root/build/$preset.log
+  mkdir -p "$root/build"
+  say "build: $preset"
+  if ! { cmake --preset "$preset" -S "$root" && cmake --build "$root/build/$preset" -j "$jobs" ${1:+--target "$@"}; } \
+      > "$log" 2>&1; then
+    tail -n 60 "$log" >&2
+    die "the $preset build failed; all of it stands in build/$preset.log"
+  fi
+}
+
+# Builds web/dist when a source is newer than it.
+build_web() {
+  local dist=$root/web/dist/index.html
+  if [ ! -e "$dist" ] || [ -n "$(find "$root/web" -path '*/node_modules' -prune -o -path '*/dist' -prune -o \
+      -type f -newer "$dist" -print -quit)" ]; then
+    say "build: page"
+    (cd "$root/web" && npm run --silent build > "$root/build/web.log" 2>&1) || {
+      tail -n 40 "$root/build/web.log" >&2
+      die "the page's build failed"
+    }
+  fi
+}
+
+# with_display COMMAND...: runs it on an X server of its own, ended afterwards, with a window manager unless LUMO_WM is none.
+with_display() {
+  local dir; dir=$(mktemp -d)
+  Xvfb -displayfd 3 -screen 0 "${LUMO_SCREEN:-1920x1200x24}" -nolisten tcp -noreset +extension MIT-SHM +extension XTEST \
+    3> "$dir/number" > "$dir/xvfb.log" 2>&1 &
+  local xvfb=$! i
+  for i in $(seq 200); do [ -s "$dir/number" ] && break; sleep 0.05; done
+  [ -s "$dir/number" ] || die "Xvfb did not start: $(cat "$dir/xvfb.log")"
+  local display; display=:$(cat "$dir/number")
+  local wm= status=0
+  if [ "${LUMO_WM:-}" != none ]; then
+    DISPLAY=$display openbox --sm-disable > "$dir/openbox.log" 2>&1 &
+    wm=$!
+    # A fact, not a time: the window manager has taken the screen when it names itself on the root window.
+    for i in $(seq 200); do DISPLAY=$display xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break; sleep 0.05; done
+  fi
+  DISPLAY=$display "$@" || status=$?
+  kill $wm "$xvfb" 2>/dev/null || true
+  wait $wm "$xvfb" 2>/dev/null || true
+  rm -rf "$dir"
+  return "$status"
+}

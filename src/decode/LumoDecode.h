@@ -1,0 +1,105 @@
+/* LumoDecode: the decode library. A port takes pushed stream data or opens a file, decodes it, and paints
+ * into a native window.
+ *
+ * A C header without Qt, included alike by the process, by our own library (engines/decode) and by the
+ * recording library of the tests. On Windows the calls are imported by the ordinals noted at each.
+ *
+ * Results:   non-zero on success, 0 on failure, unless noted.
+ * Threads:   any call may be made from any thread; calls on one port are serialised inside. A port decodes
+ *            and shows on a thread of its own. Draw and end-of-file callbacks come on that thread, conversion
+ *            and capture callbacks on their own. LUMODEC_Stop, _CloseStream and _CloseFile return when the
+ *            port's callbacks are not running and will not run again; never call them from one.
+ * Ownership: data and paths are copied; callback pointers are valid for the call only.
+ * Text:      file paths in the local 8-bit encoding.
+ */
+#ifndef LUMO_DECODE_LUMODECODE_H
+#define LUMO_DECODE_LUMODECODE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#  if defined(LUMODEC_BUILD)
+#    define LUMODEC_API __declspec(dllexport)
+#  else
+#    define LUMODEC_API __declspec(dllimport)
+#  endif
+#else
+#  define LUMODEC_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** A native window: an HWND on Windows, an X11 window id elsewhere; 0 is none. */
+typedef uint64_t LumoWindow;
+
+/** A rectangle in the virtual square of 8192 by 8192 units laid over the picture. */
+typedef struct LumoRect { int32_t left, top, right, bottom; } LumoRect;
+
+/** Outside Windows the draw callback's device context points at this: the cell as it is about to be shown. */
+typedef struct LumoDrawSurface {
+    uint8_t* pBits;                 /* 32 bits a pixel, bytes B G R X, top row first */
+    int32_t  nWidth, nHeight;       /* pixels */
+    int32_t  nStride;               /* bytes per line */
+} LumoDrawSurface;
+
+enum { LUMODEC_PORTS = 500 };       /* ports are 0 to 499; any other fails */
+enum { LUMODEC_RECORD_RAW = 0, LUMODEC_RECORD_AVI = 2 };
+
+typedef void (*LumoFileEndCallback)(int nPort, intptr_t nUser);
+/** nUser is a 32-bit word by contract: closed libraries carry no more. */
+typedef void (*LumoDrawCallback)(int nPort, void* hDC, int32_t nUser);
+typedef void (*LumoConvertCallback)(long nCurrent, long nTotal, intptr_t nUser);
+
+/*  1 */ LUMODEC_API int LUMODEC_OpenFile(int nPort, const char* szPath);
+/*  2 */ LUMODEC_API int LUMODEC_CloseFile(int nPort);
+/*  3 */ LUMODEC_API int LUMODEC_Play(int nPort, LumoWindow hWnd);
+/*  4 */ LUMODEC_API int LUMODEC_Stop(int nPort);
+/*  5 */ LUMODEC_API int LUMODEC_Pause(int nPort, int bPause);
+/*  6 */ LUMODEC_API int LUMODEC_Fast(int nPort);
+/*  7 */ LUMODEC_API int LUMODEC_Slow(int nPort);
+/*  8 */ LUMODEC_API int LUMODEC_OneByOne(int nPort);
+/*  9 */ LUMODEC_API int LUMODEC_OneByOneBack(int nPort);
+/* 10 */ LUMODEC_API int LUMODEC_SetPlayPos(int nPort, float fPos);
+/* 11 */ LUMODEC_API float LUMODEC_GetPlayPos(int nPort);
+/* 13 */ LUMODEC_API int LUMODEC_SetFileEndCallBack(int nPort, LumoFileEndCallback fnEnd, intptr_t nUser);
+/** nBufferSize: bytes of undecoded data the port may hold. */
+/* 17 */ LUMODEC_API int LUMODEC_OpenStream(int nPort, const uint8_t* pHeader, int nHeaderSize, int nBufferSize);
+/** Harmless on a port that is closed, stopped, never opened or being closed. */
+/* 18 */ LUMODEC_API int LUMODEC_InputData(int nPort, const uint8_t* pData, int nSize);
+/* 19 */ LUMODEC_API int LUMODEC_CloseStream(int nPort);
+/** 1: playback, paced by the frames' times. */
+/* 33 */ LUMODEC_API int LUMODEC_SetStreamMode(int nPort, int nMode);
+/* 40 */ LUMODEC_API int LUMODEC_PlaySound(int nPort);
+/* 41 */ LUMODEC_API int LUMODEC_StopSound(int nPort);
+/** Bytes waiting to be decoded. */
+/* 46 */ LUMODEC_API int LUMODEC_GetSourceBufferRemain(int nPort);
+/* 47 */ LUMODEC_API int LUMODEC_RefreshPlay(int nPort);
+/** 8: live, shown at arrival. */
+/* 50 */ LUMODEC_API int LUMODEC_SetPreviewOption(int nPort, int nOption);
+/** pRegion in 8192 units of the picture, null with bEnable 0 to show all of it. */
+/* 61 */ LUMODEC_API int LUMODEC_SetDisplayRegion(int nPort, int nRegion, const LumoRect* pRegion, LumoWindow hWnd, int bEnable);
+/* 67 */ LUMODEC_API int LUMODEC_RegisterDrawCallback(int nPort, LumoDrawCallback fnDraw, int32_t nUser);
+/** nKind 3: decoded pictures waiting to be shown. */
+/* 71 */ LUMODEC_API int LUMODEC_GetBufferValue(int nPort, int nKind);
+/** Each 0 to 128, 64 is neutral. */
+/* 77 */ LUMODEC_API int LUMODEC_SetColor(int nPort, int nRegion, int nBrightness, int nContrast, int nSaturation, int nHue);
+/* 78 */ LUMODEC_API int LUMODEC_GetColor(int nPort, int nRegion, int32_t* pBrightness, int32_t* pContrast, int32_t* pSaturation, int32_t* pHue);
+/** Writes the current picture, at its full size, as a BMP file. */
+/* 82 */ LUMODEC_API int LUMODEC_CatchPicture(int nPort, const char* szPath, int nReserved);
+/** nType: LUMODEC_RECORD_... */
+/* 83 */ LUMODEC_API int LUMODEC_StartDataRecord(int nPort, const char* szPath, int nType);
+/* 84 */ LUMODEC_API int LUMODEC_StopDataRecord(int nPort);
+/** The device's wall clock at the shown picture, as calendar seconds (time_t) for localtime; 0 if none. */
+/* 95 */ LUMODEC_API int LUMODEC_GetCurrentFrameTime(int nPort);
+/** nType 2: AVI. Above 0 on success; the callback reports on the conversion's own thread, last with nCurrent == nTotal. */
+/* 98 */ LUMODEC_API int LUMODEC_ConvertFile(const char* szSource, const char* szTarget, int nType, LumoConvertCallback fnPosition, intptr_t nUser);
+/** *pFlag 1: keep the picture's aspect, with black bars; 0: fill the window. */
+/*104 */ LUMODEC_API int LUMODEC_SetOriginalMode(int nPort, int nRegion, const int32_t* pFlag);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

@@ -1,0 +1,10 @@
+#include "device/LoginContext.h"
+
+#include <cstring>
+
+void copyField(char* pField, size_t nSize, const char* szText)
+{
+    const size_t nLength = qstrnlen(szText, uint(nSize - 1));
+    std::memcpy(pField, szText, nLength);
+    std::memset(pField + nLength, 0, nSize - nLength);
+}

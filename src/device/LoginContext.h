@@ -1,0 +1,52 @@
+// The device session as hub and device link share it: what the login was given, what the device reported, and every
+// open handle.
+//
+// Thread: hub thread; closures on the GUI thread may touch it while the hub waits for them.
+// Text is zero-terminated and cut to its field; local 8-bit encoding except token, which is Latin-1.
+#pragma once
+
+#include <QByteArray>
+
+#include <cstddef>
+
+struct LoginContext {
+    int loginType; // 0 by address, 1 by serial number, 2 by serial number and token
+    char serialNo[32];
+    char token[64];
+    char ip[64];
+    int port; // only its low 16 bits reach the device library
+    char user[64];
+    char password[64];
+    int loginId;            // above 0 while logged in; else 0 or the library's error
+    int previewHandles[64]; // per channel; above 0 is open
+    int secondLoginId;
+    int secondPreviewHandle;
+    int playbackHandles[4];
+    int downloadHandle;
+    int channelCount; // sum of the next two
+    int reportedExtraChannels;
+    int reportedChannels;
+    int deviceId; // running number within the process, 0 until the first good login
+    int deviceType;
+    char cloudError[260];
+    char softwareVersion[64];
+    char channelWasPlaying[64]; // per channel: bit 0 it was shown, bit 1 its stream
+    char channelWnd[64];        // per channel: the cell it stood in
+    int restorePending;
+    int buildYear;
+    int buildMonth;
+    int buildDay;
+    char deviceName[64];
+    char alarmStyle[64];
+    int lastAppCpu;
+    int lastSystemCpu;
+    int lastAppMemory;
+};
+
+/// Copies text cut to the field's width, always with its terminating zero.
+void copyField(char* pField, size_t nSize, const char* szText);
+
+template <size_t N> void copyField(char (&field)[N], const QByteArray& text)
+{
+    copyField(field, N, text.constData());
+}

@@ -1,0 +1,200 @@
+/* LumoNet: the device library. Login, live streams, playback, download.
+ *
+ * A C header without Qt, included alike by the process, by our own library (engines/net) and by the
+ * recording library of the tests, so that the three cannot drift apart.
+ *
+ * Handles:   positive ints; 0 or less means failure, and LUMONET_GetLastError() tells why.
+ * Errors:    negative ints, see LUMONET_ERROR below. LUMONET_GetLastError is per calling thread.
+ * Threads:   every call may be made from any thread. Callbacks come on the library's own threads, never on
+ *            the thread of a call in progress and never before that call has returned its handle.
+ * Ownership: pointers given to a callback are valid for that call only; the library copies what it is given.
+ * Stopping:  a call that removes a callback or stops a handle returns only when the callback is not running
+ *            and will not run again. So no callback may wait for a thread that makes such a call.
+ * Text:      zero-terminated; file paths in the local 8-bit encoding, all else in UTF-8.
+ */
+#ifndef LUMO_DEVICE_LUMONET_H
+#define LUMO_DEVICE_LUMONET_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+#  if defined(LUMONET_BUILD)
+#    define LUMONET_API __declspec(dllexport)
+#  else
+#    define LUMONET_API __declspec(dllimport)
+#  endif
+#else
+#  define LUMONET_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** What the program tells the page apart (CLumoConnect::TranslateError), and what each number means here. */
+enum LUMONET_ERROR {
+    LUMONET_ERR_NONE             = 0,
+    LUMONET_ERR_TIMEOUT          = -10005, /* unreachable, timed out, or connection lost                 */
+    LUMONET_ERR_UNSUPPORTED      = -11401, /* the device cannot do this                                   */
+    LUMONET_ERR_REFUSED          = -11300, /* the device answered, and refused the request                */
+    LUMONET_ERR_USER             = -11301, /* no such user                                                */
+    LUMONET_ERR_PASSWORD         = -11302, /* wrong password                                              */
+    LUMONET_ERR_LOCKED           = -11303, /* user or address locked out                                  */
+    LUMONET_ERR_ALREADY_LOGGED_IN= -11304, /* user is logged in already and may not be twice              */
+    LUMONET_ERR_NOT_LOGGED_IN    = -11307, /* handle is none of ours, or its login has ended              */
+    LUMONET_ERR_SESSIONS         = -11317, /* the device serves as many sessions as it can                */
+    LUMONET_ERR_CLOUD            = -11613, /* the rendezvous by serial number failed; see szCloudError    */
+    LUMONET_ERR_ARGUMENT         = -10001  /* argument out of range                                       */
+};
+
+/** Filled by a login; zeroed by the caller before. 832 bytes. */
+typedef struct NetDeviceInfo {
+    char    szSoftwareVersion[64];
+    uint8_t reserved0[128];
+    int32_t nBuildYear, nBuildMonth, nBuildDay;
+    uint8_t reserved1[20];
+    char    szSerialNo[32];
+    uint8_t reserved2[32];
+    int32_t nChannels;              /* channel count, first kind  */
+    uint8_t reserved3[32];
+    int32_t nExtraChannels;         /* channel count, second kind */
+    uint8_t reserved4[4];
+    int32_t nDeviceType;
+    char    szDeviceName[64];
+    uint8_t reserved5[44];
+    char    szCloudError[260];
+    uint8_t reserved6[124];
+    int32_t nWebKind;               /* input: 1000 for the page kind "O5", else 0 */
+} NetDeviceInfo;
+
+/** One live stream to open. 24 bytes. */
+typedef struct StreamOpenInfo {
+    int32_t nChannel;
+    int32_t nStream;                /* 0 main, 1 sub */
+    int32_t nReserved;
+    uint8_t reserved[12];
+} StreamOpenInfo;
+
+typedef struct RecordTime8 { int32_t nYear, nMonth, nDay, nUnused1, nHour, nMinute, nSecond, nUnused2; } RecordTime8;
+typedef struct RecordTime6 { int32_t nYear, nMonth, nDay, nHour, nMinute, nSecond; } RecordTime6;
+
+/** A recorded file, for playback by name and for download. 200 bytes. */
+typedef struct RecordFileInfo {
+    int32_t     nChannel;
+    int32_t     nFileSize;
+    char        szFileName[108];
+    RecordTime8 stBegin, stEnd;
+    uint8_t     reserved0[12];
+    int32_t     nStreamType;
+    uint8_t     reserved1[4];
+} RecordFileInfo;
+
+/** A span of recorded time, for playback by time. 168 bytes. */
+typedef struct RecordTimeInfo {
+    int32_t     nChannel;
+    int32_t     nFileType;
+    RecordTime6 stBegin, stEnd;
+    uint8_t     reserved0[40];
+    int32_t     nStreamType;
+    char        szNamePart1[32];
+    char        szNamePart2[32];
+    uint8_t     reserved1[4];
+} RecordTimeInfo;
+
+/** What LUMONET_InitAppInfo takes. */
+typedef struct LumoAppInfo {
+    char    szName[64];
+    char    szKey[64];
+    int32_t nKind;
+} LumoAppInfo;
+
+/** One block of stream data: one or more whole frames as engines/common/StreamFrame.h lays them out. */
+typedef struct LumoFrame {
+    int32_t        nFrameType;      /* LUMO_FRAME_... of the first frame in the block */
+    int32_t        nReserved;
+    const uint8_t* pData;
+    uint32_t       nSize;           /* bytes */
+    uint8_t        reserved[64 - 2 * 4 - sizeof(void*) - 4];
+    uint16_t       nWidth, nHeight; /* pixels; set for key frames, else 0 */
+    uint32_t       nReserved2;
+} LumoFrame;
+
+enum { LUMO_FRAME_OTHER = 0, LUMO_FRAME_VIDEO_I = 1, LUMO_FRAME_VIDEO_P = 2, LUMO_FRAME_AUDIO = 3 };
+
+#ifdef __cplusplus
+static_assert(sizeof(NetDeviceInfo) == 832, "record size");
+static_assert(offsetof(NetDeviceInfo, nBuildYear) == 192 && offsetof(NetDeviceInfo, szSerialNo) == 224, "offsets");
+static_assert(offsetof(NetDeviceInfo, nChannels) == 288 && offsetof(NetDeviceInfo, nExtraChannels) == 324, "offsets");
+static_assert(offsetof(NetDeviceInfo, nDeviceType) == 332 && offsetof(NetDeviceInfo, szDeviceName) == 336, "offsets");
+static_assert(offsetof(NetDeviceInfo, szCloudError) == 444 && offsetof(NetDeviceInfo, nWebKind) == 828, "offsets");
+static_assert(sizeof(StreamOpenInfo) == 24, "record size");
+static_assert(sizeof(RecordFileInfo) == 200 && offsetof(RecordFileInfo, szFileName) == 8, "record size");
+static_assert(offsetof(RecordFileInfo, stBegin) == 116 && offsetof(RecordFileInfo, stEnd) == 148, "offsets");
+static_assert(offsetof(RecordFileInfo, nStreamType) == 192, "offsets");
+static_assert(sizeof(RecordTimeInfo) == 168 && offsetof(RecordTimeInfo, stBegin) == 8, "record size");
+static_assert(offsetof(RecordTimeInfo, stEnd) == 32 && offsetof(RecordTimeInfo, nStreamType) == 96, "offsets");
+static_assert(offsetof(RecordTimeInfo, szNamePart1) == 100 && offsetof(RecordTimeInfo, szNamePart2) == 132, "offsets");
+static_assert(sizeof(void*) != 8 || (offsetof(LumoFrame, pData) == 8 && offsetof(LumoFrame, nSize) == 16), "offsets");
+static_assert(sizeof(void*) != 8 || (offsetof(LumoFrame, nWidth) == 64 && offsetof(LumoFrame, nHeight) == 66), "offsets");
+#endif
+
+/** The device stopped answering. Once per loss; the login's handles stay valid for being stopped. */
+typedef void (*LumoDisconnectCallback)(long lLoginID, char* szIP, long nPort, void* pUser);
+/** A message of the device (alarms); 172 bytes in this program's use. */
+typedef int (*LumoMessageCallback)(long lLoginID, char* pMessage, uint32_t nSize, intptr_t nUser);
+/** Plain stream data. The result is ignored. */
+typedef int (*LumoRealDataCallback)(long lRealHandle, long nDataType, uint8_t* pData, long nSize, intptr_t nUser);
+/** Stream data with its frame record. The result is ignored. Must not block. */
+typedef int (*LumoRealDataCallback_V2)(long lRealHandle, const LumoFrame* pFrame, intptr_t nUser);
+/** Position of a playback (its end) or a download (bytes, -1 at the end). */
+typedef int (*LumoPositionCallback)(long lHandle, long nTotal, long nCurrent, intptr_t nUser);
+
+/** 1 on success. Once per process, before all else. */
+LUMONET_API int  LUMONET_Init(LumoDisconnectCallback fnDisconnect, void* pUser);
+LUMONET_API int  LUMONET_InitAppInfo(const LumoAppInfo* pInfo);
+/** Ends every login. 1 on success. */
+LUMONET_API int  LUMONET_Cleanup(void);
+/** The calling thread's last error, see LUMONET_ERROR. */
+LUMONET_API int  LUMONET_GetLastError(void);
+
+/** nSocketKind 0: szAddress is an address or rtsp:// URL; 2: it is a serial number, and nPort is 0. Blocks for seconds. */
+LUMONET_API int  LUMONET_Login(const char* szAddress, int nPort, const char* szUser, const char* szPassword,
+                               NetDeviceInfo* pInfo, int* pError, int nSocketKind);
+/** Login by serial number and token. */
+LUMONET_API int  LUMONET_LoginEx_V2(const char* szSerialNo, int nReserved, const char* szToken, const char* szReserved,
+                                    NetDeviceInfo* pInfo, int nKind, int* pError, int nSocketKind);
+/** Ends every stream, playback, download and talk of the login. 1 on success. */
+LUMONET_API int  LUMONET_Logout(int nLoginID);
+LUMONET_API int  LUMONET_ReleaseLogin(int nLoginID);
+LUMONET_API void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, intptr_t nUser);
+LUMONET_API int  LUMONET_OpenMessageChannel(int nLoginID);
+
+/** Opens a live stream; data flow once a callback is set. */
+LUMONET_API int  LUMONET_RealPlay(int nLoginID, const StreamOpenInfo* pInfo);
+LUMONET_API int  LUMONET_SetRealDataCallBack(int nRealHandle, LumoRealDataCallback fnData, intptr_t nUser);
+LUMONET_API int  LUMONET_SetRealDataCallBack_V2(int nRealHandle, LumoRealDataCallback_V2 fnData, intptr_t nUser);
+LUMONET_API int  LUMONET_DelRealDataCallBack(int nRealHandle, LumoRealDataCallback fnData, intptr_t nUser);
+LUMONET_API int  LUMONET_DelRealDataCallBack_V2(int nRealHandle, LumoRealDataCallback_V2 fnData, intptr_t nUser);
+LUMONET_API int  LUMONET_StopRealPlay(int nRealHandle, int nReserved);
+/** Asks the device for a key frame on the stream. */
+LUMONET_API int  LUMONET_RequestChannelFrame(int nLoginID, int nChannel, int nStream);
+
+LUMONET_API int  LUMONET_PlayBackByName(int nLoginID, const RecordFileInfo* pInfo, LumoPositionCallback fnPosition,
+                                        LumoRealDataCallback fnData, intptr_t nUser);
+LUMONET_API int  LUMONET_PlayBackByTimeEx(int nLoginID, const RecordTimeInfo* pInfo, LumoRealDataCallback fnData,
+                                          intptr_t nDataUser, LumoPositionCallback fnPosition, intptr_t nPositionUser);
+/** 0 pause, 1 resume, 2 seek (seconds after begin), 3 fast (1 to 4; 0 normal), 4 slow (1 to 4; 0 normal). */
+LUMONET_API int  LUMONET_PlayBackControl(int nPlayHandle, int nAction, int nValue, int nReserved);
+LUMONET_API int  LUMONET_StopPlayBack(int nPlayHandle);
+LUMONET_API int  LUMONET_StartFileDownload(int nLoginID, const RecordFileInfo* pInfo, const char* szPath,
+                                           LumoPositionCallback fnPosition, intptr_t nUser, int nReserved);
+LUMONET_API int  LUMONET_StopFileDownload(int nDownloadHandle);
+
+/** A library query: a, b, c in pQuery, the answer in its return value. Nothing in the program asks today. */
+LUMONET_API int  LUMONET_QueryValue(int nHandle, const int32_t pQuery[3], int32_t* pAnswer, int nTimeoutMs);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

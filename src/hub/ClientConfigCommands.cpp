@@ -1,0 +1,92 @@
+// MainType 18: the folders and formats in ClientCfg.ini, and the native dialog that picks a folder.
+#include "hub/PluginManage.h"
+#include "platform/Paths.h"
+#include "shell/LightWeightLog.h"
+#include "surface/PlayWidget.h"
+
+#include <QProcess>
+#include <QSettings>
+
+namespace
+{
+enum ESubType { kPickRecord = 48, kPickCapture = 49, kSave = 50, kRead = 51, kPickDownload = 53 };
+} // namespace
+
+void CPluginManage::onMainMsgClientConfig(const Json::Value& request)
+{
+    switch (request["SubType"].asInt()) {
+    case kPickRecord:
+        return startPicker(request, 0);
+    case kPickCapture:
+        return startPicker(request, 1);
+    case kPickDownload:
+        return startPicker(request, 2);
+    case kSave:
+        return saveClientConfig(request);
+    case kRead:
+        return readClientConfig(request);
+    default:
+        return; // the page gets no answer
+    }
+}
+
+void CPluginManage::saveClientConfig(const Json::Value& request)
+{
+    // asCString, because a missing path must end the command with nothing written.
+    const QString strRecPath = QString::fromUtf8(request["RecPath"].asCString());
+    const QString strCapPath = QString::fromUtf8(request["CapPath"].asCString());
+    const QString strDownPath = QString::fromUtf8(request["DownPath"].asCString());
+    const int nRecordType = request["RecordType"].asInt();
+    writeLog("CPluginManage::onMainMsgClientConfig", "save config path");
+    {
+        QSettings settings(platform::applicationDir() + "/ClientCfg.ini", QSettings::IniFormat);
+        settings.setIniCodec(platform::systemCodec());
+        settings.setValue("Path/RecPath", strRecPath);
+        settings.setValue("Path/CapPath", strCapPath);
+        settings.setValue("Path/DownPath", strDownPath);
+        settings.setValue("Info/RecordType", nRecordType);
+    }
+    Json::Value reply = replyTo(request);
+    sendReply(reply, kRetSuccess);
+}
+
+void CPluginManage::readClientConfig(const Json::Value& request)
+{
+    const LocalInfo info = onGuiThread([&] {
+        LocalInfo local;
+        PlayWidget::Instance()->LoadLocalInfo(&local, webType);
+        return local;
+    });
+    Json::Value reply = replyTo(request);
+    reply["ToolVersion"] = utf8OfLocal(info.szVersion);
+    reply["ToolDate"] = utf8OfLocal(info.szDate);
+    reply["CapFileType"] = info.nCaptureType;
+    reply["RecordFileType"] = info.nRecordType;
+    reply["RecPath"] = utf8OfLocal(info.szRecPath);
+    reply["CapPath"] = utf8OfLocal(info.szCapPath);
+    reply["DownPath"] = utf8OfLocal(info.szDownPath);
+    sendReply(reply, kRetSuccess);
+}
+
+/// Replies when the dialog's program ends; the hub is free meanwhile. No reply if it cannot be started.
+void CPluginManage::startPicker(const Json::Value& request, int nMode)
+{
+    auto* pProcess = new QProcess(this);
+    Json::Value reply = replyTo(request);
+    connect(pProcess, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
+            [this, pProcess, reply](int nExitCode, QProcess::ExitStatus status) mutable {
+                reply["nRet"] = kRetFailure; // spelled so in these replies
+                if (nExitCode == 0 && status == QProcess::NormalExit) {
+                    reply["Path"] = pProcess->readAllStandardOutput().toStdString();
+                    reply["nRet"] = kRetSuccess;
+                }
+                pProcess->deleteLater();
+                sendWebSocketMsg(toText(reply), true);
+            });
+    connect(pProcess, &QProcess::errorOccurred, pProcess, [pProcess](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            pProcess->deleteLater();
+    });
+    const QString strProgram = platform::joinPath(platform::applicationDir(), "Browse" + platform::executableSuffix());
+    pProcess->start(strProgram, {QString::number(nMode), "0"}, QIODevice::ReadWrite);
+}

@@ -1,0 +1,143 @@
+// The hub: takes each message of the page, hands it to one handler by its MainType, owns the session's state and the
+// one way back to the page. It neither renders nor decodes; handlers reach widgets by closures run on the GUI thread,
+// and the device by CLumoConnect.
+//
+// Thread: created on the GUI thread, then lives on the hub thread, where all handlers run one at a time, in order of
+// arrival. sendWebSocketMsg may be called from any thread. Blocking: a handler may wait for the GUI thread and for the
+// device; nothing on the GUI thread may ever wait for the hub.
+#pragma once
+
+#include "device/LoginContext.h"
+#include "device/LumoNet.h"
+#include "hub/Json.h"
+
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <type_traits>
+
+class MainThreadObject;
+
+class CPluginManage : public QObject
+{
+    Q_OBJECT
+public:
+    CPluginManage(QString wndHandle, int sessionId, QObject* parent);
+
+    /// The one hub; for library callbacks that carry a channel where others carry an object.
+    static CPluginManage* instance();
+
+    /// Sends a finished JSON text. Any thread. writeLog is false for frequent messages.
+    void sendWebSocketMsg(QString msg, bool writeLog);
+
+    /// Runs the closure on the GUI thread and returns when it has finished. May capture by reference.
+    void returnToMainThreadSync(std::function<void(void)> closure);
+
+signals:
+    void returnToMainThreadSyncSig(std::function<void(void)>);
+    void returnToMainThreadAsyncSig(std::function<void(void)>);
+    /// Any thread; the closure runs on the hub thread. Capture values only.
+    void returnToThisThreadSig(std::function<void(void)>);
+    void sendWebSocketMsgSig(QString msg);
+
+public slots:
+    void onChangePTZELectPage();
+    void onRecvWebsocketMsg(QString msg);
+    void onDisconnect();
+    void onCurWndChange(int nPage, int nWnd);
+
+private:
+    using Handler = void (CPluginManage::*)(const Json::Value& request);
+    static Handler handlerOf(int nMainType);
+    void dispatch(const Json::Value& request);
+    void sendReply(Json::Value& reply, int nRet);
+    void sendEvent(const Json::Value& event);
+
+    /// Runs f on the GUI thread and gives back what it returns.
+    template <typename F> auto onGuiThread(F f)
+    {
+        using Result = std::invoke_result_t<F>;
+        if constexpr (std::is_void_v<Result>) {
+            returnToMainThreadSync([&] { f(); });
+        } else {
+            Result result{};
+            returnToMainThreadSync([&] { result = f(); });
+            return result;
+        }
+    }
+
+    // hub/SessionCommands.cpp
+    void onMainMsgLogin(const Json::Value& request);
+    void onMainMsgLogout(const Json::Value& request);
+    void onMainMsgLoginAgain(const Json::Value& request);
+    int loginDev();
+    void logoutDev();
+    int loginAndBind(const struct SLoginRequest& login, quint64 hBrowse, quint64 hClient);
+    void rememberView();
+    static void DisconnectFunction(long loginId, char* ip, long port, void* user);
+
+    // hub/ClientConfigCommands.cpp
+    void onMainMsgClientConfig(const Json::Value& request);
+    void saveClientConfig(const Json::Value& request);
+    void readClientConfig(const Json::Value& request);
+    void startPicker(const Json::Value& request, int nMode);
+
+    // surface/PositionCommands.cpp
+    void onMainMsgPosition(const Json::Value& request);
+    void onMainMsgSelectPlaybackWnd(const Json::Value& request);
+    void onMainMsgScaleStep(const Json::Value& request);
+
+    // live/SplitCommands.cpp
+    void onMainMsgSplit(const Json::Value& request);
+
+    // live/PreviewCommands.cpp and live/PreviewStartCommands.cpp, the latter for starts and stops
+    void onMainMsgPreview(const Json::Value& request);
+    void onPreviewStart(const Json::Value& request);
+    void onPreviewStop(const Json::Value& request);
+    void onPreviewGetColor(const Json::Value& request);
+    void onPreviewSetColor(const Json::Value& request);
+    void onPreviewStatus(const Json::Value& request);
+    void onPreviewFullScreen(const Json::Value& request);
+    void onPreviewCurrent(const Json::Value& request);
+    void onPreviewSound(const Json::Value& request);
+    void onPreviewCapture(const Json::Value& request);
+    void onPreviewRecord(const Json::Value& request);
+    void onPreviewOriginal(const Json::Value& request);
+    void onPreviewNormal(const Json::Value& request);
+    void recordAll(Json::Value& reply, bool bRecord);
+    void startOnePreview(const Json::Value& request, int nChannel, int nStream);
+    int startOnCell(int nStream, int nChannel, int nWnd, int& nError);
+    void startAllPreviews(const Json::Value& request, int nChannel, int nStream);
+    void startListed(Json::Value& event, int nCount, int nStream, int& nRet);
+    void stopAllPreviews();
+    void replaceStream(int nChannel);
+
+    // live/LiveEvents.cpp
+    void clearChannelFrame(int nChannel);
+    void sendChannelState(int nChannel, int nCurChannel);
+    void sendShowElect(int nShowElect);
+    void onShowPTZElect(unsigned uWidth, unsigned uHeight, int nChannel);
+    int currentLiveChannel();
+    static int RealDataCallBack_V2(long lRealHandle, const LumoFrame* pFrame, intptr_t nUser);
+
+    static bool isChannel(int nChannel) { return nChannel >= 0 && nChannel < 64; }
+
+    /// What the last key frame said of a channel's picture; 0 when unknown.
+    struct SWindowVideo {
+        unsigned uWidth = 0;
+        unsigned uHeight = 0;
+        int nShowElect = 0; // 1 when the picture has enough pixels to steer in
+    };
+
+    // The page session.
+    const int sessionId;
+    const QString wndHandle;
+    QString webType;
+    bool sampleRate16 = false;
+
+    // The device session. hub thread only; closures on the GUI thread touch it while the hub waits.
+    LoginContext m_login;
+    int lastLoginError = 0;
+    SWindowVideo windowVideo[64];
+};

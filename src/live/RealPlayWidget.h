@@ -1,0 +1,122 @@
+// The live view page: one grid of cells, the decode channels of the live path, and which device channel each cell
+// shows. Knows nothing of the network; the command handlers open and close device streams around its calls.
+//
+// Thread:    GUI thread, except InputRealData.
+// Ownership: owns the grid and the channels. One at a time in a process.
+// Results:   0 success, -1 bad channel or no decode channel, -2 the decoder refused, unless noted.
+#pragma once
+
+#include "decode/DecodeChannel.h"
+#include "surface/GridLayout.h"
+#include "surface/LocalInfo.h"
+#include "surface/ZoomRegion.h"
+
+#include <QPoint>
+#include <QString>
+#include <QWidget>
+
+#include <array>
+#include <map>
+
+class CPlayWindowManage;
+class QHBoxLayout;
+
+constexpr int kChannels = 64;
+
+/// Electronic PTZ of one channel, in the virtual square.
+struct PtzElectState {
+    int nOpen = 0;
+    LumoRect rcRegion = kWholePicture;
+    std::map<int, LumoRect> presets;
+};
+
+class CRealPlayWidget : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit CRealPlayWidget(QWidget* pParent);
+    /// Stops and closes all ports.
+    ~CRealPlayWidget() override;
+
+    /// nWnd -1 is the selected cell.
+    int StartPreview(int nStream, int nChannel, int nWnd);
+    int PreviewStop(int nChannel);
+    /// bResult: whether the port records now.
+    int Record(int nChannel, bool bRecord, bool& bResult);
+    /// bStill: into one fixed file, which is overwritten.
+    int Capture(int nChannel, bool bStill);
+    int GetColor(int nChannel, int& nBrightness, int& nContrast, int& nSaturation, int& nHue);
+    /// Of the channel in the selected cell.
+    int SetColor(int nIndex, int nValue);
+    int SetSound(int nChannel, bool bOpen);
+    int PlayOriginal(int nChannel);
+    int PlayNormal(int nChannel);
+    /// nMode 1 to 6: 4, 9, 16, 25, 36, 64 windows; any other one. Always 0.
+    int ChangeSplit(int nMode);
+
+    /// Any thread. Dropped when there is no live page.
+    static int InputRealData(int nChannel, const unsigned char* pData, int nSize);
+
+    /// Made if missing; null for a bad channel.
+    CDecodeChannel* GetDecodeChannel(int nChannel);
+    /// -1 for an empty cell, or none.
+    int GetWndChannel(int nWnd) const;
+    /// Lowest cell that holds the channel, or -1.
+    int FindWndByChannel(int nChannel) const;
+    int GetCurChannel() const;
+    int GetCurWnd() const;
+    /// A state of CDecodeChannel, or -1.
+    int GetPlayState(int nChannel);
+    int GetStreamType(int nChannel) const;
+    /// 1 original aspect, 0 normal, -1 after a stop.
+    int IsOriginal(int nChannel) const;
+    bool IsDigitalZoom(int nChannel) const;
+    bool IsRecording(int nChannel) const;
+    bool IsSoundOn(int nChannel) const;
+
+    void SetLoginInfo(int lLoginID, int nDevType);
+    void SetTheme(const QString& strTheme);
+    void EnterFullScreen();
+    void ExitFullScreen();
+    /// The page's buttons for the two-lens scale of the selected cell.
+    void ScaleSwitch(int nDirection, int nStep);
+
+signals:
+    void curWndIndexSig(int nIndex);
+    void changePTZELectPage();
+
+public slots:
+    void OnDigitalZoom(QPoint start, QPoint end, int nWndIndex);
+    void OnQuitDigitalZoom(int nWndIndex);
+    void OnQuitPTZElect(int nWndIndex);
+    void slot_GetScaleTwoLensAbility(int nWndNo);
+    void slot_SetScaleTwoLensTimes(float fTimes, int nWndNo);
+
+protected:
+    void resetElectronicPTZ();
+
+    std::array<PtzElectState, kChannels> m_ptzElect;
+
+private:
+    void connectGrid();
+    bool showIn(CDecodeChannel& channel, int nStream, int nChannel, int nWnd);
+    int switchRecording(CDecodeChannel& channel, int nChannel, bool bRecord);
+    QString recordName(int nChannel) const;
+    bool stopOtherSound();
+
+    std::array<int, kGridCells> m_nChannelOfWnd;
+    std::array<bool, kChannels> m_bDigitalZoom{};
+    std::array<bool, kChannels> m_bRecord{};
+    CPlayWindowManage* m_pWindowManage = nullptr;
+    LocalInfo m_localInfo{};
+    QHBoxLayout* m_pLayout = nullptr;
+    int m_nSoundChannel = -1;
+    std::array<int, kChannels> m_nRageState;
+    std::array<quint8, kChannels> m_nStreamType{}; // kept after a stop
+    int m_lLoginID = 0;
+    int m_nDevType = 0;
+    float m_fLastTimes = 0;
+    int m_nScaleDir = 0;
+    bool m_bFullScreen = false;
+    std::array<bool, kChannels> m_bScaleTwoLens{};
+};

@@ -1,0 +1,27 @@
+// The machine and this process in numbers.
+//
+// Thread:  any.
+// Errors:  what cannot be read is 0.
+#pragma once
+
+#include <QtGlobal>
+
+namespace platform
+{
+/// CPU times in units of 100 ns, summed over all processors. Kernel time includes idle time.
+struct SCpuTimes {
+    quint64 nIdle = 0;
+    quint64 nKernel = 0;
+    quint64 nUser = 0;
+};
+
+/// Milliseconds since some moment in the past; never runs backwards.
+quint64 tickMs();
+void sleepMs(quint32 nMs);
+int processorCount();
+SCpuTimes systemCpuTimes();
+/// nIdle is always 0.
+SCpuTimes processCpuTimes();
+/// Bytes of this process that are in memory.
+quint64 processMemory();
+} // namespace platform

@@ -1,0 +1,10 @@
+// What the process settles with its system before anything else.
+#pragma once
+
+namespace platform
+{
+/// First call of main, before any thread and before the application object. Gives the process a UTF-8 locale when
+/// the environment names none, so that local 8-bit text keeps its characters; on X11 chooses Qt's xcb plug-in when
+/// the user has not chosen another, since windows of other programs are reached through it.
+void prepareProcess();
+} // namespace platform

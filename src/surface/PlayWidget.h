@@ -1,0 +1,144 @@
+// The video surface: one top-level widget that is kept laid over the rectangle the page reserves in the browser's
+// window. It finds and follows the browser's windows, hides when the user leaves the page, goes full screen and
+// comes back. It is also the one gate through which command handlers reach the pages: 0 live view, 1 playback,
+// 2 image colour.
+//
+// Thread:    GUI thread, except InputRealData.
+// Ownership: owns the pages. One object per process, made at login and destroyed at logout.
+// Errors:    a browser window that is gone is reported by a log line, never to the page.
+// Units:     physical pixels; nothing here scales by DPI.
+#pragma once
+
+#include "platform/WindowSystem.h"
+#include "surface/LocalInfo.h"
+#include "surface/PluginRegion.h"
+
+#include <QPointer>
+#include <QString>
+#include <QWidget>
+
+class CColorSetWidget;
+class CPlaybackWidget;
+class CRealPlayWidget;
+class QHBoxLayout;
+class QWindow;
+
+class PlayWidget : public QWidget
+{
+    Q_OBJECT
+public:
+    /// Created on first use.
+    static PlayWidget* Instance();
+    static void ReleaseInstance();
+
+    /// Called once after login. hClient is 0 when the browser has no render window of a known class.
+    void BindBrowser(platform::WindowHandle hBrowse, platform::WindowHandle hClient, const QString& strTitle,
+                     int nBrowseType);
+    /// The browser's render window at or below hWnd, 0 if there is none. Works on an unbound widget.
+    platform::WindowHandle ErgodicAllChild(platform::WindowHandle hWnd, int nBrowseType, int nDepth);
+    /// The page's word: 1 hide, 2 show, 4 move; anything else does nothing.
+    void onWidgetStatuChange(int nStatus, const PluginRegion& rcPos);
+    /// True if the visibility changed.
+    bool ReqShowPlugin(bool bShow);
+    void MovePlayWidget(platform::WindowHandle hWnd, const PluginRegion& rcPos);
+    void onExitFullscreen();
+    /// The number is kept even if it names no page.
+    int SetPageIndex(int nIndex);
+    int GetPageIndex() const { return m_nCurPageIndex; }
+    /// nMode is a mode number, not a count of windows.
+    int ChangeSplit(int nMode);
+    /// Reads the client configuration and the version file "<folder>/<strPrefix>LumoPlayToolVersion.ini".
+    void LoadLocalInfo(const QString& strPrefix);
+    /// The same, with a copy of the record for the caller.
+    void LoadLocalInfo(LocalInfo* pInfo, const QString& strPrefix);
+    const LocalInfo& GetLocalInfo() const { return m_localInfo; }
+    void SelectPlaybackWnd(int nIndex);
+    void SetTheme(const QString& strTheme);
+
+    // To the page named first: -1, or false for a flag, when it is neither 0 nor 1.
+    int GetWndChannel(int nPage, int nWnd);
+    int FindWndByChannel(int nPage, int nChannel);
+    bool IsDigitalZoom(int nPage, int nIndex);
+    bool IsSoundOn(int nPage, int nIndex);
+    int SetSound(int nPage, int nIndex, bool bOpen);
+    /// As the page is told it: 0 stopped, 2 playing, 4 paused, 5 slow, 6 fast, 7 and 8 single frame.
+    int GetPlayState(int nPage, int nIndex);
+
+    // To the current page.
+    /// nSelector: 0 live view, 1 playback, 5 the current page.
+    int GetCurChannel(int nSelector);
+    int GetCurWnd();
+    /// bStill: the live page's fixed file, whatever page is current.
+    int Capture(int nIndex, bool bStill);
+
+    // To the live page, whatever page is current.
+    void SetLoginInfo(int lLoginID, int nDevType);
+    int GetColor(int nChannel, int& nBrightness, int& nContrast, int& nSaturation, int& nHue);
+    int SetColor(int nIndex, int nValue);
+    int StartPreview(int nStream, int nChannel, int nWnd);
+    int PreviewStop(int nChannel);
+    int Record(int nChannel, bool bRecord, bool& bResult);
+    bool IsRecording(int nChannel);
+    int PlayOriginal(int nChannel);
+    int PlayNormal(int nChannel);
+    /// 0 unless the live page is current.
+    int IsOriginal(int nChannel);
+    int GetStreamType(int nChannel);
+    void ScaleSwitch(int nDirection, int nStep);
+    /// Any thread. Stream data for a port whose page is gone are dropped.
+    static int InputRealData(int nChannel, const unsigned char* pData, int nSize);
+
+signals:
+    void curWndIndexSig(int nPageId, int nWndIndex);
+    void changePTZELectPage();
+
+public slots:
+    void onCurWndIndexChange(int nIndex);
+    void onFullScreen();
+
+protected:
+    ~PlayWidget() override;
+    void timerEvent(QTimerEvent* pEvent) override;
+    void keyReleaseEvent(QKeyEvent* pEvent) override;
+    bool nativeEvent(const QByteArray& eventType, void* pMessage, long* pResult) override;
+
+private:
+    explicit PlayWidget(QWidget* pParent = nullptr);
+
+    platform::WindowHandle ownHandle() const { return static_cast<platform::WindowHandle>(winId()); }
+    void AttachToBrowser(platform::WindowHandle hParent);
+    platform::WindowHandle GetRootWindow(platform::WindowHandle hWnd) const;
+    QPoint GetClientOrigin() const;
+    platform::WindowHandle presentParent() const;
+    void startTracking();
+    void takeForeground();
+    void onFullScreenChecked();
+    void onMoveTimer();
+    void onTrackTimer();
+    void trackClient();
+    void rebindToForeground(platform::WindowHandle hForeground, const QString& strForegroundTitle);
+    void followClientVisibility();
+    void addPage(QWidget* pPage);
+
+    LocalInfo m_localInfo;
+    CRealPlayWidget* m_pRealPlay = nullptr;
+    QHBoxLayout* m_pLayout = nullptr;
+    CPlaybackWidget* m_pPlayback = nullptr;
+    CColorSetWidget* m_pColorSet = nullptr;
+    int m_nCurPageIndex = 0;
+    platform::WindowHandle m_hCurBrowseClientWnd = 0;
+    platform::WindowHandle m_hCurBrowseWnd = 0;
+    bool m_bHasClientWnd = false;
+    QString m_strBrowserTitle;
+    QPoint m_ptLastOrigin;
+    PluginRegion m_rcPos;
+    int m_nMoveTimer = 0;
+    int m_nTrackTimer = 0;
+    int m_nEmbedType = 0;
+    bool m_bShowPlugin = false;
+    bool m_bBrowseClientVisible = false;
+    bool m_bPosValid = false;
+    int m_nBrowseType = 0;
+    QString m_strWndName;
+    QPointer<QWindow> m_pForeignParent; // the browser's window as Qt sees it; embed type 0 only
+};

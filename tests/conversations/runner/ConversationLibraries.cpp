@@ -1,0 +1,131 @@
+// The verbs about the two libraries: net, dec, net!, dec!, returned, allow, forbid.
+#include "Conversation.h"
+
+#include "Failure.h"
+
+#include <QSize>
+
+/// NAME ARG... [-> VALUE [{FIELDS}]]; without an arrow the result is 1.
+Conversation::Scripted Conversation::scripted(const QString& rest, const QString& prefix) const
+{
+    QStringList words = splitWords(rest);
+    Scripted result;
+    result.name = words.takeFirst();
+    if (!result.name.startsWith(prefix)) {
+        throw Failure{result.name + " is no call of this library"};
+    }
+    const int arrow = words.indexOf("->");
+    result.args = words.mid(0, arrow);
+    result.value = arrow < 0 ? 1 : words.value(arrow + 1).toDouble();
+    if (arrow >= 0 && words.size() > arrow + 2) {
+        result.fields = parsePattern(words[arrow + 2], m_bindings).toObject();
+    }
+    return result;
+}
+
+void Conversation::doNet(const QString& rest)
+{
+    expectCall(rest, "LUMONET_");
+}
+
+void Conversation::doDec(const QString& rest)
+{
+    expectCall(rest, "LUMODEC_");
+}
+
+void Conversation::expectCall(const QString& rest, const QString& prefix)
+{
+    const Scripted expected = scripted(rest, prefix);
+    const auto next = [&] {
+        return std::find_if(m_pending.begin(), m_pending.end(),
+                            [&](const Item& i) { return !i.held || i.call.name == expected.name; });
+    };
+    waitFor("the call", [&] { return next() != m_pending.end(); });
+    const auto it = next();
+    const Item item = *it;
+    if (!item.isCall) {
+        throw Failure{"a message came before the call: " + item.text()};
+    }
+    QString why;
+    if (item.call.name != expected.name || !argsFit(expected.args, item.call, why)) {
+        throw Failure{"another call came: " + item.text() + (why.isEmpty() ? QString() : " (" + why + ")")};
+    }
+    m_pending.erase(it);
+    m_fakes.answer(item.call, expected.value, expected.fields);
+}
+
+/// waits NAME: the call has come, and its caller is kept waiting until a later line answers it.
+void Conversation::doWaits(const QString& rest)
+{
+    const auto next = [&] {
+        return std::find_if(m_pending.begin(), m_pending.end(), [](const Item& i) { return !i.held; });
+    };
+    waitFor("the call", [&] { return next() != m_pending.end(); });
+    if (!next()->isCall || next()->call.name != rest) {
+        throw Failure{"another thing came: " + next()->text()};
+    }
+    next()->held = true;
+}
+
+void Conversation::raise(const QString& library, const QString& kind, const QJsonObject& fields,
+                         const QString& expected)
+{
+    const quint64 id = m_nextRaise++;
+    m_raises[id] = expected;
+    m_fakes.raise(library, id, kind, fields);
+}
+
+/// frame HANDLE TYPE WxH "data" [-> RESULT]   TYPE: I, P, audio, other or a number; the data go in as they are
+/// disconnect LOGIN "address" PORT            RESULT "none": nobody is registered
+void Conversation::doNetRaise(const QString& rest)
+{
+    const QStringList words = splitWords(rest);
+    const int arrow = words.indexOf("->");
+    const QString result = arrow < 0 ? QString() : words.value(arrow + 1);
+    const auto text = [&](int i) { return parsePattern(words.value(i), m_bindings).toString(); };
+    if (words[0] == "disconnect") {
+        const QJsonObject fields{{"login", words.value(1)}, {"ip", text(2)}, {"port", words.value(3)}};
+        return raise("LumoNet", "disconnect", fields, result.isEmpty() ? "0" : result);
+    }
+    if (words[0] != "frame") {
+        throw Failure{"unknown callback " + words[0]};
+    }
+    static const QHash<QString, QString> types{{"I", "1"}, {"P", "2"}, {"audio", "3"}, {"other", "0"}};
+    const QStringList size = words.value(3).split('x');
+    const QJsonObject fields{{"handle", words.value(1)},
+                             {"type", types.value(words.value(2), words.value(2))},
+                             {"width", size.value(0)},
+                             {"height", size.value(1)},
+                             {"data", text(4)}};
+    raise("LumoNet", "frame", fields, result.isEmpty() ? "1" : result);
+}
+
+/// draw PORT | fileend PORT
+void Conversation::doDecRaise(const QString& rest)
+{
+    const QStringList words = splitWords(rest);
+    const int arrow = words.indexOf("->");
+    raise("LumoDecode", words[0], {{"port", words.value(1)}}, arrow < 0 ? "0" : words.value(arrow + 1));
+}
+
+/// All callbacks raised so far have returned.
+void Conversation::doReturned(const QString&)
+{
+    waitFor("the return of a callback", [this] { return m_raises.isEmpty(); });
+}
+
+/// allow NAME ARG... -> VALUE {FIELDS}: may come at any time; "*" stands for all arguments.
+void Conversation::doAllow(const QString& rest)
+{
+    const Scripted s = scripted(rest, "LUMO");
+    m_allowed.prepend({s.name, s.args, s.value, s.fields});
+}
+
+void Conversation::doForbid(const QString& rest)
+{
+    for (int i = m_allowed.size() - 1; i >= 0; --i) {
+        if (m_allowed[i].name == rest) {
+            m_allowed.removeAt(i);
+        }
+    }
+}

@@ -1,0 +1,144 @@
+// The verbs about the program's start, its socket and its end: args, env, program, start, connected, >, <, send,
+// close, exit, silence.
+#include "Conversation.h"
+
+#include "Failure.h"
+
+#include <QFile>
+#include <QJsonDocument>
+
+/// Words as they go onto the command line, without the program's own name; "" is an empty one.
+void Conversation::doArgs(const QString& rest)
+{
+    m_arguments.clear();
+    for (const QString& word : splitWords(rest)) {
+        m_arguments << (word.startsWith('"') ? parsePattern(word, m_bindings).toString() : word);
+    }
+    bool ok = false;
+    const int session = m_arguments.value(0).toInt(&ok);
+    if (ok) {
+        m_bindings.set("session", session);
+    }
+}
+
+void Conversation::doEnv(const QString& rest)
+{
+    const QStringList words = splitWords(rest);
+    const QString value = words.value(1);
+    if (value == "absent") {
+        m_program.environment.remove(words[0]);
+    } else {
+        m_program.environment.insert(words[0], m_bindings.filled(value));
+    }
+}
+
+/// program NAME "text": an executable file beside the program.
+void Conversation::doProgram(const QString& rest)
+{
+    const QStringList words = splitWords(rest);
+    QFile file(m_program.folder() + "/" + words.value(0));
+    if (!file.open(QIODevice::WriteOnly)) {
+        throw Failure{"cannot write " + file.fileName()};
+    }
+    file.write(parsePattern(words.value(1), m_bindings).toString().toUtf8());
+    file.close();
+    file.setPermissions(file.permissions() | QFile::ExeOwner | QFile::ExeUser);
+}
+
+void Conversation::doStart(const QString&)
+{
+    QStringList arguments;
+    for (const QString& argument : qAsConst(m_arguments)) {
+        arguments << m_bindings.filled(argument);
+    }
+    m_program.start(arguments, m_fakes.port());
+    m_bindings.set("pid", m_program.pid());
+}
+
+void Conversation::doConnected(const QString&)
+{
+    waitFor("the program's connection", [this] { return m_host.connected(); });
+}
+
+void Conversation::doRequest(const QString& rest)
+{
+    m_logRequest = m_program.log().size();
+    m_host.sendFrame(m_bindings.filled(rest).toUtf8());
+    waitFor("the program to read the frame", [this] { return m_host.drained(); });
+}
+
+/// "text" (as in JSON) or hex digits.
+void Conversation::doSend(const QString& rest)
+{
+    m_logRequest = m_program.log().size();
+    const bool hex = rest.startsWith("hex ");
+    m_host.sendRaw(hex ? QByteArray::fromHex(rest.mid(4).toLatin1())
+                       : parsePattern(rest, m_bindings).toString().toUtf8());
+    waitFor("the program to read the bytes", [this] { return m_host.drained(); });
+}
+
+void Conversation::doMessage(const QString& rest)
+{
+    const QJsonValue pattern = parsePattern(rest, m_bindings);
+    const auto firstMessage = [this] {
+        return std::find_if(m_pending.begin(), m_pending.end(), [](const Item& i) { return !i.isCall; });
+    };
+    // A call that waits for its answer may have come after the message was sent and before it arrived.
+    waitFor("the message", [&] { return firstMessage() != m_pending.end(); });
+    const auto it = firstMessage();
+    const Bindings before = m_bindings;
+    const QString why = mismatch(pattern, it->message, m_bindings);
+    if (!why.isEmpty()) {
+        m_bindings = before;
+        throw Failure{"another message came: " + it->text() + "\n    (" + why + ")"};
+    }
+    m_pending.erase(it);
+}
+
+void Conversation::doClose(const QString&)
+{
+    m_ended = true; // the program may go at any time from here
+    m_host.close();
+}
+
+/// exit CODE | exit crash
+void Conversation::doExit(const QString& rest)
+{
+    m_ended = true;
+    waitFor("the program's end", [this] { return !m_program.running() || !m_pending.empty(); });
+    if (!m_pending.empty()) {
+        throw Failure{"before the end came: " + m_pending.front().text()};
+    }
+    if (rest == "crash" ? !m_program.crashed() : m_program.crashed() || m_program.exitCode() != rest.toInt()) {
+        throw Failure{QString("the program ended with %1 %2")
+                          .arg(m_program.crashed() ? "signal" : "exit code")
+                          .arg(m_program.exitCode())};
+    }
+    checkEnd();
+}
+
+/// Nothing else came: a command that the hub answers at once must be answered next. With "gui" the command passes
+/// through the GUI thread as well.
+void Conversation::doSilence(const QString& rest)
+{
+    const int number = ++m_barriers;
+    const int type = rest == "gui" ? 11 : 99;
+    const QJsonObject request{{"MainType", type}, {"SubType", 0}, {"MsgID", QString("silence %1").arg(number)}};
+    const QByteArray text = QJsonDocument(request).toJson(QJsonDocument::Compact);
+    m_host.sendFrame(text);
+    waitFor("the program to read the frame", [this] { return m_host.drained(); });
+    waitFor("the answer that proves silence", [this] { return !m_pending.empty(); });
+    const Item item = m_pending.front();
+    if (item.isCall || item.message.toObject()["MsgID"] != request["MsgID"] || m_pending.size() != 1) {
+        throw Failure{"nobody expected: " + item.text()};
+    }
+    m_pending.pop_front();
+    // Its log line is written after those of all that went before on the hub's thread.
+    const QString mark = QString("silence %1\"").arg(number);
+    waitFor("the log line of that answer", [&] {
+        const auto& log = m_program.log();
+        return std::any_of(log.begin(), log.end(), [&](const LogLine& line) {
+            return line.tag == "CPluginManage::sendWebSocketMsg" && line.text.contains(mark);
+        });
+    });
+}

@@ -1,0 +1,56 @@
+// The program under test in an application folder of its own, and its debug stream.
+// Thread: the runner's one thread.
+#pragma once
+
+#include <QObject>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QTemporaryDir>
+#include <QVector>
+
+struct LogLine {
+    QString level; // normal, warning, error
+    QString thread;
+    QString tag;
+    QString text;
+};
+
+class Program : public QObject
+{
+public:
+    Program(const QString& executable, const QString& fakesFolder);
+    ~Program() override;
+    /// The folder that holds the executable, as Qt writes it.
+    QString folder() const { return m_dir.path(); }
+    QProcessEnvironment environment;
+    void start(const QStringList& arguments, quint16 fakePort);
+    bool started() const { return m_started; }
+    bool running() const { return m_process.state() != QProcess::NotRunning; }
+    qint64 pid() const { return m_pid; }
+    bool crashed() const { return m_process.exitStatus() == QProcess::CrashExit; }
+    int exitCode() const { return m_process.exitCode(); }
+    /// For what a conversation leaves running.
+    void kill();
+
+    const QVector<LogLine>& log() const { return m_log; }
+    const QStringList& lines() const { return m_lines; }
+    /// The first log line that is not formed as it must be, or empty.
+    QString badLogLine() const { return m_badLine; }
+    QString standardError() const { return QString::fromLocal8Bit(m_all); }
+
+private:
+    void read();
+    void onLine(const QString& line);
+
+    QTemporaryDir m_dir;
+    QString m_executable;
+    QString m_fakesFolder;
+    QProcess m_process;
+    bool m_started = false;
+    qint64 m_pid = 0;
+    QByteArray m_all;
+    QByteArray m_rest;
+    QStringList m_lines;
+    QVector<LogLine> m_log;
+    QString m_badLine;
+};

@@ -1,0 +1,15 @@
+# cmake -DHEADER=... -DLIBRARY=... -DPREFIX=... -DNM=... -P CheckExports.cmake
+# Every call that the header declares is exported by the library.
+file(READ ${HEADER} text)
+string(REGEX MATCHALL "${PREFIX}_API [a-z]+ +${PREFIX}_[A-Za-z0-9_]+" declared "${text}")
+list(LENGTH declared count)
+if(count LESS 20)
+  message(FATAL_ERROR "only ${count} declarations found in ${HEADER}")
+endif()
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE exported COMMAND_ERROR_IS_FATAL ANY)
+foreach(declaration IN LISTS declared)
+  string(REGEX REPLACE ".* " "" name "${declaration}")
+  if(NOT exported MATCHES " T ${name}\n")
+    message(SEND_ERROR "${name} is not exported by ${LIBRARY}")
+  endif()
+endforeach()

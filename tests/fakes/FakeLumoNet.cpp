@@ -1,0 +1,516 @@
+// The recording LumoNet: every call goes to the conversation runner, which scripts its result. Strict about what a
+// correct caller never does, tolerant of what this program is known to do: removing a callback or stopping with a
+// handle of 0 or below, stopping playback handle 1, never releasing the handles of a login that a second one replaced.
+#include "Wire.h"
+#include "device/LumoNet.h"
+
+#include <condition_variable>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+using fakes::Answer;
+using fakes::Args;
+using fakes::Fields;
+
+enum class Kind { Plain, V2, Playback, Download };
+
+/// A stream, playback or download that is open.
+struct Stream {
+    Kind kind = Kind::Plain;
+    int login = 0;
+    LumoRealDataCallback plain = nullptr;
+    LumoRealDataCallback_V2 v2 = nullptr;
+    LumoPositionCallback position = nullptr;
+    intptr_t user = 0;
+    intptr_t positionUser = 0;
+};
+
+struct Library {
+    std::mutex mutex;
+    std::condition_variable idle;
+    bool initialised = false;
+    bool named = false;
+    LumoDisconnectCallback disconnect = nullptr;
+    void* disconnectUser = nullptr;
+    LumoMessageCallback message = nullptr;
+    intptr_t messageUser = 0;
+    std::map<int, bool> logins; // handle, released
+    std::map<int, Stream> streams;
+    int running = 0; // the stream handle whose callback is running; 0 none
+};
+
+thread_local int t_lastError = 0;
+
+Library& lib()
+{
+    static Library* instance = new Library; // never destroyed: threads outlive main
+    return *instance;
+}
+
+std::string raise(const std::string& kind, const Fields& fields);
+
+fakes::Wire& wire()
+{
+    static fakes::Wire* instance = new fakes::Wire("LumoNet", raise);
+    return *instance;
+}
+
+void require(bool fact, const std::string& name, const char* why)
+{
+    if (!fact) {
+        wire().fault(name + ": " + why);
+    }
+}
+
+/// Every call but LUMONET_Init needs the library initialised.
+Answer call(const char* name, const Args& args, bool first = false)
+{
+    {
+        const std::lock_guard lock(lib().mutex);
+        require(first || lib().initialised, name, "called before LUMONET_Init");
+    }
+    const Answer answer = wire().call(name, args);
+    if (answer.fields.count("error")) {
+        t_lastError = answer.number("error");
+    }
+    return answer;
+}
+
+void requireLogin(const char* name, int login)
+{
+    const std::lock_guard lock(lib().mutex);
+    require(lib().logins.count(login) != 0, name, "no such login");
+}
+
+template <size_t N> void copyText(char (&target)[N], const std::string& text)
+{
+    std::memset(target, 0, N);
+    std::memcpy(target, text.data(), text.size() < N ? text.size() : N - 1);
+}
+
+bool allZero(const void* data, size_t size)
+{
+    const auto* bytes = static_cast<const uint8_t*>(data);
+    for (size_t i = 0; i < size; ++i) {
+        if (bytes[i] != 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void requireFresh(const char* name, const NetDeviceInfo* info)
+{
+    require(info != nullptr, name, "no device record");
+    require(allZero(info, offsetof(NetDeviceInfo, nWebKind)), name, "the device record was not zeroed");
+}
+
+void fill(NetDeviceInfo* info, const Answer& a)
+{
+    copyText(info->szSoftwareVersion, a.text("software"));
+    info->nBuildYear = a.number("year");
+    info->nBuildMonth = a.number("month");
+    info->nBuildDay = a.number("day");
+    copyText(info->szSerialNo, a.text("serial"));
+    info->nChannels = a.number("channels");
+    info->nExtraChannels = a.number("extra");
+    info->nDeviceType = a.number("type");
+    copyText(info->szDeviceName, a.text("name"));
+    copyText(info->szCloudError, a.text("cloud"));
+}
+
+int finishLogin(const char* name, NetDeviceInfo* info, int* error, const Answer& a)
+{
+    fill(info, a);
+    const int handle = a.result();
+    *error = handle > 0 ? 0 : a.number("error");
+    if (handle > 0) {
+        const std::lock_guard lock(lib().mutex);
+        require(lib().logins.emplace(handle, false).second, name, "the script gives a login handle that is in use");
+    }
+    return handle;
+}
+
+int openStream(const char* name, const Answer& a, const Stream& stream)
+{
+    const int handle = a.result();
+    if (handle > 0) {
+        const std::lock_guard lock(lib().mutex);
+        require(lib().streams.emplace(handle, stream).second, name, "the script gives a stream handle that is in use");
+    }
+    return handle;
+}
+
+/// Waits until no callback of the stream runs, as the real library does.
+void waitIdle(std::unique_lock<std::mutex>& lock, int handle)
+{
+    lib().idle.wait(lock, [handle] { return lib().running != handle; });
+}
+
+Stream* findStream(const char* name, int handle)
+{
+    const auto it = lib().streams.find(handle);
+    require(it != lib().streams.end(), name, "no such stream");
+    return &it->second;
+}
+
+/// Stops a handle once: a second stop of the same handle is a fault, a handle of 0 or below is not.
+int stop(const char* name, int handle, const Answer& a)
+{
+    if (handle <= 0 || a.result() == 0) {
+        return a.result();
+    }
+    std::unique_lock lock(lib().mutex);
+    const Stream* stream = findStream(name, handle);
+    require(stream->kind == Kind::Playback || stream->kind == Kind::Download || (!stream->plain && !stream->v2), name,
+            "stopped while its data callback is still registered");
+    waitIdle(lock, handle);
+    lib().streams.erase(handle);
+    return a.result();
+}
+
+Args& times(Args& args, const int32_t* t, bool eight)
+{
+    std::string text = "[";
+    const int order8[] = {0, 1, 2, 4, 5, 6};
+    for (int i = 0; i < 6; ++i) {
+        text += (i ? "," : "") + std::to_string(t[eight ? order8[i] : i]);
+    }
+    return args.raw(text + "]");
+}
+
+Args fileArgs(int login, const RecordFileInfo* info)
+{
+    Args args;
+    args.number(login).number(info->nChannel).number(info->nFileSize);
+    args.text(std::string_view(info->szFileName, strnlen(info->szFileName, sizeof info->szFileName)));
+    times(args, &info->stBegin.nYear, true);
+    times(args, &info->stEnd.nYear, true);
+    args.number(info->nStreamType);
+    return args;
+}
+
+// --- callbacks, on the library's own thread ---
+
+std::string raiseDisconnect(const Fields& f)
+{
+    LumoDisconnectCallback callback = nullptr;
+    void* user = nullptr;
+    {
+        const std::lock_guard lock(lib().mutex);
+        callback = lib().disconnect;
+        user = lib().disconnectUser;
+    }
+    if (!callback) {
+        return "none";
+    }
+    std::string ip = f.at("ip");
+    callback(std::atol(f.at("login").c_str()), ip.data(), std::atol(f.at("port").c_str()), user);
+    return "0";
+}
+
+int callV2(const Stream& stream, int handle, const Fields& f, std::string& data)
+{
+    LumoFrame frame{};
+    frame.nFrameType = std::atoi(f.at("type").c_str());
+    frame.pData = reinterpret_cast<const uint8_t*>(data.data());
+    frame.nSize = static_cast<uint32_t>(data.size());
+    frame.nWidth = static_cast<uint16_t>(std::atoi(f.at("width").c_str()));
+    frame.nHeight = static_cast<uint16_t>(std::atoi(f.at("height").c_str()));
+    return stream.v2(handle, &frame, stream.user);
+}
+
+std::string raiseFrame(const Fields& f)
+{
+    const int handle = std::atoi(f.at("handle").c_str());
+    Stream stream;
+    {
+        const std::lock_guard lock(lib().mutex);
+        const auto it = lib().streams.find(handle);
+        if (it == lib().streams.end() || (!it->second.plain && !it->second.v2)) {
+            return "none";
+        }
+        stream = it->second;
+        lib().running = handle;
+    }
+    std::string data = f.at("data");
+    const int result =
+        stream.v2 ? callV2(stream, handle, f, data)
+                  : stream.plain(handle, std::atol(f.at("type").c_str()), reinterpret_cast<uint8_t*>(data.data()),
+                                 static_cast<long>(data.size()), stream.user);
+    const std::lock_guard lock(lib().mutex);
+    lib().running = 0;
+    lib().idle.notify_all();
+    return std::to_string(result);
+}
+
+std::string raise(const std::string& kind, const Fields& fields)
+{
+    if (kind == "disconnect") {
+        return raiseDisconnect(fields);
+    }
+    if (kind == "frame") {
+        return raiseFrame(fields);
+    }
+    return "none";
+}
+
+} // namespace
+
+int LUMONET_Init(LumoDisconnectCallback fnDisconnect, void* pUser)
+{
+    require(fnDisconnect != nullptr, "LUMONET_Init", "no disconnect callback");
+    require(!lib().initialised, "LUMONET_Init", "called twice");
+    const Answer a = call("LUMONET_Init", Args(), true);
+    const std::lock_guard lock(lib().mutex);
+    // Known again whatever the script answers: the program logs the result and goes on.
+    lib().initialised = true;
+    lib().disconnect = fnDisconnect;
+    lib().disconnectUser = pUser;
+    return a.result();
+}
+
+int LUMONET_InitAppInfo(const LumoAppInfo* pInfo)
+{
+    require(pInfo != nullptr, "LUMONET_InitAppInfo", "no record");
+    require(!lib().named, "LUMONET_InitAppInfo", "called twice");
+    require(strnlen(pInfo->szName, sizeof pInfo->szName) < sizeof pInfo->szName, "LUMONET_InitAppInfo",
+            "name not ended");
+    lib().named = true;
+    return call("LUMONET_InitAppInfo", Args().text(pInfo->szName).number(pInfo->nKind)).result();
+}
+
+int LUMONET_Cleanup(void)
+{
+    const Answer a = call("LUMONET_Cleanup", Args());
+    const std::lock_guard lock(lib().mutex);
+    lib().logins.clear();
+    lib().streams.clear();
+    lib().initialised = false;
+    return a.result();
+}
+
+/// Not recorded: a question to the library about the calling thread's last call.
+int LUMONET_GetLastError(void)
+{
+    return t_lastError;
+}
+
+int LUMONET_Login(const char* szAddress, int nPort, const char* szUser, const char* szPassword, NetDeviceInfo* pInfo,
+                  int* pError, int nSocketKind)
+{
+    const char* name = "LUMONET_Login";
+    require(szAddress && szUser && szPassword && pError, name, "null argument");
+    require(nPort >= 0 && nPort <= 65535, name, "the port has more than 16 bits");
+    require(nSocketKind == 0 || (nSocketKind == 2 && nPort == 0), name, "unknown socket kind");
+    requireFresh(name, pInfo);
+    Args args;
+    args.text(szAddress).number(nPort).text(szUser).text(szPassword).number(pInfo->nWebKind).number(nSocketKind);
+    return finishLogin(name, pInfo, pError, call(name, args));
+}
+
+int LUMONET_LoginEx_V2(const char* szSerialNo, int nReserved, const char* szToken, const char* szReserved,
+                       NetDeviceInfo* pInfo, int nKind, int* pError, int nSocketKind)
+{
+    const char* name = "LUMONET_LoginEx_V2";
+    require(szSerialNo && szToken && szReserved && pError, name, "null argument");
+    requireFresh(name, pInfo);
+    Args args;
+    args.text(szSerialNo).number(nReserved).text(szToken).text(szReserved);
+    args.number(pInfo->nWebKind).number(nKind).number(nSocketKind);
+    return finishLogin(name, pInfo, pError, call(name, args));
+}
+
+int LUMONET_Logout(int nLoginID)
+{
+    requireLogin("LUMONET_Logout", nLoginID);
+    const Answer a = call("LUMONET_Logout", Args().number(nLoginID));
+    std::unique_lock lock(lib().mutex);
+    // Ends every stream of the login, whatever was left open.
+    for (auto it = lib().streams.begin(); it != lib().streams.end();) {
+        if (it->second.login == nLoginID) {
+            waitIdle(lock, it->first);
+            it = lib().streams.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    lib().logins.erase(nLoginID);
+    return a.result();
+}
+
+int LUMONET_ReleaseLogin(int nLoginID)
+{
+    requireLogin("LUMONET_ReleaseLogin", nLoginID);
+    {
+        const std::lock_guard lock(lib().mutex);
+        require(!lib().logins[nLoginID], "LUMONET_ReleaseLogin", "called twice for one login");
+        lib().logins[nLoginID] = true;
+    }
+    return call("LUMONET_ReleaseLogin", Args().number(nLoginID)).result();
+}
+
+void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, intptr_t nUser)
+{
+    call("LUMONET_SetMessageCallback", Args());
+    const std::lock_guard lock(lib().mutex);
+    lib().message = fnMessage;
+    lib().messageUser = nUser;
+}
+
+int LUMONET_OpenMessageChannel(int nLoginID)
+{
+    requireLogin("LUMONET_OpenMessageChannel", nLoginID);
+    return call("LUMONET_OpenMessageChannel", Args().number(nLoginID)).result();
+}
+
+int LUMONET_RealPlay(int nLoginID, const StreamOpenInfo* pInfo)
+{
+    const char* name = "LUMONET_RealPlay";
+    require(pInfo != nullptr, name, "no record");
+    require(pInfo->nReserved == 0 && allZero(pInfo->reserved, sizeof pInfo->reserved), name, "reserved bytes not zero");
+    Stream stream;
+    stream.login = nLoginID;
+    Args args;
+    args.number(nLoginID).number(pInfo->nChannel).number(pInfo->nStream);
+    return openStream(name, call(name, args), stream);
+}
+
+int LUMONET_SetRealDataCallBack(int nRealHandle, LumoRealDataCallback fnData, intptr_t nUser)
+{
+    const char* name = "LUMONET_SetRealDataCallBack";
+    require(fnData != nullptr, name, "no callback");
+    const Answer a = call(name, Args().number(nRealHandle));
+    const std::lock_guard lock(lib().mutex);
+    Stream* stream = findStream(name, nRealHandle);
+    stream->plain = fnData;
+    stream->user = nUser;
+    return a.result();
+}
+
+int LUMONET_SetRealDataCallBack_V2(int nRealHandle, LumoRealDataCallback_V2 fnData, intptr_t nUser)
+{
+    const char* name = "LUMONET_SetRealDataCallBack_V2";
+    require(fnData != nullptr, name, "no callback");
+    const Answer a = call(name, Args().number(nRealHandle).number(nUser));
+    const std::lock_guard lock(lib().mutex);
+    Stream* stream = findStream(name, nRealHandle);
+    require(!stream->v2, name, "the stream has a callback already");
+    stream->kind = Kind::V2;
+    stream->v2 = fnData;
+    stream->user = nUser;
+    return a.result();
+}
+
+int LUMONET_DelRealDataCallBack(int nRealHandle, LumoRealDataCallback fnData, intptr_t nUser)
+{
+    const char* name = "LUMONET_DelRealDataCallBack";
+    require(fnData != nullptr, name, "no callback");
+    const Answer a = call(name, Args().number(nRealHandle));
+    if (nRealHandle > 0) {
+        std::unique_lock lock(lib().mutex);
+        Stream* stream = findStream(name, nRealHandle);
+        require(stream->plain == fnData && stream->user == nUser, name, "not the callback that was set");
+        stream->plain = nullptr;
+        waitIdle(lock, nRealHandle);
+    }
+    return a.result();
+}
+
+int LUMONET_DelRealDataCallBack_V2(int nRealHandle, LumoRealDataCallback_V2 fnData, intptr_t nUser)
+{
+    const char* name = "LUMONET_DelRealDataCallBack_V2";
+    require(fnData != nullptr, name, "no callback");
+    const Answer a = call(name, Args().number(nRealHandle).number(nUser));
+    if (nRealHandle > 0) {
+        std::unique_lock lock(lib().mutex);
+        Stream* stream = findStream(name, nRealHandle);
+        require(stream->v2 == fnData && stream->user == nUser, name, "not the callback that was set");
+        stream->v2 = nullptr;
+        waitIdle(lock, nRealHandle);
+    }
+    return a.result();
+}
+
+int LUMONET_StopRealPlay(int nRealHandle, int nReserved)
+{
+    const Answer a = call("LUMONET_StopRealPlay", Args().number(nRealHandle).number(nReserved));
+    return stop("LUMONET_StopRealPlay", nRealHandle, a);
+}
+
+int LUMONET_RequestChannelFrame(int nLoginID, int nChannel, int nStream)
+{
+    const char* name = "LUMONET_RequestChannelFrame";
+    requireLogin(name, nLoginID);
+    return call(name, Args().number(nLoginID).number(nChannel).number(nStream)).result();
+}
+
+int LUMONET_PlayBackByName(int nLoginID, const RecordFileInfo* pInfo, LumoPositionCallback fnPosition,
+                           LumoRealDataCallback fnData, intptr_t nUser)
+{
+    const char* name = "LUMONET_PlayBackByName";
+    require(pInfo && fnPosition && fnData, name, "null argument");
+    return openStream(name, call(name, fileArgs(nLoginID, pInfo)),
+                      {Kind::Playback, nLoginID, fnData, nullptr, fnPosition, nUser, nUser});
+}
+
+int LUMONET_PlayBackByTimeEx(int nLoginID, const RecordTimeInfo* pInfo, LumoRealDataCallback fnData, intptr_t nDataUser,
+                             LumoPositionCallback fnPosition, intptr_t nPositionUser)
+{
+    const char* name = "LUMONET_PlayBackByTimeEx";
+    require(pInfo && fnPosition && fnData, name, "null argument");
+    Args args;
+    args.number(nLoginID).number(pInfo->nChannel).number(pInfo->nFileType);
+    times(args, &pInfo->stBegin.nYear, false);
+    times(args, &pInfo->stEnd.nYear, false);
+    args.number(pInfo->nStreamType);
+    args.text(std::string_view(pInfo->szNamePart1, strnlen(pInfo->szNamePart1, sizeof pInfo->szNamePart1)));
+    args.text(std::string_view(pInfo->szNamePart2, strnlen(pInfo->szNamePart2, sizeof pInfo->szNamePart2)));
+    return openStream(name, call(name, args),
+                      {Kind::Playback, nLoginID, fnData, nullptr, fnPosition, nDataUser, nPositionUser});
+}
+
+int LUMONET_PlayBackControl(int nPlayHandle, int nAction, int nValue, int nReserved)
+{
+    const char* name = "LUMONET_PlayBackControl";
+    require(nAction >= 0 && nAction <= 4, name, "unknown action");
+    return call(name, Args().number(nPlayHandle).number(nAction).number(nValue).number(nReserved)).result();
+}
+
+int LUMONET_StopPlayBack(int nPlayHandle)
+{
+    const Answer a = call("LUMONET_StopPlayBack", Args().number(nPlayHandle));
+    return nPlayHandle == 1 ? a.result() : stop("LUMONET_StopPlayBack", nPlayHandle, a);
+}
+
+int LUMONET_StartFileDownload(int nLoginID, const RecordFileInfo* pInfo, const char* szPath,
+                              LumoPositionCallback fnPosition, intptr_t nUser, int nReserved)
+{
+    const char* name = "LUMONET_StartFileDownload";
+    require(pInfo && szPath && fnPosition, name, "null argument");
+    Args args = fileArgs(nLoginID, pInfo);
+    args.text(szPath).number(nReserved);
+    return openStream(name, call(name, args), {Kind::Download, nLoginID, nullptr, nullptr, fnPosition, nUser, nUser});
+}
+
+int LUMONET_StopFileDownload(int nDownloadHandle)
+{
+    const Answer a = call("LUMONET_StopFileDownload", Args().number(nDownloadHandle));
+    return stop("LUMONET_StopFileDownload", nDownloadHandle, a);
+}
+
+int LUMONET_QueryValue(int nHandle, const int32_t pQuery[3], int32_t* pAnswer, int nTimeoutMs)
+{
+    require(pQuery && pAnswer, "LUMONET_QueryValue", "null argument");
+    Args args;
+    args.number(nHandle).number(pQuery[0]).number(pQuery[1]).number(pQuery[2]).number(nTimeoutMs);
+    const Answer a = call("LUMONET_QueryValue", args);
+    *pAnswer = a.number("answer");
+    return a.result();
+}

@@ -1,0 +1,66 @@
+// Paths and the machine in numbers, on the system that the tests run on.
+#include "platform/Machine.h"
+#include "platform/Paths.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <cstring>
+#include <gtest/gtest.h>
+
+using namespace platform;
+
+TEST(Paths, BothSlashesBecomeTheSystemsOwn)
+{
+    EXPECT_EQ(nativePath("a\\b/c"), QDir::toNativeSeparators("a/b/c"));
+    EXPECT_EQ(joinPath("a", "b"), QString("a") + QDir::separator() + "b");
+    EXPECT_EQ(pathSeparator(), QDir::separator());
+}
+
+TEST(Paths, TheApplicationsFolderIsTheOneOfTheProgram)
+{
+    EXPECT_EQ(applicationDir(), QCoreApplication::applicationDirPath());
+}
+
+TEST(Paths, LocalTextIsCutAndAlwaysEnded)
+{
+    char szField[8];
+    std::memset(szField, 'x', sizeof szField);
+    copyLocal8Bit(szField, sizeof szField, "abc");
+    EXPECT_STREQ(szField, "abc");
+    copyLocal8Bit(szField, sizeof szField, "abcdefghij");
+    EXPECT_STREQ(szField, "abcdefg");
+    copyLocal8Bit(szField, sizeof szField, QString());
+    EXPECT_STREQ(szField, "");
+}
+
+TEST(Machine, TheClockNeverRunsBackwardsAndCountsMilliseconds)
+{
+    const quint64 nBegin = tickMs();
+    sleepMs(20);
+    EXPECT_GE(tickMs() - nBegin, 19u);
+}
+
+TEST(Machine, WorkShowsInTheCpuTimes)
+{
+    const SCpuTimes process = processCpuTimes();
+    const SCpuTimes system = systemCpuTimes();
+    const quint64 nGiveUpMs = tickMs() + 10000;
+    while (processCpuTimes().nUser + processCpuTimes().nKernel < process.nUser + process.nKernel + 500000 &&
+           tickMs() < nGiveUpMs) {
+    }
+    const SCpuTimes processNow = processCpuTimes();
+    const SCpuTimes systemNow = systemCpuTimes();
+    EXPECT_GE(processNow.nUser + processNow.nKernel, process.nUser + process.nKernel + 500000);
+    EXPECT_GT(systemNow.nUser + systemNow.nKernel, system.nUser + system.nKernel);
+    EXPECT_GE(systemNow.nKernel, systemNow.nIdle); // kernel time includes idle time
+}
+
+TEST(Machine, MemoryInUseGrowsWithWhatIsTouched)
+{
+    const quint64 nBefore = processMemory();
+    ASSERT_GT(nBefore, 1u << 20);
+    std::string block(64u << 20, 'x');
+    EXPECT_GT(processMemory(), nBefore + (32u << 20));
+    EXPECT_GE(processorCount(), 1);
+    EXPECT_EQ(block[5], 'x');
+}

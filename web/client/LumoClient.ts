@@ -1,0 +1,323 @@
+/**
+ * The viewer process as an object: one method per command, one event per event.
+ *
+ * A method resolves with the reply when the process says success, and rejects with a `LumoError` otherwise. The
+ * connection is opened again by itself when it goes; a new connection means a new process, so logging in again is
+ * the application's part: do it in a listener of `open`.
+ */
+import { CommandQueue, lost } from './CommandQueue.ts';
+import { Connection, type ConnectionOptions, type ConnectionState, type Down, type SocketLike } from './Connection.ts';
+import { Emitter } from './Emitter.ts';
+import { LumoError } from './errors.ts';
+import { nameEvent, type ChannelResult, type ProcessEvents } from './events.ts';
+import { loginRequest, type LoginOptions } from './login.ts';
+import type * as R from './requests.ts';
+import { RET_SUCCESS } from './ret.ts';
+import { ALL_CHANNELS, classify, ConfigSub, MainType, PositionSub, PreviewSub } from './wire.ts';
+import type { RawEvent, Reply, Request, RetReply } from './wire.ts';
+
+export interface ClientEvents extends ProcessEvents {
+    /** Every event of the process, known to this library or not. Comes before the named one. */
+    event: RawEvent;
+    state: ConnectionState;
+    /** The connection stands. Commands sent from a listener go out before those that were kept back. */
+    open: void;
+    down: Down;
+    /** A message that is neither event nor reply to a command that still waits. */
+    stray: unknown;
+}
+
+export interface Timeouts {
+    commandMs: number;
+    /** Log in and re-login: the device may take its time. */
+    loginMs: number;
+    /** Starting many channels, one after the other. */
+    startAllMs: number;
+}
+
+export interface ClientOptions extends ConnectionOptions {
+    timeouts?: Partial<Timeouts>;
+    maxQueued?: number;
+    openSocket?: (url: string) => SocketLike;
+}
+
+/** A command on all channels: its reply, and what became of each channel. */
+export interface AllReply<T extends Reply> {
+    reply: T;
+    channels: ChannelResult[];
+}
+
+export class LumoClient extends Emitter<ClientEvents> {
+    private readonly connection: Connection;
+    private readonly queue: CommandQueue;
+    private readonly timeouts: Timeouts;
+    private readonly title: string | undefined;
+    private lastResults: ChannelResult[] = [];
+    private readonly resultsOfReply = new WeakMap<Reply, ChannelResult[]>();
+
+    constructor(url: string, options: ClientOptions = {}) {
+        super();
+        this.title = options.title;
+        this.timeouts = { commandMs: 30000, loginMs: 60000, startAllMs: 180000, ...options.timeouts };
+        this.connection = new Connection(url, options);
+        const queueOptions = { timeoutMs: this.timeouts.commandMs, maxQueued: options.maxQueued ?? 64 };
+        this.queue = new CommandQueue((text) => this.connection.send(text), queueOptions);
+        this.connection.on('state', (state) => this.emit('state', state));
+        this.connection.on('open', () => this.onOpen());
+        this.connection.on('down', (down) => this.onDown(down));
+        this.connection.on('message', (text) => this.onMessage(text));
+    }
+
+    get state(): ConnectionState {
+        return this.connection.state;
+    }
+
+    get isOpen(): boolean {
+        return this.connection.state === 'open';
+    }
+
+    get backlogBytes(): number {
+        return this.connection.backlogBytes;
+    }
+
+    /** Starts connecting; resolves when the connection stands. Attempts go on after a rejection, unless `reconnect` is off. */
+    connect(): Promise<void> {
+        if (this.isOpen) return Promise.resolve();
+        return new Promise((resolve, reject) => {
+            const stop = [
+                this.on('open', () => (stop.forEach((off) => off()), resolve())),
+                this.on('down', (down) => (stop.forEach((off) => off()), reject(new LumoError('closed', down.reason || down.cause)))),
+            ];
+            this.connection.connect();
+        });
+    }
+
+    /** Ends the connection, and with it the process and everything that it shows. */
+    close(): void {
+        this.connection.close();
+        this.queue.failAll(new LumoError('closed', 'The connection to the viewer host was closed.'));
+    }
+
+    /** Any command; resolves with the reply whatever its code. `timeoutMs` 0 waits without limit. */
+    request<T extends Reply>(command: Request & Record<string, unknown>, timeoutMs?: number): Promise<T> {
+        return this.queue.request<T>(command, this.mayQueue, timeoutMs);
+    }
+
+    /** Any command that has no reply. */
+    post(command: Request & Record<string, unknown>): void {
+        this.queue.post(command, this.mayQueue);
+    }
+
+    // ---- the session ----
+
+    /** Logs in and binds the surface to the browser's window. Stops nothing of an earlier log in: log out before. */
+    async login(device: R.DeviceAddress, options: LoginOptions = {}): Promise<R.LoginReply> {
+        const titled = this.title === undefined ? options : { title: this.title, ...options };
+        return this.checked<R.LoginReply>({ ...loginRequest(device, titled) }, this.timeouts.loginMs);
+    }
+
+    /** Takes everything of the session down. There is no reply; later commands wait until it is done. */
+    logout(): void {
+        this.post({ MainType: MainType.Logout, SubType: 0 });
+    }
+
+    /** Logs in again in place with the same credentials, after `deviceLost`. All streams are stopped by it. */
+    relogin(): Promise<R.ReloginReply> {
+        return this.checked({ MainType: MainType.Relogin, SubType: 0 }, this.timeouts.loginMs);
+    }
+
+    // ---- preview ----
+
+    /** Starts the channel in the selected cell, in place of what that shows. Success promises a stream, not yet a picture. */
+    startPreview(channel: number, stream: number): Promise<R.StartPreviewReply> {
+        return this.checked({ ...preview(PreviewSub.Start), Channel: channel, Stream: stream });
+    }
+
+    /** Starts every channel in the cell of its own number; the split stays. See the results for single failures. */
+    startAll(stream: number): Promise<AllReply<R.StartPreviewReply>> {
+        return this.startMany(ALL_CHANNELS, stream);
+    }
+
+    /**
+     * Starts channels 0 to 4 * `quads` - 1 in the cells of their own numbers and changes the split to mode `quads`
+     * (above 6: a single cell).
+     */
+    startFirst(quads: number, stream: number): Promise<AllReply<R.StartPreviewReply>> {
+        if (!Number.isInteger(quads) || quads < 1 || quads > 16)
+            return Promise.reject(new LumoError('bad-argument', 'Between 4 and 64 channels can be started at once.'));
+        return this.startMany(quads * 100, stream);
+    }
+
+    stopPreview(channel: number): Promise<R.ChannelReply> {
+        return this.checked({ ...preview(PreviewSub.Stop), Channel: channel });
+    }
+
+    /** The results name every channel of the device, playing or not: this is also the way to learn their number. */
+    async stopAll(): Promise<AllReply<R.ChannelReply>> {
+        const reply = await this.checked<R.ChannelReply>({ ...preview(PreviewSub.Stop), Channel: ALL_CHANNELS });
+        return { reply, channels: this.resultsOf(reply) };
+    }
+
+    /** The reply's code is 1016 in every case; only the values count. */
+    async readColor(channel: number): Promise<R.Colors> {
+        return this.request<R.ColorReply>({ ...preview(PreviewSub.ReadColor), Channel: channel });
+    }
+
+    /** On the channel in the selected cell. `value` 0 to 128. */
+    setColor(type: R.ColorIndex, value: number): Promise<R.ChannelReply> {
+        return this.checked({ ...preview(PreviewSub.SetColor), Type: type, Value: value });
+    }
+
+    playStatus(channel: number): Promise<R.PlayStatusReply> {
+        return this.checked({ ...preview(PreviewSub.PlayStatus), Channel: channel });
+    }
+
+    /** The surface fills the screen until Escape is pressed there. */
+    fullScreen(): Promise<R.ChannelReply> {
+        return this.checked(preview(PreviewSub.FullScreen));
+    }
+
+    currentChannel(): Promise<R.ChannelReply> {
+        return this.checked(preview(PreviewSub.CurrentChannel));
+    }
+
+    toggleSound(channel: number): Promise<R.SoundReply> {
+        return this.checked({ ...preview(PreviewSub.ToggleSound), Channel: channel });
+    }
+
+    snapshot(channel: number): Promise<R.SnapshotReply> {
+        return this.checked({ ...preview(PreviewSub.Snapshot), Channel: channel });
+    }
+
+    record(channel: number, on: boolean): Promise<R.RecordReply> {
+        return this.checked({ ...preview(PreviewSub.Record), Channel: channel, Record: on ? 1 : 0 });
+    }
+
+    /** This reply has no code; what became of each channel is in the results. */
+    async recordAll(on: boolean): Promise<AllReply<R.RecordAllReply>> {
+        const command = { ...preview(PreviewSub.Record), Channel: ALL_CHANNELS, Record: on ? 1 : 0 };
+        const reply = await this.request<R.RecordAllReply>(command, this.timeouts.startAllMs);
+        return { reply, channels: this.resultsOf(reply) };
+    }
+
+    /** The channel in the selected cell. */
+    originalAspect(on: boolean): Promise<RetReply> {
+        return this.checked(preview(on ? PreviewSub.OriginalAspect : PreviewSub.NormalAspect));
+    }
+
+    // ---- layout ----
+
+    /** Selects cell 0, without a `selection` event. */
+    setSplit(mode: R.SplitMode): Promise<R.SplitReply> {
+        return this.checked({ MainType: MainType.Split, SubType: mode });
+    }
+
+    /** Does nothing while the live page is shown. */
+    selectPlaybackWindow(index: number): Promise<RetReply> {
+        return this.checked({ MainType: MainType.SelectPlaybackWindow, SubType: index });
+    }
+
+    /** Two-lens scale of the selected cell: `speed` tenths in or out, or back to 0. */
+    scaleStep(direction: 'in' | 'out' | 'reset', speed = 1): Promise<RetReply> {
+        const subType = { in: 0, out: 1, reset: 2 }[direction];
+        return this.checked({ MainType: MainType.ScaleStep, SubType: subType, Speed: speed });
+    }
+
+    showSurface(pos: R.Pos): Promise<RetReply> {
+        return this.checked({ MainType: MainType.Position, SubType: PositionSub.Show, Pos: pos });
+    }
+
+    hideSurface(): Promise<RetReply> {
+        const pos = { Left: 0, Top: 0, Width: 0, Height: 0 };
+        return this.checked({ MainType: MainType.Position, SubType: PositionSub.Hide, Pos: pos });
+    }
+
+    /** No reply: moves come in numbers. */
+    moveSurface(pos: R.Pos): void {
+        this.post({ MainType: MainType.Position, SubType: PositionSub.Move, Pos: pos, Potocol: 1 });
+    }
+
+    // ---- client configuration ----
+
+    readConfig(): Promise<R.ConfigReply> {
+        return this.checked({ MainType: MainType.ClientConfig, SubType: ConfigSub.Read });
+    }
+
+    saveConfig(config: Pick<R.SaveConfigRequest, 'RecPath' | 'CapPath' | 'DownPath' | 'RecordType'>): Promise<RetReply> {
+        const { RecPath, CapPath, DownPath, RecordType } = config;
+        return this.checked({ MainType: MainType.ClientConfig, SubType: ConfigSub.Save, RecPath, CapPath, DownPath, RecordType });
+    }
+
+    /**
+     * Shows the native picker and resolves with the path, or with null when the user took none. Waits without limit
+     * unless told otherwise: the user may take all day, and a picker that is not installed never answers.
+     */
+    async pickPath(mode: 0 | 1 | 2, timeoutMs = 0): Promise<string | null> {
+        const SubType = [ConfigSub.PickA, ConfigSub.PickB, ConfigSub.PickC][mode] as number;
+        const reply = await this.request<R.PickReply>({ MainType: MainType.ClientConfig, SubType }, timeoutMs);
+        const path = (reply.Path ?? '').replace(/[\r\n]+$/, '');
+        return reply.nRet === RET_SUCCESS && path !== '' ? path : null;
+    }
+
+    // ---- inside ----
+
+    private get mayQueue(): boolean {
+        return this.state === 'connecting' || this.state === 'waiting' || this.state === 'open';
+    }
+
+    private async checked<T extends RetReply>(command: Request & Record<string, unknown>, timeoutMs?: number): Promise<T> {
+        const reply = await this.request<T>(command, timeoutMs);
+        if (reply.Ret === RET_SUCCESS) return reply;
+        const { ErrorCode, Error: error } = reply as { ErrorCode?: number; Error?: number };
+        throw LumoError.fromReply(reply.Ret, reply, ErrorCode ?? error);
+    }
+
+    /** The code of this reply is that of the last channel alone, so it is not judged here. */
+    private async startMany(channel: number, stream: number): Promise<AllReply<R.StartPreviewReply>> {
+        const command = { ...preview(PreviewSub.Start), Channel: channel, Stream: stream };
+        const reply = await this.request<R.StartPreviewReply>(command, this.timeouts.startAllMs);
+        return { reply, channels: this.resultsOf(reply) };
+    }
+
+    /** The process sends the results right before the reply that they belong to, and works one command at a time. */
+    private resultsOf(reply: Reply): ChannelResult[] {
+        return this.resultsOfReply.get(reply) ?? [];
+    }
+
+    private onOpen(): void {
+        this.emit('open', undefined);
+        this.queue.flush();
+    }
+
+    private onDown(down: Down): void {
+        this.lastResults = [];
+        // Before the first connection stands, commands go on waiting for it; after that they belong to a dead process.
+        if (down.cause !== 'unreachable' || down.retryInMs === null) this.queue.failAll(lost());
+        this.emit('down', down);
+    }
+
+    private onMessage(text: string): void {
+        const incoming = classify(text);
+        if (incoming.kind === 'event') this.onEvent(incoming.message);
+        else if (incoming.kind === 'other') this.emit('stray', incoming.message);
+        else this.onReply(incoming.msgId, incoming.message);
+    }
+
+    private onReply(msgId: number, reply: Reply): void {
+        this.resultsOfReply.set(reply, this.lastResults);
+        this.lastResults = [];
+        if (!this.queue.settleReply(msgId, reply)) this.emit('stray', reply);
+    }
+
+    private onEvent(raw: RawEvent): void {
+        this.emit('event', raw);
+        const named = nameEvent(raw);
+        if (!named) return;
+        if (named.name === 'results') this.lastResults = named.data;
+        this.emit(named.name, named.data as never);
+    }
+}
+
+function preview(SubType: number): Request & Record<string, unknown> {
+    return { MainType: MainType.Preview, SubType };
+}

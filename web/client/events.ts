@@ -1,0 +1,80 @@
+/** Events that the process raises on its own, typed, and the table from wire numbers to names. */
+import type { Colors } from './requests.ts';
+import { LiveEvent, MainEvent, type RawEvent } from './wire.ts';
+
+interface CellStatus extends Colors {
+    /** See `PlayStatus`. */
+    PlayStatus: number;
+    /** 1 when this channel has the sound. */
+    Audio: number;
+    DigitalZoom: boolean | number;
+    /** 1 original aspect, 0 normal, -1 not set since the last stop. */
+    RageState: number;
+}
+
+/** MainEvent 0, SubEvent 0: the selected cell and what it shows. `Channel` is -1 for an empty cell. */
+export interface SelectionData extends CellStatus {
+    Channel: number;
+    Wnd: number;
+}
+
+/** MainEvent 0, SubEvent 2: the state of one channel. */
+export interface ChannelData extends CellStatus {
+    Chn: number;
+    CurChannel: number;
+}
+
+/** One element of MainEvent 0, SubEvent 3, indexed by channel. */
+export interface ChannelResult {
+    Ret: number;
+    Chn: number;
+    /** Absent after a recording of all channels; 9 after a stop of all. */
+    Stream?: number;
+    Record: boolean | number;
+    Error?: number;
+}
+
+export interface DeviceLost {
+    Ret: number;
+}
+
+/** `nShowElect`: 0 do not offer electronic PTZ, 1 offer it, 2 it was just quit on a cell. */
+export type ElectronicPtzOffer = 0 | 1 | 2;
+
+export interface ProcessEvents {
+    selection: SelectionData;
+    channel: ChannelData;
+    results: ChannelResult[];
+    electronicPtz: ElectronicPtzOffer;
+    deviceLost: DeviceLost;
+}
+
+export type NamedEvent = { [K in keyof ProcessEvents]: { name: K; data: ProcessEvents[K] } }[keyof ProcessEvents];
+
+/** Gives a wire event its name, or null for a kind this library does not know (it still comes out as `event`). */
+export function nameEvent(raw: RawEvent): NamedEvent | null {
+    if (raw.MainEvent === MainEvent.DeviceLost && raw.SubEvent === 0)
+        return { name: 'deviceLost', data: { Ret: Number(raw.Ret) } };
+    if (raw.MainEvent !== MainEvent.Live) return null;
+    switch (raw.SubEvent) {
+        case LiveEvent.Selection:
+            return isObject(raw.Data) ? { name: 'selection', data: raw.Data as unknown as SelectionData } : null;
+        case LiveEvent.Channel:
+            return isObject(raw.Data) ? { name: 'channel', data: raw.Data as unknown as ChannelData } : null;
+        case LiveEvent.Results:
+            return { name: 'results', data: resultsOf(raw.ChnStatus) };
+        case LiveEvent.ElectronicPtz:
+            return { name: 'electronicPtz', data: Number(raw.nShowElect) as ElectronicPtzOffer };
+        default:
+            return null;
+    }
+}
+
+/** An empty list may come as null: the array was never appended to. */
+function resultsOf(value: unknown): ChannelResult[] {
+    return Array.isArray(value) ? (value.filter(isObject) as unknown as ChannelResult[]) : [];
+}
+
+function isObject(value: unknown): value is Record<string, unknown> {
+    return typeof value === 'object' && value !== null && !Array.isArray(value);
+}

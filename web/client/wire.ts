@@ -1,0 +1,109 @@
+/**
+ * The wire forms that every command and event share. Key names are the process's own and stand as they are,
+ * misspellings included.
+ */
+
+/** `MainType` of the commands that this library speaks. */
+export const MainType = {
+    Split: 3,
+    Preview: 4,
+    Login: 8,
+    Logout: 9,
+    SelectPlaybackWindow: 11,
+    Position: 12,
+    ClientConfig: 18,
+    Relogin: 28,
+    ScaleStep: 29,
+} as const;
+
+/** `SubType` of `MainType` 4. 6 and 11 exist in no process and are never answered. */
+export const PreviewSub = {
+    Start: 0,
+    Stop: 1,
+    ReadColor: 2,
+    SetColor: 3,
+    PlayStatus: 4,
+    FullScreen: 5,
+    CurrentChannel: 7,
+    ToggleSound: 8,
+    Snapshot: 9,
+    Record: 10,
+    OriginalAspect: 12,
+    NormalAspect: 13,
+} as const;
+
+/** `SubType` of `MainType` 12. */
+export const PositionSub = { Hide: 1, Show: 2, Nothing: 3, Move: 4 } as const;
+
+/** `SubType` of `MainType` 18. */
+export const ConfigSub = { PickA: 48, PickB: 49, Save: 50, Read: 51, PickC: 53 } as const;
+
+export const MainEvent = { Live: 0, DeviceLost: 5 } as const;
+
+/** `SubEvent` of `MainEvent` 0. */
+export const LiveEvent = { Selection: 0, Channel: 2, Results: 3, ElectronicPtz: 6 } as const;
+
+/** A channel number that means "all channels" in `MainType` 4, SubTypes 0, 1 and 10. */
+export const ALL_CHANNELS = -1;
+
+/** A channel number of a reply or event that means "none". */
+export const NO_CHANNEL = -1;
+
+/** The process reads a message into 65536 bytes with its terminator; anything that long is cut there. */
+export const MAX_MESSAGE_BYTES = 65535;
+
+/** What the page sends. `MsgID` is put in by the client. */
+export interface Request {
+    MainType: number;
+    SubType: number;
+    MsgID?: number;
+}
+
+/** What every reply carries. */
+export interface Reply {
+    Msg: number;
+    SubMsg: number;
+    MsgID: number;
+}
+
+/** A reply with a result code; 100 is success. */
+export interface RetReply extends Reply {
+    Ret: number;
+}
+
+/** What every event carries. Events have no `MsgID`. */
+export interface RawEvent {
+    MainEvent: number;
+    SubEvent: number;
+    [key: string]: unknown;
+}
+
+type Json = Record<string, unknown>;
+
+export type Incoming =
+    | { kind: 'reply'; msgId: number; message: Reply & Json }
+    | { kind: 'event'; message: RawEvent }
+    | { kind: 'other'; message: unknown };
+
+/** Sorts one text frame. Never throws: what is neither reply nor event is `other`. */
+export function classify(text: string): Incoming {
+    let message: unknown;
+    try {
+        message = JSON.parse(text);
+    } catch {
+        return { kind: 'other', message: text };
+    }
+    if (typeof message !== 'object' || message === null || Array.isArray(message)) return { kind: 'other', message };
+    const json = message as Json;
+    if (typeof json.MainEvent === 'number' && typeof json.SubEvent === 'number')
+        return { kind: 'event', message: json as RawEvent };
+    if ('Msg' in json && typeof json.MsgID === 'number')
+        return { kind: 'reply', msgId: json.MsgID, message: json as unknown as Reply & Json };
+    return { kind: 'other', message };
+}
+
+const encoder = new TextEncoder();
+
+export function utf8Length(text: string): number {
+    return encoder.encode(text).length;
+}

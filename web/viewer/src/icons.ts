@@ -1,0 +1,25 @@
+/** Line icons on a 20 by 20 field. */
+const PATHS = {
+    play: '<path d="M6 4.5v11l9-5.5z" fill="currentColor"/>',
+    stop: '<rect x="5.5" y="5.5" width="9" height="9" rx="1" fill="currentColor"/>',
+    sound: '<path d="M3 8v4h3l4 3V5L6 8z" fill="currentColor"/><path d="M13 7.5a3.5 3.5 0 0 1 0 5M15.2 5.2a6.6 6.6 0 0 1 0 9.6"/>',
+    mute: '<path d="M3 8v4h3l4 3V5L6 8z" fill="currentColor"/><path d="m13 8 4 4m0-4-4 4"/>',
+    camera: '<path d="M3 7h3l1.2-2h5.6L14 7h3v8.5H3z"/><circle cx="10" cy="11" r="2.6"/>',
+    record: '<circle cx="10" cy="10" r="6.2"/><circle cx="10" cy="10" r="3.2" fill="currentColor" stroke="none"/>',
+    aspect: '<rect x="2.5" y="4.5" width="15" height="11" rx="1"/><path d="M6.5 4.5v11m7-11v11" stroke-dasharray="2 2"/>',
+    full: '<path d="M3.5 8V3.5H8M12 3.5h4.5V8M16.5 12v4.5H12M8 16.5H3.5V12"/>',
+    picture: '<path d="M4 6h7m4 0h1M4 14h1m4 0h7M4 10h9"/><circle cx="13" cy="6" r="1.7"/><circle cx="7" cy="14" r="1.7"/><circle cx="14.5" cy="10" r="1.7"/>',
+    settings: '<path d="M3.5 6.5h4l1.5 2h7.5v7h-13z"/><path d="M3.5 6.5v-2h4l1 1"/>',
+    close: '<path d="m5.5 5.5 9 9m0-9-9 9"/>',
+    logout: '<path d="M8 3.5H4v13h4M8.5 10h8m-3-3 3 3-3 3"/>',
+} as const;
+
+export type IconName = keyof typeof PATHS;
+
+export function icon(name: IconName): SVGElement {
+    const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
+    const attributes = { viewBox: '0 0 20 20', fill: 'none', stroke: 'currentColor', 'aria-hidden': 'true', class: 'icon' };
+    for (const [key, value] of Object.entries(attributes)) svg.setAttribute(key, value);
+    svg.innerHTML = PATHS[name];
+    return svg;
+}

@@ -1,0 +1,217 @@
+/**
+ * One visit: connection, log in, and what brings both back when they go. Speaks to no element but the one that the
+ * surface is kept over.
+ */
+import {
+    detectPlatform, downText, Emitter, LumoClient, LumoError, messageOf, needsContentOffset, SurfaceRect,
+    type DeviceAddress, type Down,
+} from '../../client/index.ts';
+import { LiveModel } from './model.ts';
+
+export type Phase =
+    /** Nobody is logged in. */
+    | 'login'
+    /** The first log in is under way. */
+    | 'logging-in'
+    | 'live'
+    /** The device or the process went away and is being brought back. */
+    | 'recovering';
+
+export interface Status {
+    kind: 'info' | 'busy' | 'error';
+    text: string;
+}
+
+interface SessionEvents {
+    /** Anything that is shown may have changed. */
+    changed: void;
+    /** Streams stood before and are to be started again. */
+    recovered: number[];
+}
+
+/** Codes after which another attempt with the same words would only lock the user out. */
+const HOPELESS = new Set([106, 206, 207]);
+const RECOVER_FIRST_MS = 1000;
+const RECOVER_MAX_MS = 30000;
+
+export class Session extends Emitter<SessionEvents> {
+    readonly client: LumoClient;
+    readonly model = new LiveModel();
+    readonly surface: SurfaceRect;
+    phase: Phase = 'login';
+    status: Status = { kind: 'busy', text: 'Connecting to the viewer host…' };
+    deviceName = '';
+    down: Down | null = null;
+    private readonly webType: string;
+    private credentials: DeviceAddress | null = null;
+    private wasPlaying: number[] = [];
+    private recoverTimer: ReturnType<typeof setTimeout> | null = null;
+    private recoverWaitMs = RECOVER_FIRST_MS;
+
+    constructor(hostUrl: string, title: string, element: HTMLElement, webType: string) {
+        super();
+        this.webType = webType;
+        this.client = new LumoClient(hostUrl, { title });
+        this.surface = new SurfaceRect(element, this.client, { contentOffset: true });
+        this.client.on('state', () => this.changed());
+        this.client.on('open', () => this.onOpen());
+        this.client.on('down', (down) => this.onDown(down));
+        this.client.on('deviceLost', () => this.onDeviceLost());
+        this.client.on('selection', (data) => (this.model.onSelection(data), this.changed()));
+        this.client.on('channel', (data) => (this.model.onChannel(data), this.changed()));
+    }
+
+    connect(): void {
+        // A failure is told by `down`, and attempts go on.
+        this.client.connect().catch(() => undefined);
+    }
+
+    dispose(): void {
+        this.cancelRecovery();
+        this.surface.dispose();
+        this.client.close();
+    }
+
+    changed(): void {
+        this.emit('changed', undefined);
+    }
+
+    tell(kind: Status['kind'], text: string): void {
+        this.status = { kind, text };
+        this.changed();
+    }
+
+    async login(device: DeviceAddress): Promise<boolean> {
+        if (this.phase !== 'login') return false;
+        this.phase = 'logging-in';
+        this.tell('busy', 'Logging in…');
+        try {
+            await this.enter(device);
+            this.credentials = device;
+            this.tell('info', `Logged in. ${this.model.channels.length} channels.`);
+            return true;
+        } catch (error) {
+            this.phase = 'login';
+            this.tell('error', messageOf(error));
+            return false;
+        }
+    }
+
+    logout(): void {
+        this.cancelRecovery();
+        this.credentials = null;
+        // The process hides the surface itself, before anything else.
+        this.surface.stop(false);
+        if (this.client.isOpen) this.client.logout();
+        this.phase = 'login';
+        this.model.reset(0);
+        this.tell('info', 'Logged out.');
+    }
+
+    /** Log in, learn the channels, bring up the surface. */
+    private async enter(device: DeviceAddress): Promise<void> {
+        const reply = await this.client.login(device, { webType: this.webType });
+        await this.learnChannels();
+        this.phase = 'live';
+        this.deviceName = device.kind === 'address' ? `${device.address}:${device.port}` : device.serialNumber;
+        this.changed();
+        this.surface.start(needsContentOffset(detectPlatform(), reply.adjustBytool));
+    }
+
+    /** No reply tells the number of channels; stopping all of them, when none runs, names each. */
+    private async learnChannels(): Promise<void> {
+        const { channels } = await this.client.stopAll();
+        const { split } = this.model;
+        const known = this.model.channels.length > 0;
+        this.model.reset(channels.length);
+        if (known && this.phase === 'recovering') this.model.split = split;
+    }
+
+    // ---- bringing back ----
+
+    private onOpen(): void {
+        this.down = null;
+        if (this.phase === 'recovering') void this.recover();
+        else if (this.phase === 'login') this.tell('info', 'Ready to log in.');
+    }
+
+    private onDown(down: Down): void {
+        this.down = down;
+        this.surface.stop(false);
+        if (this.phase === 'live') this.beginRecovery();
+        this.cancelTimer();
+        this.tell('error', downText(down));
+    }
+
+    private onDeviceLost(): void {
+        if (this.phase !== 'live') return;
+        this.beginRecovery();
+        this.tell('error', 'The connection to the device was lost.');
+        void this.recover();
+    }
+
+    private beginRecovery(): void {
+        this.wasPlaying = this.model.playing;
+        this.phase = 'recovering';
+        this.recoverWaitMs = RECOVER_FIRST_MS;
+    }
+
+    /** In place when the process still holds the session, anew when the process is another. */
+    private async recover(): Promise<void> {
+        const device = this.credentials;
+        if (this.phase !== 'recovering' || !this.client.isOpen || !device) return;
+        this.tell('busy', 'Logging in again…');
+        try {
+            if (this.surfaceStands) await this.relogin();
+            else await this.reenter(device);
+        } catch (error) {
+            this.onRecoveryFailed(error);
+            return;
+        }
+        this.tell('info', 'The connection is back.');
+        this.emit('recovered', this.wasPlaying);
+    }
+
+    /** The surface was never stopped: the process is the one that we logged in to. */
+    private get surfaceStands(): boolean {
+        return this.surface.isRunning;
+    }
+
+    private async relogin(): Promise<void> {
+        await this.client.relogin();
+        await this.learnChannels();
+        this.phase = 'live';
+        this.changed();
+    }
+
+    private async reenter(device: DeviceAddress): Promise<void> {
+        const { split } = this.model;
+        await this.enter(device);
+        const reply = await this.client.setSplit(split);
+        this.model.splitChanged(split, reply.Chn);
+    }
+
+    private onRecoveryFailed(error: unknown): void {
+        if (this.phase !== 'recovering') return;
+        if (error instanceof LumoError && error.ret !== undefined && HOPELESS.has(error.ret)) {
+            this.logout();
+            this.tell('error', messageOf(error));
+            return;
+        }
+        if (!this.client.isOpen) return; // the next connection brings the next attempt
+        const wait = this.recoverWaitMs;
+        this.recoverWaitMs = Math.min(wait * 2, RECOVER_MAX_MS);
+        this.tell('error', `${messageOf(error)} Next attempt in ${Math.round(wait / 1000)} s.`);
+        this.recoverTimer = setTimeout(() => void this.recover(), wait);
+    }
+
+    private cancelRecovery(): void {
+        this.cancelTimer();
+        this.wasPlaying = [];
+    }
+
+    private cancelTimer(): void {
+        if (this.recoverTimer !== null) clearTimeout(this.recoverTimer);
+        this.recoverTimer = null;
+    }
+}

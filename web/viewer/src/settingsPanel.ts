@@ -1,0 +1,91 @@
+/** Where recordings, snapshots and downloads go on this computer, and how the video area is laid out. */
+import { messageOf, type ConfigReply } from '../../client/index.ts';
+import { h, setText } from './dom.ts';
+import type { Session } from './session.ts';
+
+type PathKey = 'RecPath' | 'CapPath' | 'DownPath';
+
+const FOLDERS: readonly { key: PathKey; name: string; testId: string; mode: 0 | 1 | 2 }[] = [
+    { key: 'RecPath', name: 'Recordings', testId: 'record', mode: 0 },
+    { key: 'CapPath', name: 'Snapshots', testId: 'capture', mode: 1 },
+    { key: 'DownPath', name: 'Downloads', testId: 'download', mode: 2 },
+];
+
+export class SettingsPanel {
+    readonly element: HTMLElement;
+    private readonly session: Session;
+    private readonly inputs = new Map<PathKey, HTMLInputElement>();
+    private readonly recordType = h('select', { 'data-testid': 'record-type' },
+        h('option', { value: 0 }, 'Raw stream'), h('option', { value: 2 }, 'AVI'));
+    private readonly save = h('button', { type: 'submit', class: 'primary', 'data-testid': 'settings-save' }, 'Save');
+    private readonly version = h('p', { class: 'hint' });
+
+    constructor(session: Session, fill: boolean, onFill: (fill: boolean) => void) {
+        this.session = session;
+        const area = h('input', { type: 'checkbox', 'data-testid': 'fill' });
+        area.checked = fill;
+        area.addEventListener('change', () => onFill(area.checked));
+        const form = h('form', {}, ...FOLDERS.map((folder) => this.folderRow(folder)),
+            h('label', { class: 'field' }, h('span', {}, 'Recordings are kept as'), this.recordType), this.save);
+        form.addEventListener('submit', (event) => {
+            event.preventDefault();
+            void this.store();
+        });
+        this.element = h('section', { class: 'panel', 'aria-label': 'Settings' },
+            h('h2', {}, 'Files'), form,
+            h('h2', {}, 'View'), h('label', { class: 'check' }, area, h('span', {}, 'Video fills the whole area')), this.version);
+    }
+
+    render(): void {
+        const live = this.session.phase === 'live';
+        this.save.disabled = !live;
+        for (const button of this.element.querySelectorAll<HTMLButtonElement>('.pick')) button.disabled = !live;
+    }
+
+    /** Reads what the process has. Call when the panel opens. */
+    async load(): Promise<void> {
+        try {
+            this.show(await this.session.client.readConfig());
+        } catch (error) {
+            this.session.tell('error', messageOf(error));
+        }
+    }
+
+    private show(config: ConfigReply): void {
+        for (const [key, input] of this.inputs) input.value = config[key];
+        this.recordType.value = String(config.RecordFileType);
+        setText(this.version, config.ToolVersion ? `Viewer program ${config.ToolVersion}, ${config.ToolDate}` : '');
+    }
+
+    private async store(): Promise<void> {
+        const path = (key: PathKey) => this.inputs.get(key)?.value.trim() ?? '';
+        const RecordType = Number(this.recordType.value) || 0;
+        try {
+            await this.session.client.saveConfig({ RecPath: path('RecPath'), CapPath: path('CapPath'), DownPath: path('DownPath'), RecordType });
+            // An empty folder comes back as its default.
+            this.show(await this.session.client.readConfig());
+            this.session.tell('info', 'Settings saved.');
+        } catch (error) {
+            this.session.tell('error', messageOf(error));
+        }
+    }
+
+    private folderRow({ key, name, testId, mode }: (typeof FOLDERS)[number]): HTMLElement {
+        const input = h('input', { 'data-testid': `${testId}-path`, spellcheck: 'false', autocomplete: 'off' });
+        this.inputs.set(key, input);
+        const pick = h('button', { type: 'button', class: 'pick', 'data-testid': `${testId}-pick`, 'aria-label': `Choose the folder for ${name.toLowerCase()}` }, 'Choose…');
+        pick.addEventListener('click', () => void this.pick(mode, input));
+        return h('div', { class: 'field' }, h('label', {}, h('span', {}, name), input), pick);
+    }
+
+    /** The dialog is a window of its own; the page goes on meanwhile. */
+    private async pick(mode: 0 | 1 | 2, input: HTMLInputElement): Promise<void> {
+        try {
+            const path = await this.session.client.pickPath(mode);
+            if (path === null) this.session.tell('info', 'No folder was chosen.');
+            else input.value = path;
+        } catch (error) {
+            this.session.tell('error', messageOf(error));
+        }
+    }
+}
