@@ -249,10 +249,26 @@ void Painter::scalePlane(const Planes& from, int plane, const Part& part, uint8_
     libyuv::CopyPlane(m_clip.data() + ptrdiff_t(top) * outWidth + left, outWidth, to, width, width, height);
 }
 
-/// Whole pixels to whole pixels, also enlarging.
+/// Whole pixels to whole pixels, also enlarging. Far reductions are halved as long as that goes exactly: a halving
+/// reads each pixel once, and costs half of what libyuv takes for 3/8 in one step and a quarter of its free box filter.
 void Painter::reduce(const uint8_t* from, int stride, int fromWidth, int fromHeight, uint8_t* to, int width, int height)
 {
-    // libyuv's box filter divides by a fraction of 16 bits: far reductions would come out too dark, so they go in
+    for (int turn = 0; fromWidth >= 2 * width && fromHeight >= 2 * height && fromWidth % 2 == 0 && fromHeight % 2 == 0;
+         turn ^= 1) {
+        const int halfWidth = fromWidth / 2, halfHeight = fromHeight / 2;
+        const bool last = halfWidth == width && halfHeight == height;
+        if (!last)
+            m_halved[turn].resize(size_t(halfWidth) * size_t(halfHeight));
+        uint8_t* out = last ? to : m_halved[turn].data();
+        libyuv::ScalePlane(from, stride, fromWidth, fromHeight, out, halfWidth, halfWidth, halfHeight,
+                           libyuv::kFilterBox);
+        if (last)
+            return;
+        from = out;
+        stride = fromWidth = halfWidth;
+        fromHeight = halfHeight;
+    }
+    // libyuv's box filter divides by a fraction of 16 bits: what is still far would come out too dark, so it goes in
     // steps.
     constexpr int kFar = 16, kStep = 8;
     if (fromWidth > kFar * width || fromHeight > kFar * height) {
@@ -263,7 +279,7 @@ void Painter::reduce(const uint8_t* from, int stride, int fromWidth, int fromHei
         reduce(step.data(), stepWidth, stepWidth, stepHeight, to, width, height);
         return;
     }
-    // Box from a reduction to one half on: bilinear would pass over pixels. libyuv has short cuts for 1/2, 3/8 and 1/4.
+    // Box from a reduction to one half on: bilinear would pass over pixels.
     const bool box = fromWidth >= 2 * width || fromHeight >= 2 * height;
     libyuv::ScalePlane(from, stride, fromWidth, fromHeight, to, width, width, height,
                        box ? libyuv::kFilterBox : libyuv::kFilterBilinear);

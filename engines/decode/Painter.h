@@ -55,14 +55,14 @@ private:
     bool convertForeign(const AVFrame& frame, Planes& planes);
     Planes scale(const Planes& from, const View& view, int width, int height);
     void scalePlane(const Planes& from, int plane, const Part& part, uint8_t* to, int width, int height);
-    static void reduce(const uint8_t* from, int stride, int fromWidth, int fromHeight, uint8_t* to, int width,
-                       int height);
+    void reduce(const uint8_t* from, int stride, int fromWidth, int fromHeight, uint8_t* to, int width, int height);
     void adjust(Planes& planes, const ColorLevels& color);
     Planes ownCopy(const Planes& from);
 
-    std::vector<uint8_t> m_scaled; // planes at the cell's size
-    std::vector<uint8_t> m_clip;   // a plane's enclosing part, scaled
-    FramePtr m_foreign;            // a picture of a form libyuv does not know, as 4:2:0
+    std::vector<uint8_t> m_scaled;    // planes at the cell's size
+    std::vector<uint8_t> m_clip;      // a plane's enclosing part, scaled
+    std::vector<uint8_t> m_halved[2]; // steps of a far reduction, in turn
+    FramePtr m_foreign;               // a picture of a form libyuv does not know, as 4:2:0
     SwsPtr m_sws;
 };
 

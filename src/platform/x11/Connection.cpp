@@ -113,7 +113,14 @@ void awaitQt()
     if (!QX11Info::isPlatformX11())
         return;
     xcb_connection_t* pQt = QX11Info::connection();
+    // Nothing said since the last answer, nothing to wait for: the browser's window is looked at ten times a second,
+    // with several questions each time.
+    static uint64_t nAnswered = 0;
+    xcb_flush(pQt);
+    if (xcb_total_written(pQt) == nAnswered)
+        return;
     Reply<xcb_get_input_focus_reply_t>(xcb_get_input_focus_reply(pQt, xcb_get_input_focus(pQt), nullptr));
+    nAnswered = xcb_total_written(pQt);
 }
 
 void flush()
