@@ -11,10 +11,11 @@ import { Emitter } from './Emitter.ts';
 import { LumoError } from './errors.ts';
 import { nameEvent, type ChannelResult, type ProcessEvents } from './events.ts';
 import { loginRequest, type LoginOptions } from './login.ts';
+import { PlaybackCommands } from './playback.ts';
 import type * as R from './requests.ts';
 import { RET_SUCCESS } from './ret.ts';
 import { ALL_CHANNELS, classify, ConfigSub, MainType, PositionSub, PreviewSub } from './wire.ts';
-import type { RawEvent, Reply, Request, RetReply } from './wire.ts';
+import type { PageIndex, RawEvent, Reply, Request, RetReply } from './wire.ts';
 
 export interface ClientEvents extends ProcessEvents {
     /** Every event of the process, known to this library or not. Comes before the named one. */
@@ -48,6 +49,8 @@ export interface AllReply<T extends Reply> {
 }
 
 export class LumoClient extends Emitter<ClientEvents> {
+    /** Recorded video, downloads. */
+    readonly playback: PlaybackCommands;
     private readonly connection: Connection;
     private readonly queue: CommandQueue;
     private readonly timeouts: Timeouts;
@@ -62,6 +65,11 @@ export class LumoClient extends Emitter<ClientEvents> {
         this.connection = new Connection(url, options);
         const queueOptions = { timeoutMs: this.timeouts.commandMs, maxQueued: options.maxQueued ?? 64 };
         this.queue = new CommandQueue((text) => this.connection.send(text), queueOptions);
+        this.playback = new PlaybackCommands({
+            request: (command, timeoutMs) => this.request(command, timeoutMs),
+            checked: (command, timeoutMs) => this.checked(command, timeoutMs),
+            manyMs: this.timeouts.startAllMs,
+        });
         this.connection.on('state', (state) => this.emit('state', state));
         this.connection.on('open', () => this.onOpen());
         this.connection.on('down', (down) => this.onDown(down));
@@ -189,6 +197,11 @@ export class LumoClient extends Emitter<ClientEvents> {
         return this.checked({ ...preview(PreviewSub.Snapshot), Channel: channel });
     }
 
+    /** One picture into the fixed file beside the program; a channel that is not live is opened for it, which takes seconds. */
+    capture(channel: number): Promise<R.CaptureReply> {
+        return this.checked<R.CaptureReply & RetReply>({ MainType: MainType.Capture, SubType: channel });
+    }
+
     record(channel: number, on: boolean): Promise<R.RecordReply> {
         return this.checked({ ...preview(PreviewSub.Record), Channel: channel, Record: on ? 1 : 0 });
     }
@@ -210,6 +223,16 @@ export class LumoClient extends Emitter<ClientEvents> {
     /** Selects cell 0, without a `selection` event. */
     setSplit(mode: R.SplitMode): Promise<R.SplitReply> {
         return this.checked({ MainType: MainType.Split, SubType: mode });
+    }
+
+    /**
+     * Shows another page of the surface. Leaving the live page stops its streams, and coming back starts them again in
+     * their cells: the results name every channel, or none when nothing had been stopped. Leaving playback stops all of it,
+     * a download included.
+     */
+    async showPage(page: PageIndex): Promise<AllReply<RetReply>> {
+        const reply = await this.checked<RetReply>({ MainType: MainType.Page, SubType: page }, this.timeouts.startAllMs);
+        return { reply, channels: this.resultsOf(reply) };
     }
 
     /** Does nothing while the live page is shown. */

@@ -1,6 +1,6 @@
 /** Events that the process raises on its own, typed, and the table from wire numbers to names. */
 import type { Colors } from './requests.ts';
-import { LiveEvent, MainEvent, type RawEvent } from './wire.ts';
+import { LiveEvent, MainEvent, PlaybackEvent, type RawEvent } from './wire.ts';
 
 interface CellStatus extends Colors {
     /** See `PlayStatus`. */
@@ -41,11 +41,64 @@ export interface DeviceLost {
 /** `nShowElect`: 0 do not offer electronic PTZ, 1 offer it, 2 it was just quit on a cell. */
 export type ElectronicPtzOffer = 0 | 1 | 2;
 
+/** MainEvent 1, SubEvent 0: the selected window of the playback page. */
+export interface PlaybackWindowData {
+    Wnd: number;
+    Zoom: boolean | number;
+    Record: boolean | number;
+    Audio: boolean | number;
+    /** See `PlayStatus`. */
+    Status: number;
+    /** 1 to 4 while slow or fast: 2, 4, 8, 16 times; -1 otherwise. */
+    Mode: number;
+}
+
+/** MainEvent 1, SubEvent 1: the next file of a list begins, or could not. */
+export interface FileStarted {
+    Ret: number;
+    Chn: number;
+    Stream: number;
+    /** Its place in the list, from 0. */
+    PlayIndex: number;
+    Wnd: number;
+}
+
+/** MainEvent 1, SubEvent 2: a window has shown its last picture. */
+export interface PlaybackEnd {
+    Chn: number;
+    Wnd: number;
+}
+
+/**
+ * MainEvent 1, SubEvent 3, every second. `pos` is thousandths of the file in page modes 0 and 1, the second of the day
+ * in mode 2 (0: no picture yet), and absent for a window without a channel.
+ */
+export interface PlaybackPosition {
+    pos?: number;
+    wnd: number;
+}
+
+/** MainEvent 1, SubEvent 4: thousandths of the file under way; while converting, of the whole list. */
+export interface DownloadProgress {
+    Pos: number;
+}
+
+/** MainEvent 1, SubEvent 5: the whole list is on the disk. */
+export interface Downloaded {
+    DownPath: string;
+}
+
 export interface ProcessEvents {
     selection: SelectionData;
     channel: ChannelData;
     results: ChannelResult[];
     electronicPtz: ElectronicPtzOffer;
+    playbackWindow: PlaybackWindowData;
+    fileStarted: FileStarted;
+    playbackEnd: PlaybackEnd;
+    playbackPosition: PlaybackPosition;
+    downloadProgress: DownloadProgress;
+    downloaded: Downloaded;
     deviceLost: DeviceLost;
 }
 
@@ -55,6 +108,7 @@ export type NamedEvent = { [K in keyof ProcessEvents]: { name: K; data: ProcessE
 export function nameEvent(raw: RawEvent): NamedEvent | null {
     if (raw.MainEvent === MainEvent.DeviceLost && raw.SubEvent === 0)
         return { name: 'deviceLost', data: { Ret: Number(raw.Ret) } };
+    if (raw.MainEvent === MainEvent.Playback) return namePlaybackEvent(raw);
     if (raw.MainEvent !== MainEvent.Live) return null;
     switch (raw.SubEvent) {
         case LiveEvent.Selection:
@@ -68,6 +122,23 @@ export function nameEvent(raw: RawEvent): NamedEvent | null {
         default:
             return null;
     }
+}
+
+const PLAYBACK_NAMES = new Map<number, keyof ProcessEvents>([
+    [PlaybackEvent.Window, 'playbackWindow'],
+    [PlaybackEvent.End, 'playbackEnd'],
+    [PlaybackEvent.Position, 'playbackPosition'],
+    [PlaybackEvent.DownloadProgress, 'downloadProgress'],
+    [PlaybackEvent.Downloaded, 'downloaded'],
+]);
+
+function namePlaybackEvent(raw: RawEvent): NamedEvent | null {
+    if (!isObject(raw.Data)) return null;
+    // The code of a file's start stands beside its data.
+    if (raw.SubEvent === PlaybackEvent.FileStarted)
+        return { name: 'fileStarted', data: { ...raw.Data, Ret: Number(raw.Ret) } as FileStarted };
+    const name = PLAYBACK_NAMES.get(raw.SubEvent);
+    return name ? ({ name, data: raw.Data } as unknown as NamedEvent) : null;
 }
 
 /** An empty list may come as null: the array was never appended to. */

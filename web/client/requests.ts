@@ -211,3 +211,10 @@ export interface PickReply extends Reply {
     nRet: number;
     Path?: string;
 }
+
+// ---- picture into the fixed file (19) ----
+
+/** `Channel` in place of `SubMsg`. */
+export interface CaptureReply extends Omit<RetReply, 'SubMsg'> {
+    Channel: number;
+}

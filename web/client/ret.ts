@@ -19,6 +19,7 @@ const TEXTS: ReadonlyMap<number, string> = new Map([
     [1006, 'The device cannot be reached, or did not answer in time.'],
     [1007, 'The device refused the upgrade.'],
     [1008, 'The device reports no channels, or more than 64.'],
+    [1009, 'The download could not be started: the device refused it, or its folder cannot be written.'],
     [1012, 'The device could not be found by its serial number.'],
     [1013, 'The device cannot do this.'],
     [1014, 'The file is empty: there is nothing to send.'],

@@ -5,16 +5,23 @@
 
 /** `MainType` of the commands that this library speaks. */
 export const MainType = {
+    Page: 2,
     Split: 3,
     Preview: 4,
+    Playback: 5,
     Login: 8,
     Logout: 9,
     SelectPlaybackWindow: 11,
     Position: 12,
     ClientConfig: 18,
+    Capture: 19,
     Relogin: 28,
     ScaleStep: 29,
 } as const;
+
+/** `SubType` of `MainType` 2: the page of the surface. */
+export const Page = { Live: 0, Playback: 1, Color: 2 } as const;
+export type PageIndex = (typeof Page)[keyof typeof Page];
 
 /** `SubType` of `MainType` 4. 6 and 11 exist in no process and are never answered. */
 export const PreviewSub = {
@@ -32,18 +39,37 @@ export const PreviewSub = {
     NormalAspect: 13,
 } as const;
 
+/** `SubType` of `MainType` 5. Any other is never answered. */
+export const PlaybackSub = {
+    OpenLocal: 33,
+    Start: 34,
+    Stop: 35,
+    PageMode: 36,
+    Download: 39,
+    Control: 40,
+    Snapshot: 41,
+    ToggleSound: 42,
+    ToggleZoom: 43,
+    ToggleClip: 44,
+    Status: 45,
+    StopDownload: 46,
+} as const;
+
 /** `SubType` of `MainType` 12. */
 export const PositionSub = { Hide: 1, Show: 2, Nothing: 3, Move: 4 } as const;
 
 /** `SubType` of `MainType` 18. */
 export const ConfigSub = { PickA: 48, PickB: 49, Save: 50, Read: 51, PickC: 53 } as const;
 
-export const MainEvent = { Live: 0, DeviceLost: 5 } as const;
+export const MainEvent = { Live: 0, Playback: 1, DeviceLost: 5 } as const;
 
 /** `SubEvent` of `MainEvent` 0. */
 export const LiveEvent = { Selection: 0, Channel: 2, Results: 3, ElectronicPtz: 6 } as const;
 
-/** A channel number that means "all channels" in `MainType` 4, SubTypes 0, 1 and 10. */
+/** `SubEvent` of `MainEvent` 1. */
+export const PlaybackEvent = { Window: 0, FileStarted: 1, End: 2, Position: 3, DownloadProgress: 4, Downloaded: 5 } as const;
+
+/** A channel number that means "all channels": `MainType` 4, SubTypes 0, 1 and 10; `MainType` 5, SubTypes 35 and 40. */
 export const ALL_CHANNELS = -1;
 
 /** A channel number of a reply or event that means "none". */

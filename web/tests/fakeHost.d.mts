@@ -1,8 +1,37 @@
 import type { WebSocket } from 'ws';
 
+export interface FakeWindow {
+    channel: number;
+    playing: boolean;
+    /** 0 normal, 1 stopped, 2 paused, 16 to 19 slow, 32 to 35 fast, 48 and 49 single pictures. */
+    state: number;
+    zoom: boolean;
+    record: boolean;
+    /** Seconds of the day. */
+    begin: number;
+    end: number;
+    at: number;
+}
+
+export interface FakePlayback {
+    mode: number;
+    selected: number;
+    sound: number;
+    windows: FakeWindow[];
+    download: { files: AnyRequest[]; channel: number; index: number; converts: boolean } | null;
+    picture: string | null;
+    select(wnd: number): void;
+    tick(seconds?: number): void;
+    end(wnd: number): void;
+    progress(pos: number): void;
+    converted(count: number): void;
+}
+
 export interface FakeProcess {
+    page: number;
     selected: number;
     cells: number[];
+    playback: FakePlayback;
     select(wnd: number): void;
 }
 
@@ -15,6 +44,11 @@ export interface FakeHostSettings {
     picked?: string;
     page?: string;
     reloginRet?: number;
+    refusePlayback?: number[];
+    refuseDownload?: boolean;
+    brokenFile?: boolean;
+    /** Date, then channel. */
+    recordings?: Record<string, Record<number, { files?: AnyRequest[]; pictures?: AnyRequest[] }>>;
     intercept?: (request: AnyRequest, send: (message: unknown) => void) => boolean;
 }
 

@@ -6,6 +6,7 @@ import { createReadStream, existsSync, statSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { extname, join, normalize } from 'node:path';
 import { WebSocketServer } from 'ws';
+import { FakePlayback } from './fakePlayback.mjs';
 
 const MIME = { '.html': 'text/html', '.js': 'text/javascript', '.css': 'text/css', '.svg': 'image/svg+xml' };
 const NO_REPLY = new Set([6, 11]);
@@ -27,6 +28,9 @@ class FakeProcess {
             ToolVersion: '1.0.0', ToolDate: '2026-11-21', CapFileType: 0, RecordFileType: 0,
             RecPath: '/home/you/Videos/Record', CapPath: '/home/you/Pictures/Capture', DownPath: '/home/you/Downloads',
         };
+        this.page = 0;
+        this.away = null;
+        this.playback = new FakePlayback(options, this.config, send);
     }
 
     handle(request) {
@@ -34,14 +38,17 @@ class FakeProcess {
         const reply = (extra) => this.send({ ...base, ...extra });
         switch (request.MainType) {
             case 0: return;
+            case 2: return this.showPage(request.SubType, reply);
             case 3: return this.split(reply);
+            case 5: return this.playback.handle(request, reply);
             case 4: return this.preview(request, reply);
             case 8: return this.login(request, reply);
             case 9: this.loggedIn = false; this.cells.fill(-1); return;
             case 11: case 29: return reply({ Ret: 100 });
             case 12: return request.Potocol === undefined || request.Potocol === null ? reply({ Ret: 100 }) : undefined;
             case 18: return this.clientConfig(request, reply);
-            case 28: this.cells.fill(-1); this.sound = -1; return reply({ Ret: this.options.reloginRet ?? 100, Id: 7, SerialNo: 'LUMO00000001' });
+            case 19: return this.send({ Msg: 19, Channel: request.SubType, MsgID: request.MsgID, Ret: this.cells.includes(request.SubType) ? 100 : 1016 });
+            case 28: this.playback.leave(); this.cells.fill(-1); this.sound = -1; return reply({ Ret: this.options.reloginRet ?? 100, Id: 7, SerialNo: 'LUMO00000001' });
             default: return reply({ Ret: 1019 });
         }
     }
@@ -52,6 +59,30 @@ class FakeProcess {
         this.loggedIn = true;
         this.selected = 0;
         reply({ ...common, Ret: 100 });
+    }
+
+    /** Live streams stop when their page is left for playback, and stand in their cells again when it comes back. */
+    showPage(page, reply) {
+        if (page !== 1) this.playback.leave();
+        if (page === 1 && this.page !== 1) {
+            const shown = this.cells.map((channel, wnd) => ({ channel, wnd, stream: this.streams[channel] })).filter(({ channel }) => channel >= 0);
+            if (shown.length > 0) this.away = shown;
+            shown.forEach(({ channel }) => this.remove(channel));
+        }
+        if (page === 0 && this.away) this.bringBack(this.away);
+        this.page = page;
+        reply({ Ret: 100 });
+    }
+
+    bringBack(shown) {
+        this.away = null;
+        const ChnStatus = Array.from({ length: this.options.channels }, (_, Chn) => {
+            const was = shown.find(({ channel }) => channel === Chn);
+            const Ret = !was ? 1016 : this.options.refuse?.includes(Chn) ? 122 : 100;
+            if (Ret === 100) this.put(Chn, was.wnd, was.stream);
+            return { Ret, Chn, Stream: was?.stream ?? 0, Record: false };
+        });
+        this.send({ MainEvent: 0, SubEvent: 3, ChnStatus });
     }
 
     split(reply) {
@@ -195,12 +226,14 @@ class FakeProcess {
 
 /**
  * @param {{channels?: number, refuse?: number[], picked?: string, page?: string, reloginRet?: number,
+ *          refusePlayback?: number[], refuseDownload?: boolean, brokenFile?: boolean, recordings?: any,
  *          intercept?: (request: any, send: (message: unknown) => void) => boolean}} options
- *   `intercept` sees every request first; true means that it was dealt with.
+ *   `intercept` sees every request first; true means that it was dealt with. `recordings` is the device's list, by date and
+ *   channel: { '2026-11-20': { 0: { files, pictures } } }; without it the device has none.
  */
 export async function startFakeHost(options = {}) {
     const settings = { channels: 16, ...options };
-    const server = createServer((request, response) => serve(settings.page, request, response));
+    const server = createServer((request, response) => serve(settings, request, response));
     const sockets = new WebSocketServer({ server });
     const host = { port: 0, url: '', requests: [], urls: [], sockets: new Set(), processes: [], settings, close: null, drop: null, push: null };
     sockets.on('connection', (socket, request) => {
@@ -228,11 +261,20 @@ export async function startFakeHost(options = {}) {
     return host;
 }
 
-function serve(page, request, response) {
-    const path = new URL(request.url ?? '/', 'http://host').pathname;
+function serve({ page, recordings }, request, response) {
+    const { pathname: path, searchParams: query } = new URL(request.url ?? '/', 'http://host');
+    if (recordings && path.startsWith('/api/recordings')) return serveRecordings(recordings, path, query, response);
     if (path === '/api/host') return void response.setHeader('Content-Type', 'application/json').end('{"name":"fake"}');
     const file = page && join(page, normalize(path === '/' ? '/index.html' : path));
     if (!file || !existsSync(file) || !statSync(file).isFile()) return void response.writeHead(404).end();
     response.setHeader('Content-Type', MIME[extname(file)] ?? 'application/octet-stream');
     createReadStream(file).pipe(response);
+}
+
+function serveRecordings(recordings, path, query, response) {
+    const channel = Number(query.get('channel'));
+    const date = query.get('date');
+    const days = Object.keys(recordings).filter((day) => recordings[day][channel]);
+    const answer = path.endsWith('/days') ? { days } : { channel, date, files: [], pictures: [], ...recordings[date]?.[channel] };
+    response.setHeader('Content-Type', 'application/json').setHeader('Access-Control-Allow-Origin', '*').end(JSON.stringify(answer));
 }

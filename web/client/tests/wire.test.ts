@@ -26,6 +26,12 @@ describe('nameEvent', () => {
         [{ MainEvent: 0, SubEvent: 2, Data }, 'channel', Data],
         [{ MainEvent: 0, SubEvent: 3, ChnStatus: [{ Ret: 100, Chn: 0 }] }, 'results', [{ Ret: 100, Chn: 0 }]],
         [{ MainEvent: 0, SubEvent: 6, nShowElect: 2 }, 'electronicPtz', 2],
+        [{ MainEvent: 1, SubEvent: 0, Data: { Wnd: 2, Mode: -1 } }, 'playbackWindow', { Wnd: 2, Mode: -1 }],
+        [{ MainEvent: 1, SubEvent: 1, Ret: 1016, Data: { PlayIndex: 3 } }, 'fileStarted', { Ret: 1016, PlayIndex: 3 }],
+        [{ MainEvent: 1, SubEvent: 2, Data: { Chn: 1, Wnd: 1 } }, 'playbackEnd', { Chn: 1, Wnd: 1 }],
+        [{ MainEvent: 1, SubEvent: 3, Data: { wnd: 1 } }, 'playbackPosition', { wnd: 1 }],
+        [{ MainEvent: 1, SubEvent: 4, Data: { Pos: 500 } }, 'downloadProgress', { Pos: 500 }],
+        [{ MainEvent: 1, SubEvent: 5, Data: { DownPath: '/d' } }, 'downloaded', { DownPath: '/d' }],
         [{ MainEvent: 5, SubEvent: 0, Ret: 100 }, 'deviceLost', { Ret: 100 }],
     ])('names %j', (raw, name, data) => {
         expect(nameEvent(raw)).toEqual({ name, data });
@@ -39,7 +45,8 @@ describe('nameEvent', () => {
         { MainEvent: 0, SubEvent: 0 },
         { MainEvent: 0, SubEvent: 2, Data: [] },
         { MainEvent: 0, SubEvent: 5, AppCpu: 1 },
-        { MainEvent: 1, SubEvent: 3, Data: {} },
+        { MainEvent: 1, SubEvent: 3 },
+        { MainEvent: 1, SubEvent: 6, Data: {} },
         { MainEvent: 5, SubEvent: 1 },
     ])('has no name for %j', (raw) => {
         expect(nameEvent(raw)).toBeNull();
@@ -48,7 +55,7 @@ describe('nameEvent', () => {
 
 describe('retText', () => {
     it('has a sentence for every code of the process', () => {
-        const codes = [100, 106, 107, 109, 121, 122, 206, 207, 218, 999, 1003, 1006, 1007, 1008, 1012, 1013, 1014, 1015, 1016, 1017, 1019];
+        const codes = [100, 106, 107, 109, 121, 122, 206, 207, 218, 999, 1003, 1006, 1007, 1008, 1009, 1012, 1013, 1014, 1015, 1016, 1017, 1019];
         expect(KNOWN_RETS).toEqual(codes);
         for (const code of codes) expect(retText(code)).toMatch(/^[A-Z].*\.$/);
     });
