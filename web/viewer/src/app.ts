@@ -1,13 +1,14 @@
 /** Puts the parts together: one session, its views, and one render for whatever changed. */
-import { SessionTitle, type DeviceAddress, type SplitMode } from '../../client/index.ts';
+import { PageMode, SessionTitle, type DeviceAddress, type SplitMode } from '../../client/index.ts';
 import { ChannelList } from './channelList.ts';
 import { h } from './dom.ts';
-import { Header } from './header.ts';
+import { Header, type ViewName } from './header.ts';
 import { LiveActions } from './live.ts';
 import { loginDefaults, LoginView } from './loginView.ts';
 import { splitFor } from './model.ts';
 import type { Params, Surroundings } from './params.ts';
 import { PicturePanel } from './picturePanel.ts';
+import { PlaybackView } from './playback/playbackView.ts';
 import { recall, remember } from './remember.ts';
 import { Session } from './session.ts';
 import { SettingsPanel } from './settingsPanel.ts';
@@ -17,6 +18,8 @@ import { Toolbar, type PanelName } from './toolbar.ts';
 export class App {
     readonly session: Session;
     readonly actions: LiveActions;
+    readonly playback: PlaybackView;
+    view: ViewName = 'live';
     private readonly params: Params;
     private readonly title: SessionTitle;
     private readonly root: HTMLElement;
@@ -27,11 +30,15 @@ export class App {
     private readonly toolbar: Toolbar;
     private readonly list: ChannelList;
     private readonly status: StatusLine;
-    private readonly panels: Record<PanelName, PicturePanel | SettingsPanel>;
+    private readonly picture: PicturePanel;
+    private readonly settings: SettingsPanel;
     private readonly workspace: HTMLElement;
     private openPanel: PanelName | null = null;
     private renderQueued = false;
     private keptStream: number;
+    private switching = false;
+    /** The user was told that leaving playback stops the download. */
+    private warned = false;
 
     constructor(root: HTMLElement, params: Params, surroundings: Surroundings) {
         this.root = root;
@@ -41,23 +48,26 @@ export class App {
         this.session = new Session(surroundings.hostUrl, title.text, this.video, params.webType);
         this.actions = new LiveActions(this.session);
         this.actions.stream = this.keptStream = params.stream ?? kept.stream ?? 0;
-        this.header = new Header(this.session);
+        this.header = new Header(this.session, (view) => void this.show(view));
+        this.playback = new PlaybackView(this.session, (name) => this.togglePanel(name), () => this.openFiles());
         this.login = new LoginView(this.session, loginDefaults(params, surroundings), (device) => void this.enter(device));
         this.toolbar = new Toolbar(this.session, this.actions, (name) => this.togglePanel(name));
         this.list = new ChannelList(this.session, this.actions);
         this.status = new StatusLine(this.session, title.text);
-        this.panels = {
-            picture: new PicturePanel(this.session, this.actions),
-            settings: new SettingsPanel(this.session, kept.fill === true, (fill) => this.setFill(fill)),
-        };
-        this.workspace = h('div', { class: 'workspace' }, this.list.element, this.stage, this.panels.picture.element, this.panels.settings.element);
+        this.picture = new PicturePanel(this.session, this.actions);
+        this.settings = new SettingsPanel(this.session, kept.fill === true, (fill) => this.setFill(fill));
+        const middle = h('div', { class: 'middle' }, this.stage, this.playback.day.element);
+        this.workspace = h('div', { class: 'workspace' }, this.list.element, this.playback.channels.element, middle,
+            this.picture.element, this.settings.element, this.playback.files.element);
         this.setFill(kept.fill === true);
         this.session.on('changed', () => this.queueRender());
-        this.session.on('recovered', (channels) => void this.actions.restore(channels));
+        this.session.on('recovered', (channels) => void this.onRecovered(channels));
+        this.session.on('interrupted', () => this.playback.job.lost('The download was cut off: the connection was lost.'));
+        this.session.on('ended', () => this.onEnded());
     }
 
     start(): void {
-        this.root.replaceChildren(this.header.element, this.toolbar.element, this.workspace, this.login.element, this.status.element);
+        this.root.replaceChildren(this.header.element, this.toolbar.element, this.playback.toolbar.element, this.workspace, this.login.element, this.status.element);
         this.render();
         this.login.focus();
         if (this.params.auto) this.session.client.once('open').then(() => this.enter(this.login.device()));
@@ -68,6 +78,7 @@ export class App {
     dispose(): void {
         this.session.dispose();
         this.toolbar.dispose();
+        this.playback.dispose();
         this.title.release();
         this.root.replaceChildren();
     }
@@ -77,16 +88,62 @@ export class App {
         this.login.clearPassword();
         const { params, actions } = this;
         const { model } = this.session;
+        this.playback.useDevice(device, model.channels.length);
         const count = Math.min(params.channels, model.channels.length);
         const split = (params.split ?? (count > 0 ? splitFor(count) : null)) as SplitMode | null;
         if (split !== null && split !== model.split) await actions.setSplit(split);
         if (count === 1) await actions.start(0);
         else if (count > 1) await actions.startFirst(count, model.split);
+        if (params.view === 'playback') await this.show('playback');
+    }
+
+    /** One page of the surface at a time: the streams of the other stop. */
+    async show(view: ViewName): Promise<void> {
+        if (view === this.view || this.switching || this.session.phase !== 'live' || !this.mayLeave()) return;
+        this.switching = true;
+        if (this.openPanel !== 'settings') this.openPanel = null;
+        if (view === 'playback') {
+            const { playing } = this.actions.leave();
+            if (await this.playback.actions.enter(playing)) this.view = view;
+        } else {
+            this.playback.lost('');
+            this.view = view;
+            await this.actions.enter();
+        }
+        this.switching = false;
+        this.render();
+    }
+
+    /** Leaving playback ends a download; that is not to happen by mistake. */
+    private mayLeave(): boolean {
+        if (this.view !== 'playback' || !this.playback.job.isRunning || this.warned) {
+            this.warned = false;
+            return true;
+        }
+        this.warned = true;
+        this.session.tell('error', 'A download is under way, and ends when you leave. Choose Live again to leave all the same.');
+        return false;
+    }
+
+    private onRecovered(channels: readonly number[]): Promise<unknown> {
+        return this.view === 'playback' ? this.playback.actions.reenter() : this.actions.restore(channels);
+    }
+
+    private onEnded(): void {
+        this.playback.lost('');
+        this.actions.forget();
+        this.view = 'live';
+        this.openPanel = null;
+    }
+
+    private openFiles(): void {
+        if (this.openPanel !== 'files') this.togglePanel('files');
     }
 
     private togglePanel(name: PanelName): void {
         this.openPanel = this.openPanel === name ? null : name;
-        if (this.openPanel === 'settings') void (this.panels.settings as SettingsPanel).load();
+        if (this.openPanel === 'settings') void this.settings.load();
+        if (this.openPanel === 'files') void this.playback.files.load();
         this.render();
     }
 
@@ -115,19 +172,38 @@ export class App {
     private render(): void {
         const { phase } = this.session;
         const inside = phase === 'live' || phase === 'recovering';
+        const live = inside && this.view === 'live';
+        const playback = inside && this.view === 'playback';
         this.root.dataset.phase = phase;
+        this.root.dataset.view = this.view;
         this.login.element.hidden = inside;
-        this.toolbar.element.hidden = !inside;
         this.workspace.hidden = !inside;
-        this.panels.picture.element.hidden = this.openPanel !== 'picture';
-        this.panels.settings.element.hidden = this.openPanel !== 'settings';
-        this.header.render();
+        this.toolbar.element.hidden = this.list.element.hidden = !live;
+        this.playback.toolbar.element.hidden = this.playback.channels.element.hidden = this.playback.day.element.hidden = !playback;
+        this.picture.element.hidden = this.openPanel !== 'picture';
+        this.settings.element.hidden = this.openPanel !== 'settings';
+        this.playback.files.element.hidden = this.openPanel !== 'files';
+        this.header.render(this.view);
         this.login.render();
         this.toolbar.render(this.openPanel);
         this.list.render();
-        this.panels[this.openPanel ?? 'picture'].render();
-        this.status.render();
+        if (this.openPanel === 'settings') this.settings.render();
+        else this.picture.render();
+        if (playback) this.playback.render(this.openPanel);
+        this.status.render(playback ? this.playbackSelection() : this.liveSelection());
         this.rememberStream();
         this.session.surface.refresh();
+    }
+
+    private liveSelection(): string {
+        const { model } = this.session;
+        return `Cell ${model.selected + 1}: ${model.current < 0 ? 'empty' : `channel ${model.current + 1}`}`;
+    }
+
+    private playbackSelection(): string {
+        const { model } = this.playback.actions;
+        if (model.mode === PageMode.Local) return `Window ${model.selected + 1}: ${model.current.active ? 'local file' : 'empty'}`;
+        const channel = model.mode === PageMode.ByName ? (model.playing?.channel ?? -1) : model.current.chosen;
+        return `Window ${model.selected + 1}: ${channel < 0 ? 'empty' : `channel ${channel + 1}`}`;
     }
 }

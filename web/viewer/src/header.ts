@@ -1,7 +1,10 @@
 /** The top line: what this is, which device, how the connection stands. */
-import { h, setAttribute, setText } from './dom.ts';
+import { h, setAttribute, setPressed, setText } from './dom.ts';
 import { icon } from './icons.ts';
 import type { Session } from './session.ts';
+import { group, segment } from './toolbar.ts';
+
+export type ViewName = 'live' | 'playback';
 
 export class Header {
     readonly element: HTMLElement;
@@ -12,25 +15,38 @@ export class Header {
     private readonly retry = h('button', { type: 'button', class: 'quiet', 'data-testid': 'retry' }, 'Try now');
     private readonly logout = h('button', { type: 'button', class: 'quiet', 'data-testid': 'logout' }, icon('logout'), 'Log out');
 
-    constructor(session: Session) {
+    private readonly views: Record<ViewName, HTMLButtonElement> = {
+        live: segment('Live', 'view-live', 'Live pictures'),
+        playback: segment('Playback', 'view-playback', 'What was recorded'),
+    };
+    private readonly viewGroup = group('View', Object.values(this.views));
+
+    constructor(session: Session, show: (view: ViewName) => void) {
         this.session = session;
         this.retry.addEventListener('click', () => session.connect());
         this.logout.addEventListener('click', () => session.logout());
+        for (const [view, button] of Object.entries(this.views)) button.addEventListener('click', () => show(view as ViewName));
         this.element = h(
             'header', { class: 'top' },
             h('span', { class: 'brand' }, 'Lumo', h('b', {}, 'Viewer')),
-            this.device, h('span', { class: 'spacer' }), this.pill, this.retry, this.logout,
+            this.device, this.viewGroup, h('span', { class: 'spacer' }), this.pill, this.retry, this.logout,
         );
     }
 
-    render(): void {
+    render(view: ViewName): void {
         const { session } = this;
         const [state, text] = stateOf(session);
         setAttribute(this.pill, 'data-state', state);
         setText(this.text, text);
-        setText(this.device, session.phase === 'live' || session.phase === 'recovering' ? session.deviceName : '');
-        this.retry.hidden = session.client.state !== 'waiting' && session.client.state !== 'closed';
-        this.logout.hidden = session.phase !== 'live' && session.phase !== 'recovering';
+                this.retry.hidden = session.client.state !== 'waiting' && session.client.state !== 'closed';
+        const inside = session.phase === 'live' || session.phase === 'recovering';
+        setText(this.device, inside ? session.deviceName : '');
+        this.viewGroup.hidden = !inside;
+        for (const [name, button] of Object.entries(this.views)) {
+            setPressed(button, name === view);
+            button.disabled = session.phase !== 'live';
+        }
+        this.logout.hidden = !inside;
     }
 }
 

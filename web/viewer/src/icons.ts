@@ -1,6 +1,16 @@
 /** Line icons on a 20 by 20 field. */
 const PATHS = {
     play: '<path d="M6 4.5v11l9-5.5z" fill="currentColor"/>',
+    pause: '<path d="M6.5 4.5h2.6v11H6.5zm4.4 0h2.6v11h-2.6z" fill="currentColor" stroke="none"/>',
+    stepBack: '<path d="M12.5 4.8v10.4L5.5 10z" fill="currentColor"/><path d="M15 4.8v10.4"/>',
+    stepForward: '<path d="M7.5 4.8v10.4l7-5.2z" fill="currentColor"/><path d="M5 4.8v10.4"/>',
+    slower: '<path d="m9.5 5-5.5 5 5.5 5zm6.5 0-5.5 5 5.5 5z"/>',
+    faster: '<path d="m4 5 5.5 5L4 15zm6.5 0 5.5 5-5.5 5z"/>',
+    previous: '<path d="m12 5-5 5 5 5"/>',
+    next: '<path d="m8 5 5 5-5 5"/>',
+    zoom: '<circle cx="9" cy="9" r="5.2"/><path d="m13 13 4 4M6.8 9h4.4M9 6.8v4.4"/>',
+    download: '<path d="M10 3.5v9m-3.5-3.5 3.5 3.5 3.5-3.5M4 16.5h12"/>',
+    folder: '<path d="M3 5.5h4.5l1.5 2h8v8H3z"/>',
     stop: '<rect x="5.5" y="5.5" width="9" height="9" rx="1" fill="currentColor"/>',
     sound: '<path d="M3 8v4h3l4 3V5L6 8z" fill="currentColor"/><path d="M13 7.5a3.5 3.5 0 0 1 0 5M15.2 5.2a6.6 6.6 0 0 1 0 9.6"/>',
     mute: '<path d="M3 8v4h3l4 3V5L6 8z" fill="currentColor"/><path d="m13 8 4 4m0-4-4 4"/>',

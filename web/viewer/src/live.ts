@@ -2,8 +2,8 @@
  * What the user does on the live page, as commands. Every action tells the status line how it went and leaves the
  * model true.
  */
-import { ColorType, LumoError, messageOf, NO_CHANNEL, RET_FAILURE, RET_SUCCESS, type ChannelResult, type ColorIndex, type SplitMode } from '../../client/index.ts';
-import type { LiveModel } from './model.ts';
+import { ColorType, LumoError, messageOf, NO_CHANNEL, Page, RET_FAILURE, RET_SUCCESS, type ChannelResult, type ColorIndex, type SplitMode } from '../../client/index.ts';
+import type { LiveMemory, LiveModel } from './model.ts';
 import type { Session } from './session.ts';
 
 export class LiveActions {
@@ -12,6 +12,8 @@ export class LiveActions {
     private readonly session: Session;
     private colorWish = new Map<ColorIndex, number>();
     private colorBusy = false;
+    /** What played when the page was left. */
+    private away: LiveMemory | null = null;
 
     constructor(session: Session) {
         this.session = session;
@@ -109,6 +111,36 @@ export class LiveActions {
         await this.act(done, async () => {
             for (const channel of surplus) await this.stopQuietly(channel);
         });
+    }
+
+    // ---- the page ----
+
+    /** Another page is about to be shown: the streams stop with it. */
+    leave(): LiveMemory {
+        this.away ??= this.model.remember();
+        return this.away;
+    }
+
+    /** Shows the live page again with all that it showed. */
+    async enter(): Promise<boolean> {
+        const away = this.away;
+        return this.act('', async () => {
+            this.session.tell('busy', 'Going back to the live pictures…');
+            const { channels } = await this.client.showPage(Page.Live);
+            this.away = null;
+            this.session.tell('info', 'Live.');
+            if (!away) return;
+            this.model.cameBack(away, channels);
+            // Another process since: it remembers nothing.
+            if (channels.length === 0 && away.playing.length > 0) return this.restore(away.playing);
+            const lost = channels.filter(({ Chn, Ret }) => away.playing.includes(Chn) && Ret !== RET_SUCCESS);
+            if (lost.length > 0) throw new Error(this.failureText(lost));
+        });
+    }
+
+    /** The session ended: there is nothing to come back to. */
+    forget(): void {
+        this.away = null;
     }
 
     setSplit(mode: SplitMode): Promise<boolean> {

@@ -16,6 +16,14 @@ export interface Channel {
     error: string | null;
 }
 
+export interface LiveMemory {
+    /** Channel per cell. */
+    cells: number[];
+    /** Stream per channel. */
+    streams: number[];
+    playing: number[];
+}
+
 const MIDDLE: Colors = { nBrightness: 64, nContrast: 64, nSaturation: 64, nHue: 64 };
 const CELLS = 64;
 
@@ -106,6 +114,22 @@ export class LiveModel {
     stoppedAll(): void {
         this.channels.forEach((_, index) => this.stopped(index));
         this.cells.fill(NO_CHANNEL);
+    }
+
+    /** What plays where, to be given back to `cameBack`. */
+    remember(): LiveMemory {
+        return { cells: [...this.cells], streams: this.channels.map(({ stream }) => stream), playing: this.playing };
+    }
+
+    /** The page was away and the process told what became of each channel that had played. */
+    cameBack({ cells, streams }: LiveMemory, results: readonly ChannelResult[]): void {
+        this.stoppedAll();
+        for (const { Chn, Ret, Error: error, Stream } of results) {
+            const cell = cells.indexOf(Chn);
+            if (cell < 0) continue;
+            if (Ret === RET_SUCCESS) this.place(Chn, cell, Stream ?? streams[Chn] ?? 0);
+            else if (this.channels[Chn]) this.channels[Chn].error = retText(Ret, error);
+        }
     }
 
     recorded(channel: number, recording: boolean): void {

@@ -16,6 +16,8 @@ export interface Params {
     /** 0 main, 1 sub. */
     stream: number | null;
     webType: string;
+    /** Where an automatic log in leads to. */
+    view: 'live' | 'playback';
 }
 
 export function readParams(search: string): Params {
@@ -31,6 +33,7 @@ export function readParams(search: string): Params {
         channels: integer(query, 'channels', 0, 64) ?? 0,
         stream: integer(query, 'stream', 0, 255),
         webType: query.get('webtype') ?? 'Black',
+        view: query.get('view') === 'playback' ? 'playback' : 'live',
     };
 }
 

@@ -27,6 +27,10 @@ interface SessionEvents {
     changed: void;
     /** Streams stood before and are to be started again. */
     recovered: number[];
+    /** The device or the process went: what was under way there is gone. */
+    interrupted: void;
+    /** Nobody is logged in any more. */
+    ended: void;
 }
 
 /** Codes after which another attempt with the same words would only lock the user out. */
@@ -105,6 +109,7 @@ export class Session extends Emitter<SessionEvents> {
         if (this.client.isOpen) this.client.logout();
         this.phase = 'login';
         this.model.reset(0);
+        this.emit('ended', undefined);
         this.tell('info', 'Logged out.');
     }
 
@@ -154,6 +159,7 @@ export class Session extends Emitter<SessionEvents> {
         this.wasPlaying = this.model.playing;
         this.phase = 'recovering';
         this.recoverWaitMs = RECOVER_FIRST_MS;
+        this.emit('interrupted', undefined);
     }
 
     /** In place when the process still holds the session, anew when the process is another. */

@@ -13,11 +13,11 @@ export class StatusLine {
         this.element = h('footer', { class: 'status' }, this.text, this.selected, h('span', { class: 'session-title' }, title));
     }
 
-    render(): void {
-        const { status, model, phase } = this.session;
+    /** `selected`: what is, on the page that is shown. */
+    render(selected: string): void {
+        const { status, phase } = this.session;
         setText(this.text, status.text);
         setAttribute(this.text, 'data-kind', status.kind);
-        const channel = model.current < 0 ? 'empty' : `channel ${model.current + 1}`;
-        setText(this.selected, phase === 'live' ? `Cell ${model.selected + 1}: ${channel}` : '');
+        setText(this.selected, phase === 'live' ? selected : '');
     }
 }

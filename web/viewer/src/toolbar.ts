@@ -5,7 +5,7 @@ import { icon, type IconName } from './icons.ts';
 import type { LiveActions } from './live.ts';
 import type { Session } from './session.ts';
 
-export type PanelName = 'picture' | 'settings';
+export type PanelName = 'picture' | 'settings' | 'files';
 
 export class Toolbar {
     readonly element: HTMLElement;
@@ -20,7 +20,7 @@ export class Toolbar {
     private readonly record = tool('record', null, 'record', 'Record (R)');
     private readonly aspect = tool('aspect', null, 'aspect', 'Original aspect (A)');
     private readonly full = tool('full', null, 'full-screen', 'Full screen (F)');
-    private readonly panels: Record<PanelName, HTMLButtonElement> = {
+    private readonly panels: Record<'picture' | 'settings', HTMLButtonElement> = {
         picture: tool('picture', null, 'picture-panel', 'Picture: brightness, contrast, colour'),
         settings: tool('settings', null, 'settings-panel', 'Folders and files'),
     };
@@ -75,26 +75,26 @@ export class Toolbar {
     }
 
     private readonly onKey = (event: KeyboardEvent): void => {
-        if (event.ctrlKey || event.altKey || event.metaKey || event.repeat || isTyping(event.target)) return;
+        if (this.element.hidden || event.ctrlKey || event.altKey || event.metaKey || event.repeat || isTyping(event.target)) return;
         const keys: Record<string, HTMLButtonElement> = { m: this.sound, s: this.snapshot, r: this.record, a: this.aspect, f: this.full };
         keys[event.key.toLowerCase()]?.click();
     };
 }
 
-function isTyping(target: EventTarget | null): boolean {
+export function isTyping(target: EventTarget | null): boolean {
     return target instanceof HTMLInputElement && target.type !== 'range' || target instanceof HTMLSelectElement;
 }
 
-function tool(name: IconName, label: string | null, testId: string, title: string): HTMLButtonElement {
+export function tool(name: IconName, label: string | null, testId: string, title: string): HTMLButtonElement {
     const attributes = { type: 'button', class: label ? 'tool labelled' : 'tool', title, 'aria-label': label ?? title, 'data-testid': testId };
     return h('button', attributes, icon(name), label === null ? null : h('span', {}, label));
 }
 
-function segment(label: string, testId: string, title: string): HTMLButtonElement {
+export function segment(label: string, testId: string, title: string): HTMLButtonElement {
     return h('button', { type: 'button', title, 'data-testid': testId }, label);
 }
 
-function group(label: string, buttons: HTMLButtonElement[]): HTMLElement {
+export function group(label: string, buttons: HTMLButtonElement[]): HTMLElement {
     const element = h('div', { class: 'segmented', role: 'group', 'aria-label': label }, ...buttons);
     arrowKeys(element);
     return element;
