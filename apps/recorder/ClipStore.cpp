@@ -46,7 +46,7 @@ std::string fileStamp(const std::string& path)
 // A given file is the same on every channel.
 ClipStore::Key ClipStore::keyOf(int channel, int stream) const
 {
-    return m_options.videoFile.empty() ? Key{channel, stream} : Key{0, stream};
+    return m_options.videoFile.empty() || stream == kRecordingStream ? Key{channel, stream} : Key{0, stream};
 }
 
 ClipPtr ClipStore::get(int channel, int stream)
@@ -70,21 +70,24 @@ Clip ClipStore::make(Key key)
     if (auto cached = loadClip(path)) {
         return std::move(*cached);
     }
-    Clip clip = m_options.videoFile.empty() ? makeScene(key.channel, m_options.sizeOf(key.stream),
-                                                        m_options.codecOf(key.channel), m_options.fps)
-                                            : readVideoFile(m_options, key.stream);
+    Clip clip = key.stream == kRecordingStream ? makeScene(key.channel, {640, 360}, Codec::H264, m_options.fps)
+                : m_options.videoFile.empty()  ? makeScene(key.channel, m_options.sizeOf(key.stream),
+                                                           m_options.codecOf(key.channel), m_options.fps)
+                                               : readVideoFile(m_options, key.stream);
     saveClip(path, clip); // a cache that cannot be written costs time, nothing else
     return clip;
 }
 
 std::filesystem::path ClipStore::cachePath(Key key) const
 {
-    const PictureSize size = m_options.sizeOf(key.stream);
-    std::string name = m_options.videoFile.empty()
+    const bool recording = key.stream == kRecordingStream;
+    const PictureSize size = recording ? PictureSize{640, 360} : m_options.sizeOf(key.stream);
+    const Codec codec = recording ? Codec::H264 : m_options.codecOf(key.channel);
+    std::string name = m_options.videoFile.empty() || recording
                            ? std::string(kSceneVersion) + "-ch" + std::to_string(key.channel)
                            : "file-" + fileStamp(m_options.videoFile) + "-s" + std::to_string(key.stream);
-    name += std::string("-") + codecName(m_options.codecOf(key.channel)) + "-" + std::to_string(size.width) + "x" +
-            std::to_string(size.height) + "-" + std::to_string(m_options.fps) + ".clip";
+    name += std::string("-") + codecName(codec) + "-" + std::to_string(size.width) + "x" + std::to_string(size.height) +
+            "-" + std::to_string(m_options.fps) + ".clip";
     return std::filesystem::path(m_options.cacheDir) / name;
 }
 

@@ -24,6 +24,8 @@ public:
 
     /// channel 0..channels-1; stream 0 main, 1 sub.
     ClipPtr get(int channel, int stream);
+    /// What a recording channel records while the recorder runs: its scene in H.264 at 640x360.
+    ClipPtr recordingLoop(int channel) { return get(channel, kRecordingStream); }
     /// Makes every clip, on as many threads as the machine has cores. Returns how many there are.
     int prepareAll();
     /// Frames in the loop, codec and size without making the clip (a given file is read for it).
@@ -33,6 +35,7 @@ public:
     double fps(int channel, int stream);
 
 private:
+    static constexpr int kRecordingStream = 2;
     struct Entry {
         std::mutex making;
         ClipPtr clip;

@@ -4,7 +4,6 @@
 #include <glib.h>
 
 #include <cstdio>
-#include <cstdlib>
 
 namespace lumo::recorder
 {
@@ -18,6 +17,10 @@ std::string deviceAddress(const OnvifCall& call)
 std::string mediaAddress(const OnvifCall& call)
 {
     return "http://" + call.hostAndPort + "/onvif/media_service";
+}
+std::string recordingAddress(const OnvifCall& call, const char* service)
+{
+    return "http://" + call.hostAndPort + "/onvif/" + service + "_service";
 }
 std::string tokenAddress(const OnvifCall& call)
 {
@@ -37,23 +40,15 @@ std::string dateTime(const char* element, int64_t unixSeconds)
     return text;
 }
 
-// POSIX counts west of Greenwich as positive.
-std::string timeZone(int offsetMinutes)
-{
-    char text[32];
-    std::snprintf(text, sizeof(text), "LDT%c%02d:%02d", offsetMinutes > 0 ? '-' : '+', std::abs(offsetMinutes) / 60,
-                  std::abs(offsetMinutes) % 60);
-    return offsetMinutes == 0 ? "UTC0" : text;
-}
-
 SoapAnswer getSystemDateAndTime(OnvifContext& c, const OnvifCall&)
 {
     const int64_t now = c.deviceTime();
     return soapAnswer(
         "<tds:GetSystemDateAndTimeResponse><tds:SystemDateAndTime><tt:DateTimeType>Manual</tt:DateTimeType>"
-        "<tt:DaylightSavings>false</tt:DaylightSavings><tt:TimeZone><tt:TZ>" +
-        timeZone(c.options.utcOffsetMinutes) + "</tt:TZ></tt:TimeZone>" + dateTime("UTCDateTime", now) +
-        dateTime("LocalDateTime", now + 60 * c.options.utcOffsetMinutes) +
+        "<tt:DaylightSavings>" +
+        std::string(c.zone.summerAt(now) ? "true" : "false") + "</tt:DaylightSavings><tt:TimeZone><tt:TZ>" +
+        xmlEscape(c.zone.posixText()) + "</tt:TZ></tt:TimeZone>" + dateTime("UTCDateTime", now) +
+        dateTime("LocalDateTime", now + c.zone.offsetAt(now)) +
         "</tds:SystemDateAndTime></tds:GetSystemDateAndTimeResponse>");
 }
 
@@ -73,7 +68,11 @@ SoapAnswer getCapabilities(OnvifContext&, const OnvifCall& call)
                       "</tt:XAddr></tt:Device><tt:Media><tt:XAddr>" + mediaAddress(call) +
                       "</tt:XAddr><tt:StreamingCapabilities><tt:RTPMulticast>false</tt:RTPMulticast><tt:RTP_TCP>true"
                       "</tt:RTP_TCP><tt:RTP_RTSP_TCP>true</tt:RTP_RTSP_TCP></tt:StreamingCapabilities></tt:Media>"
-                      "</tds:Capabilities></tds:GetCapabilitiesResponse>");
+                      "<tt:Extension><tt:Recording><tt:XAddr>" +
+                      recordingAddress(call, "recording") + "</tt:XAddr></tt:Recording><tt:Search><tt:XAddr>" +
+                      recordingAddress(call, "search") + "</tt:XAddr></tt:Search><tt:Replay><tt:XAddr>" +
+                      recordingAddress(call, "replay") +
+                      "</tt:XAddr></tt:Replay></tt:Extension></tds:Capabilities></tds:GetCapabilitiesResponse>");
 }
 
 std::string service(const std::string& space, const std::string& address)
@@ -85,8 +84,11 @@ std::string service(const std::string& space, const std::string& address)
 SoapAnswer getServices(OnvifContext&, const OnvifCall& call)
 {
     return soapAnswer("<tds:GetServicesResponse>" + service(kDeviceSpace, deviceAddress(call)) +
-                      service(kMediaSpace, mediaAddress(call)) + service(kTokenSpace, tokenAddress(call)) +
-                      "</tds:GetServicesResponse>");
+                      service(kMediaSpace, mediaAddress(call)) +
+                      service(kSearchSpace, recordingAddress(call, "search")) +
+                      service(kRecordingSpace, recordingAddress(call, "recording")) +
+                      service(kReplaySpace, recordingAddress(call, "replay")) +
+                      service(kTokenSpace, tokenAddress(call)) + "</tds:GetServicesResponse>");
 }
 
 SoapAnswer getServiceCapabilities(OnvifContext&, const OnvifCall&)

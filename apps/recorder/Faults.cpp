@@ -19,8 +19,26 @@ void Faults::waitWhileSilent()
     m_changed.wait(lock, [this] { return !m_silent.load(); });
 }
 
+void Faults::setReplayFault(ReplayFault fault, int afterPictures)
+{
+    m_replayLeft = fault == ReplayFault::None ? -1 : afterPictures;
+    m_replayFault = fault;
+}
+
+Faults::ReplayFault Faults::notePicture()
+{
+    for (int left = m_replayLeft; left > 0;) {
+        if (m_replayLeft.compare_exchange_weak(left, left - 1)) {
+            return ReplayFault::None;
+        }
+    }
+    return replayFault();
+}
+
 void Faults::clear()
 {
+    setReplayFault(ReplayFault::None, -1);
+    m_answerDelayMs = 0;
     for (auto& frozen : m_frozen) {
         frozen = false;
     }

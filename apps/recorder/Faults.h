@@ -29,12 +29,28 @@ public:
     /// Returns when the recorder answers again.
     void waitWhileSilent();
 
+    /// How late each answer comes, in milliseconds: ONVIF, the web calls but the test calls, and replay.
+    int answerDelayMs() const { return m_answerDelayMs; }
+    void setAnswerDelayMs(int ms) { m_answerDelayMs = ms; }
+
+    /// What happens to a replay in the middle: after so many pictures from now, on any connection, it is cut or falls
+    /// silent, and so does every later one at once. Below 0: nothing.
+    enum class ReplayFault { None, Cut, Stall };
+    void setReplayFault(ReplayFault fault, int afterPictures);
+    /// Counts a picture that shall leave; what happens instead of it.
+    ReplayFault notePicture();
+    /// The fault that has begun, if any.
+    ReplayFault replayFault() const { return m_replayLeft == 0 ? m_replayFault.load() : ReplayFault::None; }
+
     void clear();
 
 private:
     std::array<std::atomic<bool>, 64> m_frozen{};
     std::atomic<bool> m_refuse{false};
     std::atomic<bool> m_silent{false};
+    std::atomic<int> m_answerDelayMs{0};
+    std::atomic<ReplayFault> m_replayFault{ReplayFault::None};
+    std::atomic<int> m_replayLeft{-1};
     std::mutex m_mutex;
     std::condition_variable m_changed;
 };

@@ -39,42 +39,53 @@ bool fromLoopback(SoupServerMessage* message)
            g_inet_address_get_is_loopback(g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(address)));
 }
 
-// A picture is made on a thread of its own: it may have to wait for a clip.
-struct SnapshotJob {
+std::string queryOf(SoupServerMessage* message)
+{
+    const char* query = g_uri_get_query(soup_server_message_get_uri(message));
+    return query ? query : "";
+}
+
+// An answer that is made on a thread of its own: it may have to wait for a clip.
+struct LaterJob {
     SoupServer* server;
     SoupServerMessage* message;
-    LiveStream* stream;
-    std::optional<std::string> jpeg;
+    std::function<ApiAnswer()> make;
+    std::string type;
+    int delayMs;
+    ApiAnswer result;
 };
 
-gboolean finishSnapshot(gpointer p)
+gboolean finishLater(gpointer p)
 {
-    std::unique_ptr<SnapshotJob> job(static_cast<SnapshotJob*>(p));
-    if (job->jpeg) {
-        answer(job->message, 200, "image/jpeg", *job->jpeg);
-    } else {
-        soup_server_message_set_status(job->message, 500, nullptr);
-    }
+    std::unique_ptr<LaterJob> job(static_cast<LaterJob*>(p));
+    answer(job->message, job->result.status, job->type.c_str(), job->result.body);
     soup_server_message_unpause(job->message);
     g_object_unref(job->message);
     g_object_unref(job->server);
     return G_SOURCE_REMOVE;
 }
 
-gpointer makeSnapshotJob(gpointer p)
+gpointer runLater(gpointer p)
 {
-    auto* job = static_cast<SnapshotJob*>(p);
-    job->jpeg = makeSnapshot(*job->stream);
-    g_idle_add(finishSnapshot, job);
+    auto* job = static_cast<LaterJob*>(p);
+    try {
+        job->result = job->make();
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "lumo-recorder: %s\n", e.what());
+        job->result = {500, ""};
+    }
+    g_usleep(static_cast<gulong>(job->delayMs) * 1000);
+    g_idle_add(finishLater, job);
     return nullptr;
 }
 
 } // namespace
 
-HttpServer::HttpServer(const Options& options, Faults& faults, OnvifServices& onvif, TestApi& api, ClipStore& store,
+HttpServer::HttpServer(const Options& options, Faults& faults, OnvifServices& onvif, TestApi& api,
+                       RecordingApi& recordingApi, RecordingStore& recordings,
                        std::vector<std::unique_ptr<LiveStream>>& streams)
-    : m_options(options), m_faults(faults), m_onvif(onvif), m_api(api), m_store(store), m_streams(streams),
-      m_server(soup_server_new("server-header", "lumo-recorder", nullptr))
+    : m_options(options), m_faults(faults), m_onvif(onvif), m_api(api), m_recordingApi(recordingApi),
+      m_recordings(recordings), m_streams(streams), m_server(soup_server_new("server-header", "lumo-recorder", nullptr))
 {
     route<&HttpServer::onOnvif>("/onvif");
     route<&HttpServer::onApi>("/api");
@@ -145,18 +156,55 @@ void HttpServer::onOnvif(SoupServerMessage* message, const std::string&)
         host = m_options.address + ":" + std::to_string(g_uri_get_port(uri));
     }
     const SoapAnswer result = m_onvif.handle(requestBody(message), header(message, "X-Lumo-Token"), host);
-    answer(message, result.httpStatus, "application/soap+xml; charset=utf-8", result.body);
+    const char* type = "application/soap+xml; charset=utf-8";
+    if (m_faults.answerDelayMs() > 0) {
+        answerLater(
+            message,
+            [result] {
+                return ApiAnswer{result.httpStatus, result.body};
+            },
+            type);
+    } else {
+        answer(message, result.httpStatus, type, result.body);
+    }
+}
+
+void HttpServer::answerLater(SoupServerMessage* message, std::function<ApiAnswer()> make, const char* type)
+{
+    soup_server_message_pause(message);
+    auto* job = new LaterJob{SOUP_SERVER(g_object_ref(m_server)),
+                             SOUP_SERVER_MESSAGE(g_object_ref(message)),
+                             std::move(make),
+                             type,
+                             m_faults.answerDelayMs(),
+                             {}};
+    g_thread_unref(g_thread_new("answer", runLater, job));
+}
+
+// Unlike the test calls, for every page that reaches the recorder.
+void HttpServer::onRecordings(SoupServerMessage* message, const std::string& path)
+{
+    if (held(message)) {
+        return;
+    }
+    const std::string method = soup_server_message_get_method(message), query = queryOf(message);
+    answerLater(
+        message, [this, method, path, query] { return m_recordingApi.handle(method, path, query); },
+        "application/json");
 }
 
 void HttpServer::onApi(SoupServerMessage* message, const std::string& path)
 {
+    if (RecordingApi::knows(path)) {
+        onRecordings(message, path);
+        return;
+    }
     if (!fromLoopback(message)) {
         soup_server_message_set_status(message, SOUP_STATUS_FORBIDDEN, nullptr);
         return;
     }
-    const char* query = g_uri_get_query(soup_server_message_get_uri(message));
     const ApiAnswer result =
-        m_api.handle(soup_server_message_get_method(message), path, query ? query : "", requestBody(message));
+        m_api.handle(soup_server_message_get_method(message), path, queryOf(message), requestBody(message));
     answer(message, result.status, "application/json", result.body);
     if (!m_faults.silent()) {
         releaseHeld();
@@ -174,10 +222,20 @@ void HttpServer::onSnapshot(SoupServerMessage* message, const std::string& path)
         soup_server_message_set_status(message, SOUP_STATUS_NOT_FOUND, nullptr);
         return;
     }
-    soup_server_message_pause(message);
-    auto* job = new SnapshotJob{SOUP_SERVER(g_object_ref(m_server)), SOUP_SERVER_MESSAGE(g_object_ref(message)),
-                                m_streams[static_cast<size_t>(channel) * 2].get(), std::nullopt};
-    g_thread_unref(g_thread_new("snapshot", makeSnapshotJob, job));
+    // With a time it is a recorded picture, else what the channel shows now.
+    const auto time = parseClockText(queryText(queryOf(message), "time"));
+    LiveStream* live = m_streams[static_cast<size_t>(channel) * 2].get();
+    answerLater(
+        message,
+        [this, channel, time, live]() -> ApiAnswer {
+            const bool recorded = time && channel < m_recordings.channels();
+            const auto jpeg = recorded ? std::optional(m_recordings.jpegAt(channel, *time))
+                              : time   ? std::optional(std::string())
+                                       : makeSnapshot(*live);
+            const int status = !jpeg ? 500 : jpeg->empty() ? 404 : 200;
+            return {status, jpeg.value_or("")};
+        },
+        "image/jpeg");
 }
 
 void HttpServer::onPage(SoupServerMessage* message, const std::string& path)

@@ -1,13 +1,16 @@
 // The HTTP side on one port: ONVIF on /onvif/, test calls on /api/, pictures on /snapshot/, the page on the rest.
+// What may have to wait for an encoder is answered from a thread of its own.
 //
 // Thread: main loop only. Lives until the process ends.
 #pragma once
 
 #include "OnvifServices.h"
+#include "RecordingApi.h"
 #include "TestApi.h"
 
 #include <libsoup/soup.h>
 
+#include <functional>
 #include <vector>
 
 namespace lumo::recorder
@@ -16,8 +19,8 @@ namespace lumo::recorder
 class HttpServer
 {
 public:
-    HttpServer(const Options& options, Faults& faults, OnvifServices& onvif, TestApi& api, ClipStore& store,
-               std::vector<std::unique_ptr<LiveStream>>& streams);
+    HttpServer(const Options& options, Faults& faults, OnvifServices& onvif, TestApi& api, RecordingApi& recordingApi,
+               RecordingStore& recordings, std::vector<std::unique_ptr<LiveStream>>& streams);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
@@ -33,6 +36,9 @@ private:
     void releaseHeld();
 
     void onOnvif(SoupServerMessage* message, const std::string& path);
+    /// Answers from another thread, or later, or both.
+    void answerLater(SoupServerMessage* message, std::function<ApiAnswer()> make, const char* type);
+    void onRecordings(SoupServerMessage* message, const std::string& path);
     void onApi(SoupServerMessage* message, const std::string& path);
     void onSnapshot(SoupServerMessage* message, const std::string& path);
     void onPage(SoupServerMessage* message, const std::string& path);
@@ -41,7 +47,8 @@ private:
     Faults& m_faults;
     OnvifServices& m_onvif;
     TestApi& m_api;
-    ClipStore& m_store;
+    RecordingApi& m_recordingApi;
+    RecordingStore& m_recordings;
     std::vector<std::unique_ptr<LiveStream>>& m_streams;
     SoupServer* m_server;
     std::vector<SoupServerMessage*> m_held; // references; answered with 503 once the recorder speaks again

@@ -9,7 +9,12 @@ namespace
 
 const OperationTable* tableFor(const std::string& space)
 {
-    return space == kDeviceSpace ? &deviceOperations() : space == kMediaSpace ? &mediaOperations() : nullptr;
+    return space == kDeviceSpace      ? &deviceOperations()
+           : space == kMediaSpace     ? &mediaOperations()
+           : space == kSearchSpace    ? &searchOperations()
+           : space == kRecordingSpace ? &recordingOperations()
+           : space == kReplaySpace    ? &replayOperations()
+                                      : nullptr;
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "LiveStream.h"
+#include "RecordingStore.h"
 #include "Security.h"
 #include "Soap.h"
 
@@ -17,6 +18,9 @@ namespace lumo::recorder
 
 constexpr const char* kDeviceSpace = "http://www.onvif.org/ver10/device/wsdl";
 constexpr const char* kMediaSpace = "http://www.onvif.org/ver10/media/wsdl";
+constexpr const char* kSearchSpace = "http://www.onvif.org/ver10/search/wsdl";
+constexpr const char* kRecordingSpace = "http://www.onvif.org/ver10/recording/wsdl";
+constexpr const char* kReplaySpace = "http://www.onvif.org/ver10/replay/wsdl";
 constexpr const char* kTokenSpace = "urn:lumo:token:1";
 
 /// What the handlers of all services draw on.
@@ -24,8 +28,13 @@ struct OnvifContext {
     const Options& options;
     ClipStore& store;
     std::vector<std::unique_ptr<LiveStream>>& streams; // index channel * 2 + stream
+    const DeviceZone& zone;
+    const RecordingStore& recordings;
     int httpPort = 0;
     int rtspPort = 0;
+    int replayPort = 0;
+    int searches = 0;           // how many were begun; a search's number is its token
+    std::map<int, int> fetched{}; // by search: how many of its results were fetched
 
     int64_t deviceTime() const; // Unix seconds on the device's clock
 };
@@ -48,6 +57,9 @@ using OperationTable = std::map<std::string, OnvifOperation, std::less<>>;
 
 const OperationTable& deviceOperations();
 const OperationTable& mediaOperations();
+const OperationTable& searchOperations();
+const OperationTable& recordingOperations();
+const OperationTable& replayOperations();
 
 class OnvifServices
 {

@@ -18,6 +18,7 @@ constexpr const char* kUsage =
     "  --address A          address to listen on (127.0.0.1)\n"
     "  --http-port N        ONVIF, page and test calls (8080; 0 picks a free one)\n"
     "  --rtsp-port N        streams (8554; 0 picks a free one)\n"
+    "  --replay-port N      recorded streams (0; 0 picks a free one)\n"
     "  --channels N         1 to 64 (16)\n"
     "  --main WxH           main stream (1280x720)\n"
     "  --sub WxH            sub stream (640x360)\n"
@@ -30,7 +31,9 @@ constexpr const char* kUsage =
     "  --name N             device name (Lumo Recorder)\n"
     "  --web DIR            page to serve on /\n"
     "  --cache DIR          where encoded scenes are kept ($XDG_CACHE_HOME/lumo-recorder)\n"
-    "  --utc-offset MIN     the device's local time, in minutes from UTC (0)\n"
+    "  --recorded SEC       recorded video on each of the first four channels, 0 to 3600 (3600; made when first asked\n"
+    "                       for, or by --prepare where this option is given)\n"
+    "  --utc-offset MIN     the device's local time, in minutes from UTC (this machine's zone, as TZ says)\n"
     "  --clock-skew SEC     how far the device's clock is off (0)\n"
     "  --no-discovery       do not answer WS-Discovery\n"
     "  --prepare            encode what is not in the cache, then end\n";
@@ -148,6 +151,12 @@ void take(Options& o, const std::string& option, const std::string& value)
         {"--address", [](Options& o, auto& n, auto& v) { o.address = word(n, v); }},
         {"--http-port", [](Options& o, auto& n, auto& v) { o.httpPort = number(n, v, 0, 65535); }},
         {"--rtsp-port", [](Options& o, auto& n, auto& v) { o.rtspPort = number(n, v, 0, 65535); }},
+        {"--replay-port", [](Options& o, auto& n, auto& v) { o.replayPort = number(n, v, 0, 65535); }},
+        {"--recorded",
+         [](Options& o, auto& n, auto& v) {
+             o.recordedSeconds = number(n, v, 0, 3600);
+             o.recordedGiven = true;
+         }},
         {"--channels", [](Options& o, auto& n, auto& v) { o.channels = number(n, v, 1, 64); }},
         {"--main", [](Options& o, auto& n, auto& v) { o.mainSize = size(n, v); }},
         {"--sub", [](Options& o, auto& n, auto& v) { o.subSize = size(n, v); }},

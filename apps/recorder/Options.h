@@ -20,6 +20,7 @@ struct Options {
     std::string address = "127.0.0.1";
     int httpPort = 8080; // 0: the system picks one
     int rtspPort = 8554; // 0: the system picks one
+    int replayPort = 0;  // of recorded streams; 0: the system picks one
     int channels = 16;   // 1..64
     PictureSize mainSize{1280, 720};
     PictureSize subSize{640, 360};
@@ -30,12 +31,14 @@ struct Options {
     std::string password = "lumo";
     std::string serial = "LUMO00000001";
     std::string name = "Lumo Recorder";
-    std::string webDir;       // empty: no page
-    std::string cacheDir;     // never empty after parsing
-    int utcOffsetMinutes = 0; // the device's local time minus UTC
-    int clockSkewSeconds = 0; // the device's clock minus the true one
+    std::string webDir;                  // empty: no page
+    std::string cacheDir;                // never empty after parsing
+    std::optional<int> utcOffsetMinutes; // the device's local time minus UTC; nothing: this machine's zone
+    int clockSkewSeconds = 0;            // the device's clock minus the true one
     bool discovery = true;
-    bool prepareOnly = false; // make all clips, then end
+    bool prepareOnly = false;   // make all clips, then end
+    int recordedSeconds = 3600; // of recorded video on each channel that records
+    bool recordedGiven = false; // --recorded was given: --prepare makes recordings too
 
     Codec codecOf(int channel) const;
     PictureSize sizeOf(int stream) const { return stream == 0 ? mainSize : subSize; }

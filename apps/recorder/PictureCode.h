@@ -3,11 +3,15 @@
 // People read a line of text in the upper left corner. Programs read a strip at the bottom: from 0.8 to 1.0 of the
 // height, two rows of 16 cells over the full width, white for 1 and black for 0, most significant bit first:
 //   bits 31..30  10 (sync)    29..24 channel from 0    23..8 frame number in the loop    7..0 CRC-8 (0x07, init 0)
+// A recorded picture also says when it was taken, on the device's own clock: a second line of text, and a second strip
+// from 0.60 to 0.78 of the height, three rows of 16 cells:
+//   bits 47..46  01 (sync)    45..8 hundredths of a second since 2000-01-01 00:00    7..0 CRC-8 (0x07, init 0)
 // Thread: pure functions. No dependencies. Units: pixels; luma in video range (16..235).
 #pragma once
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 namespace lumo
 {
@@ -60,5 +64,26 @@ RowSpan pictureStripBand(int height, int row, int lines);
 /// Reads the code from the two bands alone; each points to its first pixel and has `lines` lines.
 std::optional<PictureCode> readPictureBandsBgrx(const uint8_t* band0, const uint8_t* band1, int strideBytes, int width,
                                                 int lines);
+
+/// When a picture was taken: hundredths of a second since 2000-01-01 00:00 on the device's own clock, 38 bits.
+using PictureTime = int64_t;
+
+uint64_t encodePictureTime(PictureTime time);
+/// Nothing when sync or checksum do not fit.
+std::optional<PictureTime> decodePictureTime(uint64_t bits);
+/// "2025-03-29 10:00:00.04"
+std::string pictureTimeText(PictureTime time);
+
+/// The second strip, and the second line of text.
+void drawPictureTime(const I420View& picture, PictureTime time);
+
+inline constexpr int kPictureTimeRows = 3;
+/// The rows of a picture of this height that a reader of the second strip touches.
+RowSpan pictureTimeRows(int height);
+/// As readPictureCodeLuma and readPictureCodeBgrx.
+std::optional<PictureTime> readPictureTimeLuma(const uint8_t* rows, int strideBytes, int width, int height,
+                                               int firstRow = 0);
+std::optional<PictureTime> readPictureTimeBgrx(const uint8_t* rows, int strideBytes, int width, int height,
+                                               int firstRow = 0);
 
 } // namespace lumo

@@ -48,25 +48,29 @@ Frame decodeOne(const Clip& clip, const ClipFrame& unit)
 
 } // namespace
 
+std::optional<std::string> jpegOf(const Clip& clip, const ClipFrame& unit)
+{
+    const auto* bytes = reinterpret_cast<const char*>(clip.data.data() + unit.offset);
+    if (clip.codec == Codec::Mjpeg) {
+        return std::string(bytes, unit.size);
+    }
+    const Frame frame = decodeOne(clip, unit);
+    if (!frame) {
+        return std::nullopt;
+    }
+    VideoEncoder encoder(Codec::Mjpeg, {frame->width, frame->height}, 25);
+    const uint8_t* planes[3] = {frame->data[0], frame->data[1], frame->data[2]};
+    encoder.encode(planes, frame->linesize);
+    const Clip jpeg = encoder.finish();
+    return std::string(jpeg.data.begin(), jpeg.data.end());
+}
+
 std::optional<std::string> makeSnapshot(const LiveStream& stream)
 {
     try {
         const ClipPtr clip = stream.clip();
         const auto newest = stream.newest();
-        const ClipFrame& unit = clip->frames[static_cast<size_t>(clip->lastKey(newest ? newest->frame : 0))];
-        const auto* bytes = reinterpret_cast<const char*>(clip->data.data() + unit.offset);
-        if (clip->codec == Codec::Mjpeg) {
-            return std::string(bytes, unit.size);
-        }
-        const Frame frame = decodeOne(*clip, unit);
-        if (!frame) {
-            return std::nullopt;
-        }
-        VideoEncoder encoder(Codec::Mjpeg, {frame->width, frame->height}, 25);
-        const uint8_t* planes[3] = {frame->data[0], frame->data[1], frame->data[2]};
-        encoder.encode(planes, frame->linesize);
-        const Clip jpeg = encoder.finish();
-        return std::string(jpeg.data.begin(), jpeg.data.end());
+        return jpegOf(*clip, clip->frames[static_cast<size_t>(clip->lastKey(newest ? newest->frame : 0))]);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "lumo-recorder: snapshot: %s\n", e.what());
         return std::nullopt;

@@ -1,4 +1,4 @@
-// A still of a stream as JPEG: the key frame at or before the picture that left last.
+// A still as JPEG: of a clip's key frame; of a live stream, the key frame at or before the picture that left last.
 #pragma once
 
 #include "LiveStream.h"
@@ -9,7 +9,8 @@
 namespace lumo::recorder
 {
 
-/// Blocking: decodes and encodes one picture, and makes the clip if need be. Thread: any.
+/// Blocking: each decodes and encodes one picture, the second makes the clip if need be. Thread: any.
+std::optional<std::string> jpegOf(const Clip& clip, const ClipFrame& keyUnit);
 std::optional<std::string> makeSnapshot(const LiveStream& stream);
 
 } // namespace lumo::recorder

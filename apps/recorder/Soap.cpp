@@ -9,6 +9,8 @@ constexpr const char* kEnvelope =
     R"(<?xml version="1.0" encoding="UTF-8"?>)"
     R"(<s:Envelope xmlns:s="http://www.w3.org/2003/05/soap-envelope")"
     R"( xmlns:tds="http://www.onvif.org/ver10/device/wsdl" xmlns:trt="http://www.onvif.org/ver10/media/wsdl")"
+    R"( xmlns:tse="http://www.onvif.org/ver10/search/wsdl" xmlns:trc="http://www.onvif.org/ver10/recording/wsdl")"
+    R"( xmlns:trp="http://www.onvif.org/ver10/replay/wsdl")"
     R"( xmlns:tt="http://www.onvif.org/ver10/schema" xmlns:ter="http://www.onvif.org/ver10/error"><s:Body>)";
 
 // The namespace that a node's prefix stands for, looked up through its ancestors.

@@ -4,8 +4,6 @@
 #include <libsoup/soup.h>
 
 #include <charconv>
-#include <cstring>
-#include <optional>
 
 namespace lumo::recorder
 {
@@ -17,34 +15,6 @@ std::string write(const Json::Value& value)
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
     return Json::writeString(builder, value) + "\n";
-}
-
-ApiAnswer good(const Json::Value& value)
-{
-    return {200, write(value)};
-}
-
-ApiAnswer bad(int status, const char* why)
-{
-    Json::Value value;
-    value["error"] = why;
-    return {status, write(value)};
-}
-
-std::optional<int> queryNumber(const std::string& query, const char* key)
-{
-    GHashTable* form = soup_form_decode(query.c_str());
-    const auto* text = static_cast<const char*>(g_hash_table_lookup(form, key));
-    std::optional<int> result;
-    if (text) {
-        int value = 0;
-        const char* end = text + std::strlen(text);
-        if (std::from_chars(text, end, value).ptr == end && end != text) {
-            result = value;
-        }
-    }
-    g_hash_table_destroy(form);
-    return result;
 }
 
 Json::Value frameJson(const LiveStream& s, const FrameNote& note)
@@ -60,19 +30,49 @@ Json::Value frameJson(const LiveStream& s, const FrameNote& note)
 
 } // namespace
 
+ApiAnswer goodApiAnswer(const Json::Value& value)
+{
+    return {200, write(value)};
+}
+
+ApiAnswer badApiAnswer(int status, const char* why)
+{
+    Json::Value value;
+    value["error"] = why;
+    return {status, write(value)};
+}
+
+std::string queryText(const std::string& query, const char* key)
+{
+    GHashTable* form = soup_form_decode(query.c_str());
+    const auto* text = static_cast<const char*>(g_hash_table_lookup(form, key));
+    std::string result = text ? text : "";
+    g_hash_table_destroy(form);
+    return result;
+}
+
+std::optional<int> queryNumber(const std::string& query, const char* key)
+{
+    const std::string text = queryText(query, key);
+    int value = 0;
+    const char* end = text.data() + text.size();
+    const bool whole = std::from_chars(text.data(), end, value).ptr == end && !text.empty();
+    return whole ? std::optional(value) : std::nullopt;
+}
+
 ApiAnswer TestApi::handle(const std::string& method, const std::string& path, const std::string& query,
                           const std::string& body)
 {
     if (path == "/api/fault") {
-        return method == "POST" ? fault(body) : bad(405, "POST only");
+        return method == "POST" ? fault(body) : badApiAnswer(405, "POST only");
     }
     if (method != "GET") {
-        return bad(405, "GET only");
+        return badApiAnswer(405, "GET only");
     }
     return path == "/api/frame"    ? frame(query)
            : path == "/api/latest" ? latest(query)
            : path == "/api/state"  ? state()
-                                   : bad(404, "no such call");
+                                   : badApiAnswer(404, "no such call");
 }
 
 const LiveStream* TestApi::streamOf(const std::string& query) const
@@ -87,20 +87,20 @@ ApiAnswer TestApi::frame(const std::string& query)
     const LiveStream* s = streamOf(query);
     const auto number = queryNumber(query, "frame");
     if (!s || !number) {
-        return bad(400, "needs channel, stream and frame");
+        return badApiAnswer(400, "needs channel, stream and frame");
     }
     const auto note = s->lastLeft(*number);
-    return note ? good(frameJson(*s, *note)) : bad(404, "this frame never left");
+    return note ? goodApiAnswer(frameJson(*s, *note)) : badApiAnswer(404, "this frame never left");
 }
 
 ApiAnswer TestApi::latest(const std::string& query)
 {
     const LiveStream* s = streamOf(query);
     if (!s) {
-        return bad(400, "needs channel and stream");
+        return badApiAnswer(400, "needs channel and stream");
     }
     const auto note = s->newest();
-    return note ? good(frameJson(*s, *note)) : bad(404, "no frame left yet");
+    return note ? goodApiAnswer(frameJson(*s, *note)) : badApiAnswer(404, "no frame left yet");
 }
 
 ApiAnswer TestApi::state()
@@ -125,7 +125,7 @@ ApiAnswer TestApi::state()
         stream["frozen"] = m_faults.channelFrozen(s->channel);
         value["streams"].append(stream);
     }
-    return good(value);
+    return goodApiAnswer(value);
 }
 
 ApiAnswer TestApi::fault(const std::string& body)
@@ -134,7 +134,7 @@ ApiAnswer TestApi::fault(const std::string& body)
     std::string errors;
     const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     if (!reader->parse(body.data(), body.data() + body.size(), &request, &errors) || !request.isObject()) {
-        return bad(400, "needs a JSON object");
+        return badApiAnswer(400, "needs a JSON object");
     }
     if (request["clear"].isBool() && request["clear"].asBool()) {
         m_faults.clear();
@@ -142,17 +142,33 @@ ApiAnswer TestApi::fault(const std::string& body)
         m_faults.setRefusePassword(request["refusePassword"].asBool());
     } else if (request["stopAnswering"].isBool()) {
         m_faults.setSilent(request["stopAnswering"].asBool());
+    } else if (request["answerDelayMs"].isInt() && request["answerDelayMs"].asInt() >= 0) {
+        m_faults.setAnswerDelayMs(request["answerDelayMs"].asInt());
+    } else if (request.isMember("replay")) {
+        return replayFault(request);
     } else {
         return channelFault(request);
     }
-    return good(Json::Value(Json::objectValue));
+    return goodApiAnswer(Json::Value(Json::objectValue));
+}
+
+ApiAnswer TestApi::replayFault(const Json::Value& request)
+{
+    using Fault = Faults::ReplayFault;
+    const std::string kind = request["replay"].isString() ? request["replay"].asString() : "";
+    const int after = request["after"].isInt() && request["after"].asInt() > 0 ? request["after"].asInt() : 0;
+    if (kind != "cut" && kind != "stall" && kind != "none") {
+        return badApiAnswer(400, "replay: cut, stall or none");
+    }
+    m_faults.setReplayFault(kind == "cut" ? Fault::Cut : kind == "stall" ? Fault::Stall : Fault::None, after);
+    return goodApiAnswer(Json::Value(Json::objectValue));
 }
 
 ApiAnswer TestApi::channelFault(const Json::Value& request)
 {
     if (!request["channel"].isInt() || request["channel"].asInt() < 0 ||
         request["channel"].asInt() >= m_options.channels) {
-        return bad(400, "no such fault or channel");
+        return badApiAnswer(400, "no such fault or channel");
     }
     const int channel = request["channel"].asInt();
     Json::Value value(Json::objectValue);
@@ -161,9 +177,9 @@ ApiAnswer TestApi::channelFault(const Json::Value& request)
     } else if (request["drop"].isBool() && request["drop"].asBool()) {
         value["dropped"] = m_hooks.dropChannel(channel);
     } else {
-        return bad(400, "no such fault");
+        return badApiAnswer(400, "no such fault");
     }
-    return good(value);
+    return goodApiAnswer(value);
 }
 
 } // namespace lumo::recorder

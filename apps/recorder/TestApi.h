@@ -5,6 +5,8 @@
 //   GET  /api/state                              streams, faults, connections
 //   POST /api/fault                              {"channel":C,"freeze":bool} {"channel":C,"drop":true}
 //                                                {"refusePassword":bool} {"stopAnswering":bool} {"clear":true}
+//                                                {"answerDelayMs":N} all answers but these come so late
+//                                                {"replay":"cut"|"stall"|"none","after":N} N pictures from now
 // Thread: main loop only.
 #pragma once
 
@@ -13,6 +15,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +31,12 @@ struct ApiAnswer {
     int status = 200;
     std::string body;
 };
+
+// Shared with the other web calls.
+ApiAnswer goodApiAnswer(const Json::Value& value);
+ApiAnswer badApiAnswer(int status, const char* why);
+std::string queryText(const std::string& query, const char* key);
+std::optional<int> queryNumber(const std::string& query, const char* key);
 
 class TestApi
 {
@@ -52,6 +61,7 @@ private:
     ApiAnswer latest(const std::string& query);
     ApiAnswer state();
     ApiAnswer fault(const std::string& body);
+    ApiAnswer replayFault(const Json::Value& request);
     ApiAnswer channelFault(const Json::Value& request);
 
     const Options& m_options;

@@ -38,6 +38,18 @@ void setH264(AVCodecContext* c, const std::string& gop)
     c->profile = FF_PROFILE_H264_MAIN;
 }
 
+// Long and mostly still: constant quality, nothing looked for twice.
+void setRecording(AVCodecContext* c, const std::string& gop)
+{
+    av_opt_set(c->priv_data, "preset", "ultrafast", 0);
+    av_opt_set(c->priv_data, "tune", "zerolatency", 0);
+    av_opt_set(c->priv_data, "crf", "27", 0);
+    av_opt_set(
+        c->priv_data, "x264-params",
+        ("keyint=" + gop + ":min-keyint=" + gop + ":scenecut=0:repeat-headers=1:sliced-threads=0:threads=1").c_str(),
+        0);
+}
+
 void setH265(AVCodecContext* c, const std::string& gop)
 {
     av_opt_set(c->priv_data, "preset", "ultrafast", 0);
@@ -62,14 +74,14 @@ void setMjpeg(AVCodecContext* c)
 
 } // namespace
 
-VideoEncoder::VideoEncoder(Codec codec, PictureSize size, double fps)
+VideoEncoder::VideoEncoder(Codec codec, PictureSize size, double fps, Effort effort)
 {
     m_clip.codec = codec;
     m_clip.size = size;
     m_clip.fps = fps;
     m_frame = av_frame_alloc();
     m_packet = av_packet_alloc();
-    open(codec, size, fps);
+    open(codec, size, fps, effort);
 }
 
 VideoEncoder::~VideoEncoder()
@@ -79,7 +91,7 @@ VideoEncoder::~VideoEncoder()
     av_packet_free(&m_packet);
 }
 
-void VideoEncoder::open(Codec codec, PictureSize size, double fps)
+void VideoEncoder::open(Codec codec, PictureSize size, double fps, Effort effort)
 {
     const AVCodec* encoder = avcodec_find_encoder_by_name(encoderName(codec));
     m_context = encoder ? avcodec_alloc_context3(encoder) : nullptr;
@@ -91,10 +103,10 @@ void VideoEncoder::open(Codec codec, PictureSize size, double fps)
     m_context->pix_fmt = AV_PIX_FMT_YUV420P;
     m_context->framerate = av_d2q(fps, 1000);
     m_context->time_base = av_inv_q(m_context->framerate);
-    m_context->gop_size = static_cast<int>(std::lround(fps));
+    m_context->gop_size = static_cast<int>(std::lround(fps)) * (effort == Effort::Recording ? 2 : 1);
     m_context->max_b_frames = 0;
-    m_context->thread_count = 1; // clips are made side by side
-    if (codec != Codec::Mjpeg) { // whose quality is fixed
+    m_context->thread_count = 1;                            // clips are made side by side
+    if (codec != Codec::Mjpeg && effort == Effort::Scene) { // the others' quality is fixed
         m_context->bit_rate = bitRate(codec, size, fps);
         m_context->rc_max_rate = m_context->bit_rate;
         m_context->rc_buffer_size = static_cast<int>(m_context->bit_rate);
@@ -102,9 +114,10 @@ void VideoEncoder::open(Codec codec, PictureSize size, double fps)
     m_context->color_range = AVCOL_RANGE_MPEG;
     m_context->colorspace = size.height >= 720 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
     const std::string gop = std::to_string(m_context->gop_size);
-    codec == Codec::H264   ? setH264(m_context, gop)
-    : codec == Codec::H265 ? setH265(m_context, gop)
-                           : setMjpeg(m_context);
+    effort == Effort::Recording ? setRecording(m_context, gop)
+    : codec == Codec::H264      ? setH264(m_context, gop)
+    : codec == Codec::H265      ? setH265(m_context, gop)
+                                : setMjpeg(m_context);
     if (avcodec_open2(m_context, encoder, nullptr) < 0) {
         throw std::runtime_error(std::string("cannot open encoder ") + encoderName(codec));
     }

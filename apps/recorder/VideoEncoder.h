@@ -1,5 +1,5 @@
-// Turns I420 pictures into the access units of a clip: no B-frames, no delay, a key frame every second with
-// its parameter sets before it. Throws std::runtime_error when the encoder cannot be had.
+// Turns I420 pictures into the access units of a clip: no B-frames, no delay, a key frame every second (a
+// recording: every other) with its parameter sets before it. Throws std::runtime_error when the encoder cannot be had.
 #pragma once
 
 #include "Clip.h"
@@ -11,10 +11,13 @@ struct AVPacket;
 namespace lumo::recorder
 {
 
+/// How long the encoder may take: a live scene is short and must not waste the network, a recording is long.
+enum class Effort { Scene, Recording };
+
 class VideoEncoder
 {
 public:
-    VideoEncoder(Codec codec, PictureSize size, double fps);
+    VideoEncoder(Codec codec, PictureSize size, double fps, Effort effort = Effort::Scene);
     ~VideoEncoder();
     VideoEncoder(const VideoEncoder&) = delete;
     VideoEncoder& operator=(const VideoEncoder&) = delete;
@@ -25,7 +28,7 @@ public:
     Clip finish();
 
 private:
-    void open(Codec codec, PictureSize size, double fps);
+    void open(Codec codec, PictureSize size, double fps, Effort effort);
     void drain();
 
     Clip m_clip;

@@ -1,7 +1,8 @@
 // lumo-recorder: a simulated recorder. ONVIF and RTSP for the libraries, the page, and test calls, in one
-// process on one GLib main loop; streams run on gst-rtsp-server's threads and one pacer.
+// process on one GLib main loop; live streams run on gst-rtsp-server's threads and one pacer, each replay on its own.
 #include "Discovery.h"
 #include "HttpServer.h"
+#include "ReplayServer.h"
 #include "RtspServer.h"
 
 #include <glib-unix.h>
@@ -39,10 +40,10 @@ int complain(const std::string& text)
     return 1;
 }
 
-void announce(const Options& options, int httpPort, int rtspPort)
+void announce(const Options& options, const OnvifContext& ports)
 {
-    std::printf("{\"http\":%d,\"rtsp\":%d,\"serial\":\"%s\",\"channels\":%d}\n", httpPort, rtspPort,
-                options.serial.c_str(), options.channels);
+    std::printf("{\"http\":%d,\"rtsp\":%d,\"replay\":%d,\"serial\":\"%s\",\"channels\":%d}\n", ports.httpPort,
+                ports.rtspPort, ports.replayPort, options.serial.c_str(), options.channels);
     std::fflush(stdout);
 }
 
@@ -77,14 +78,18 @@ struct Recorder {
     Faults faults;
     std::vector<std::unique_ptr<LiveStream>> streams; // index channel * 2 + stream
     RtspServer rtsp{options, store, faults, streams};
-    OnvifContext context{options, store, streams};
+    DeviceZone zone{options.utcOffsetMinutes};
+    RecordingStore recordings{options, zone, store};
+    ReplayServer replay{options, recordings, faults};
+    OnvifContext context{options, store, streams, zone, recordings};
     OnvifServices onvif{context, faults};
     TestApi api{options,
                 store,
                 faults,
                 streams,
                 {[this](int channel) { return rtsp.dropChannel(channel); }, [this] { return rtsp.connections(); }}};
-    HttpServer http{options, faults, onvif, api, store, streams};
+    RecordingApi recordingApi{options, zone, recordings};
+    HttpServer http{options, faults, onvif, api, recordingApi, recordings, streams};
     std::unique_ptr<Discovery> discovery;
 };
 
@@ -96,6 +101,10 @@ int serve(const Options& options, ClipStore& store)
     if (!recorder.context.rtspPort) {
         return complain("cannot listen for RTSP on " + options.address + ":" + std::to_string(options.rtspPort));
     }
+    recorder.context.replayPort = recorder.replay.start();
+    if (!recorder.context.replayPort) {
+        return complain("cannot listen for replay on " + options.address + ":" + std::to_string(options.replayPort));
+    }
     std::string error;
     recorder.context.httpPort = recorder.http.start(error);
     if (!recorder.context.httpPort) {
@@ -105,7 +114,7 @@ int serve(const Options& options, ClipStore& store)
     if (options.discovery) {
         recorder.discovery = std::make_unique<Discovery>(options, recorder.faults, recorder.context.httpPort);
     }
-    announce(options, recorder.context.httpPort, recorder.context.rtspPort);
+    announce(options, recorder.context);
     g_main_loop_run(loop);
     return 0;
 }
@@ -115,7 +124,10 @@ int run(const Options& options)
     try {
         auto& store = *new ClipStore(options);
         if (options.prepareOnly) {
-            std::printf("{\"clips\":%d}\n", store.prepareAll());
+            const DeviceZone zone(options.utcOffsetMinutes);
+            const int clips = store.prepareAll();
+            const int recordings = options.recordedGiven ? RecordingStore(options, zone, store).prepareAll() : 0;
+            std::printf("{\"clips\":%d,\"recordings\":%d}\n", clips, recordings);
             return 0;
         }
         return serve(options, store);
