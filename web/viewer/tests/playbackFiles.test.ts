@@ -96,6 +96,9 @@ describe('files', () => {
         await told('The picture of 10:05:00.');
         expect(process().playback.picture).toBe('rec0/20261120T100500Z.jpg');
         expect(last(5, 39)).toMatchObject({ Event: 'PicturePlay', FileInfo: [{ BeginTime: `${DATE} 10:05:00` }] });
+        click('play-stop');
+        await told('Stopped.');
+        expect(process().playback.picture).toBeNull();
     });
 
     it('are downloaded, with a bar that tells how far', async () => {
@@ -133,6 +136,14 @@ describe('files', () => {
         process().playback.converted(1);
         process().playback.converted(2);
         await told('Saved in /home/you/Downloads.');
+    });
+
+    it('keep the folders that were chosen meanwhile', async () => {
+        await app.session.client.saveConfig({ RecPath: '/new/r', CapPath: '/new/c', DownPath: '/new/d', RecordType: 0 });
+        id<HTMLSelectElement>('download-format').value = '2';
+        click('file-0-download');
+        await told('The download has begun.');
+        expect(last(18, 50)).toMatchObject({ RecPath: '/new/r', CapPath: '/new/c', DownPath: '/new/d', RecordType: 2 });
     });
 
     it('are not downloaded where none lie', async () => {

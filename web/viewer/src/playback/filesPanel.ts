@@ -1,5 +1,5 @@
 /** Downloads of a range, and what the device recorded on the day: files and pictures to play, show, download. */
-import { messageOf, PageMode, type ConfigReply, type FileSpan } from '../../../client/index.ts';
+import { messageOf, PageMode, type FileSpan } from '../../../client/index.ts';
 import { h, setAttribute, setText } from '../dom.ts';
 import { icon } from '../icons.ts';
 import type { Session } from '../session.ts';
@@ -31,7 +31,6 @@ export class FilesPanel {
     private readonly pictures = h('ul', { class: 'files', 'data-testid': 'pictures' });
     private readonly picturesHead = h('h2', {}, 'Pictures');
     private readonly subject = h('span', { class: 'count' });
-    private config: ConfigReply | null = null;
     private shown = '';
     private channels = '';
     private range: Block | null = null;
@@ -56,8 +55,8 @@ export class FilesPanel {
     /** Reads how recordings are kept. Call when the panel opens. */
     async load(): Promise<void> {
         try {
-            this.config = await this.session.client.readConfig();
-            this.format.value = String(this.config.RecordFileType === AVI ? AVI : 0);
+            const { RecordFileType } = await this.session.client.readConfig();
+            this.format.value = String(RecordFileType === AVI ? AVI : 0);
             this.chooseChannel(String(this.actions.model.current.chosen));
         } catch (error) {
             this.session.tell('error', messageOf(error));
@@ -135,12 +134,8 @@ export class FilesPanel {
 
     /** What becomes of a download is part of the configuration; the rest of that stays. */
     private async keepAs(type: number): Promise<boolean> {
-        this.config ??= await this.session.client.readConfig();
-        const { RecPath, CapPath, DownPath, RecordFileType } = this.config;
-        if (RecordFileType !== type) {
-            await this.session.client.saveConfig({ RecPath, CapPath, DownPath, RecordType: type });
-            this.config = { ...this.config, RecordFileType: type };
-        }
+        const { RecPath, CapPath, DownPath, RecordFileType } = await this.session.client.readConfig();
+        if (RecordFileType !== type) await this.session.client.saveConfig({ RecPath, CapPath, DownPath, RecordType: type });
         return type === AVI;
     }
 

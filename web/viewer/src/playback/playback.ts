@@ -313,6 +313,7 @@ export class PlaybackActions {
             if (this.model.mode === PageMode.ByName) await this.stopAll();
             else await this.changeMode(PageMode.ByName);
             await this.client.playback.showPicture(channel, pictureSpan(this.model.date, picture));
+            this.model.picture = true;
         }, 'The picture could not be fetched: the device refused it.');
     }
 

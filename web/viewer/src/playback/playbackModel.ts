@@ -39,6 +39,8 @@ export class PlaybackModel {
     /** By name: the files under way and the one that plays. */
     playing: { channel: number; names: string[]; index: number } | null = null;
     localPath = '';
+    /** A still picture of the device stands in the first window. */
+    picture = false;
     private channelCount = 0;
 
     reset(channelCount: number): void {
@@ -116,6 +118,7 @@ export class PlaybackModel {
         this.span = null;
         this.playing = null;
         this.localPath = '';
+        this.picture = false;
     }
 
     /** True when every window that was open took the command. */

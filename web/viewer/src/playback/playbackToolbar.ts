@@ -61,7 +61,8 @@ export class PlaybackToolbar {
         this.open.hidden = !local;
         this.open.disabled = !live;
         this.play.disabled = !live;
-        for (const control of [this.stepBack, this.stepForward, this.stop, this.slower, this.faster, this.speed]) control.disabled = !live || !model.isActive;
+        this.stop.disabled = !live || !(model.isActive || model.picture);
+        for (const control of [this.stepBack, this.stepForward, this.slower, this.faster, this.speed]) control.disabled = !live || !model.isActive;
         for (const button of [this.sound, this.snapshot, this.clip, this.zoom]) button.disabled = !live || model.currentChannel < 0;
         this.full.disabled = !live;
         this.renderPlay(model.isRunning);
