@@ -10,6 +10,7 @@ namespace
 {
 constexpr int kHeaderSize = 8;
 constexpr int kConnectTimeoutMs = 30000;
+constexpr unsigned long kStopTimeoutMs = 1000;
 } // namespace
 
 ListenThread::ListenThread(QString serverName, QObject* parent) : QObject(parent), socket(new QLocalSocket(this))
@@ -35,6 +36,15 @@ void ListenThread::startReading()
 {
     if (m_pThread)
         m_pThread->start(QThread::InheritPriority);
+}
+
+void ListenThread::stopReading()
+{
+    if (!m_pThread)
+        return;
+    m_pThread->quit();
+    // Bounded: the thread may wait for a hub that is held up in a call to the device.
+    m_pThread->wait(kStopTimeoutMs);
 }
 
 void ListenThread::onReadyRead()

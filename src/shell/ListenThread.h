@@ -22,6 +22,9 @@ public:
     /// Starts the socket thread. After the signals are connected: a host may send, or close, as soon as it is reached.
     void startReading();
 
+    /// Ends the socket thread, waiting a second at most. Before the application object goes, which that thread uses.
+    void stopReading();
+
 signals:
     void recvMsgSig(QString msg);
     void disconnectSig();

@@ -41,7 +41,9 @@ int runSession(const QString& wndHandle, int sessionId, const QString& serverNam
                      Qt::BlockingQueuedConnection);
     QObject::connect(pHub, &CPluginManage::sendWebSocketMsgSig, pListen, &ListenThread::onSendMsg);
     pListen->startReading();
-    return QApplication::exec();
+    const int nExitCode = QApplication::exec();
+    pListen->stopReading();
+    return nExitCode;
 }
 
 } // namespace

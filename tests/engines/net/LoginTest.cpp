@@ -108,6 +108,7 @@ TEST_F(Login, StreamsAreTheLargestAndTheSmallestProfileAtTheLoginsHost)
     Viewer again;
     ASSERT_GT(play(l, again, 1, 0), 0);
     EXPECT_EQ(device.count("GetStreamUri"), 2) << "the address is remembered";
+    EXPECT_EQ(LUMONET_Logout(l), 1); // ends the streams before their viewers
 }
 
 TEST_F(Login, OtherChannelsAndStreamsAreRefused)
