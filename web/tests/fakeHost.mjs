@@ -256,7 +256,8 @@ export async function startFakeHost(options = {}) {
     host.drop = (code, reason) => host.sockets.forEach((socket) => (code === undefined ? socket.terminate() : socket.close(code, reason)));
     host.close = () => {
         host.sockets.forEach((socket) => socket.terminate());
-        return new Promise((resolve) => sockets.close(() => server.close(resolve)));
+        // Idle connections of a browser or of fetch would keep an older node waiting.
+        return new Promise((resolve) => sockets.close(() => (server.close(resolve), server.closeAllConnections())));
     };
     return host;
 }
