@@ -46,6 +46,8 @@ CDecodeChannel::CDecodeChannel(int nPort) : m_nPort(nPort)
 CDecodeChannel::~CDecodeChannel()
 {
     StopPreview();
+    if (m_bFile)
+        StopLocalPlay();
     Close();
     drawregistry::remove(m_nDrawWord);
 }
@@ -132,6 +134,7 @@ int CDecodeChannel::BeginLocalPlay(const QString& strFile, LumoFileEndCallback f
     writeLog("CDecodeChannel::BeginLocalPlay", QString("LUMODEC_OpenFile Port =%1 Res=%2").arg(m_nPort).arg(nRes));
     if (!nRes)
         return nRes;
+    m_bFile = true;
     nRes = LUMODEC_SetFileEndCallBack(m_nPort, fnEnd, nUser);
     writeLog("CDecodeChannel::BeginLocalPlay",
              QString("LUMODEC_SetFileEndCallBack Port =%1 Res=%2").arg(m_nPort).arg(nRes));
@@ -141,6 +144,8 @@ int CDecodeChannel::BeginLocalPlay(const QString& strFile, LumoFileEndCallback f
 int CDecodeChannel::StopLocalPlay()
 {
     const int nRes = LUMODEC_CloseFile(m_nPort);
+    if (nRes)
+        m_bFile = false;
     writeLog("CDecodeChannel::StopLocalPlay", QString("LUMODEC_CloseFile Port =%1 Res=%2").arg(m_nPort).arg(nRes));
     return nRes;
 }

@@ -37,7 +37,7 @@ public:
     using DrawFunction = void (*)(int nPort, void* hDC, LumoWindow hWnd, int32_t nUser);
 
     explicit CDecodeChannel(int nPort);
-    /// Stops and closes the port, so that nothing of it is left running.
+    /// Stops and closes the port and its file, so that nothing of it is left running.
     ~CDecodeChannel();
     CDecodeChannel(const CDecodeChannel&) = delete;
     CDecodeChannel& operator=(const CDecodeChannel&) = delete;
@@ -116,6 +116,7 @@ private:
     static void drawTrampoline(int nPort, void* hDC, int32_t nUser);
 
     bool m_bOpen = false;
+    bool m_bFile = false; // a file is open on the port
     bool m_bSound = false;
     bool m_bRecord = false;
     const int32_t m_nPort;

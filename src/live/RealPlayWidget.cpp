@@ -1,7 +1,7 @@
 #include "live/RealPlayWidget.h"
 
+#include "decode/PortTable.h"
 #include "live/LocalFolders.h"
-#include "live/PortTable.h"
 #include "platform/Paths.h"
 #include "shell/LightWeightLog.h"
 #include "surface/PlayWindowManage.h"

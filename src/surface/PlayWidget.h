@@ -3,12 +3,13 @@
 // comes back. It is also the one gate through which command handlers reach the pages: 0 live view, 1 playback,
 // 2 image colour.
 //
-// Thread:    GUI thread, except InputRealData.
+// Thread:    GUI thread, except InputRealData and InputPlaybackData.
 // Ownership: owns the pages. One object per process, made at login and destroyed at logout.
 // Errors:    a browser window that is gone is reported by a log line, never to the page.
 // Units:     physical pixels; nothing here scales by DPI.
 #pragma once
 
+#include "decode/LumoDecode.h"
 #include "platform/WindowSystem.h"
 #include "surface/LocalInfo.h"
 #include "surface/PluginRegion.h"
@@ -87,6 +88,38 @@ public:
     void ScaleSwitch(int nDirection, int nStep);
     /// Any thread. Stream data for a port whose page is gone are dropped.
     static int InputRealData(int nChannel, const unsigned char* pData, int nSize);
+
+    // To the playback page, whatever page is current. nWnd is one of its four windows.
+    int BeginLocalPlay(int nWnd, const QString& strFile, LumoFileEndCallback fnEnd, intptr_t nUser);
+    /// nWnd -1 is its selected window.
+    int StartPlay(int nStream, int nWnd);
+    int StopPlay(int nWnd);
+    /// In the folder and format that the client configuration names now. Non-zero on success.
+    int PlaybackRecord(int nWnd, bool bStart);
+    bool IsPlaybackRecord(int nWnd);
+    /// A state of CDecodeChannel, or -1.
+    int GetWndStatus(int nWnd);
+    /// Throws away what waits to be decoded.
+    bool Refresh(int nWnd);
+    int SetSpeed(int nWnd, int nState);
+    int SetPos(int nWnd, float fPos);
+    int SetPlayTime(int nWnd, const char* szBegin, const char* szEnd);
+    float GetTimePos(int nWnd);
+    int GetSeekSeconds(int nWnd, int nPermille);
+    void GetBufferInfo(int nWnd, int& nPictures, int& nBytes);
+    void SetBackground(const QString& strFile);
+    void SetPlaybackMode(int nMode);
+    /// Nothing happens unless the playback page is current.
+    void SetPlaybackChannel(int nChannel, int nWnd);
+    int ToggleDigitalZoom();
+    /// As ChangeSplit, for a page that is not shown.
+    int ChangePlaybackSplit(int nMode);
+    /// Any thread, as InputRealData.
+    static int InputPlaybackData(int nWnd, const unsigned char* pData, int nSize);
+
+    /// Into an AVI file, on the decode library's thread; see CDecodeChannel.
+    bool ChangeFileFormat(const QString& strSrc, const QString& strDst, int nType, LumoConvertCallback fnPos,
+                          intptr_t nUser);
 
 signals:
     void curWndIndexSig(int nPageId, int nWndIndex);

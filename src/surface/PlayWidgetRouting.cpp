@@ -1,6 +1,7 @@
 // PlayWidget as the gate to the pages: each operation is one call of the page it names.
 #include "decode/DecodeChannel.h"
 #include "live/RealPlayWidget.h"
+#include "platform/Paths.h"
 #include "playback/PlaybackWidget.h"
 #include "shell/LightWeightLog.h"
 #include "surface/PlayWidget.h"
@@ -86,20 +87,38 @@ bool PlayWidget::IsSoundOn(int nPage, int nIndex)
     }
 }
 
-// The playback page has no ports yet, so it has no sound to switch, no state to tell and no picture to keep.
 int PlayWidget::SetSound(int nPage, int nIndex, bool bOpen)
 {
-    return nPage == kLivePage ? m_pRealPlay->SetSound(nIndex, bOpen) : -1;
+    switch (nPage) {
+    case kLivePage:
+        return m_pRealPlay->SetSound(nIndex, bOpen);
+    case kPlaybackPage:
+        return m_pPlayback->SetSound(nIndex, bOpen);
+    default:
+        return -1;
+    }
 }
 
 int PlayWidget::GetPlayState(int nPage, int nIndex)
 {
-    return nPage == kLivePage ? pageCodeOf(m_pRealPlay->GetPlayState(nIndex)) : -1;
+    switch (nPage) {
+    case kLivePage:
+        return pageCodeOf(m_pRealPlay->GetPlayState(nIndex));
+    case kPlaybackPage:
+        return pageCodeOf(m_pPlayback->GetPlayState(nIndex));
+    default:
+        return -1;
+    }
 }
 
 int PlayWidget::Capture(int nIndex, bool bStill)
 {
-    return bStill || m_nCurPageIndex == kLivePage ? m_pRealPlay->Capture(nIndex, bStill) : -1;
+    if (bStill || m_nCurPageIndex == kLivePage)
+        return m_pRealPlay->Capture(nIndex, bStill);
+    if (m_nCurPageIndex != kPlaybackPage)
+        return -1;
+    LoadLocalInfo(QString());
+    return m_pPlayback->CatchPicture(nIndex, platform::fromLocal8Bit(m_localInfo.szCapPath));
 }
 
 int PlayWidget::GetCurChannel(int nSelector)
@@ -185,4 +204,108 @@ int PlayWidget::GetStreamType(int nChannel)
 void PlayWidget::ScaleSwitch(int nDirection, int nStep)
 {
     m_pRealPlay->ScaleSwitch(nDirection, nStep);
+}
+
+int PlayWidget::BeginLocalPlay(int nWnd, const QString& strFile, LumoFileEndCallback fnEnd, intptr_t nUser)
+{
+    return m_pPlayback->BeginLocalPlay(nWnd, strFile, fnEnd, nUser);
+}
+
+int PlayWidget::StartPlay(int nStream, int nWnd)
+{
+    return m_pPlayback->OpenWnd(nStream, nWnd);
+}
+
+int PlayWidget::StopPlay(int nWnd)
+{
+    return m_pPlayback->StopWnd(nWnd);
+}
+
+int PlayWidget::PlaybackRecord(int nWnd, bool bStart)
+{
+    LoadLocalInfo(QString());
+    return m_pPlayback->RecordClip(nWnd, m_localInfo.nRecordType, bStart,
+                                   platform::fromLocal8Bit(m_localInfo.szRecPath));
+}
+
+bool PlayWidget::IsPlaybackRecord(int nWnd)
+{
+    return m_pPlayback->IsRecording(nWnd);
+}
+
+int PlayWidget::GetWndStatus(int nWnd)
+{
+    return m_pPlayback->GetPlayState(nWnd);
+}
+
+bool PlayWidget::Refresh(int nWnd)
+{
+    return m_pPlayback->ClearBuffer(nWnd);
+}
+
+int PlayWidget::SetSpeed(int nWnd, int nState)
+{
+    return m_pPlayback->SetPlayState(nWnd, nState);
+}
+
+int PlayWidget::SetPos(int nWnd, float fPos)
+{
+    return m_pPlayback->SetLocalPos(nWnd, fPos);
+}
+
+int PlayWidget::SetPlayTime(int nWnd, const char* szBegin, const char* szEnd)
+{
+    return m_pPlayback->SetWndTime(nWnd, szBegin, szEnd);
+}
+
+float PlayWidget::GetTimePos(int nWnd)
+{
+    return m_pPlayback->GetPos(nWnd);
+}
+
+int PlayWidget::GetSeekSeconds(int nWnd, int nPermille)
+{
+    return m_pPlayback->GetSeekSeconds(nWnd, nPermille);
+}
+
+void PlayWidget::GetBufferInfo(int nWnd, int& nPictures, int& nBytes)
+{
+    m_pPlayback->GetBufferLevels(nWnd, nPictures, nBytes);
+}
+
+void PlayWidget::SetBackground(const QString& strFile)
+{
+    m_pPlayback->ShowPicture(strFile);
+}
+
+void PlayWidget::SetPlaybackMode(int nMode)
+{
+    m_pPlayback->SetPlayMode(nMode);
+}
+
+void PlayWidget::SetPlaybackChannel(int nChannel, int nWnd)
+{
+    if (m_nCurPageIndex == kPlaybackPage)
+        m_pPlayback->SetWndChannel(nChannel, nWnd);
+}
+
+int PlayWidget::ToggleDigitalZoom()
+{
+    return m_pPlayback->ToggleZoom();
+}
+
+int PlayWidget::ChangePlaybackSplit(int nMode)
+{
+    return m_nCurPageIndex == kPlaybackPage ? ChangeSplit(nMode) : m_pPlayback->ChangeSplit(nMode);
+}
+
+int PlayWidget::InputPlaybackData(int nWnd, const unsigned char* pData, int nSize)
+{
+    return CPlaybackWidget::InputData(nWnd, pData, nSize);
+}
+
+bool PlayWidget::ChangeFileFormat(const QString& strSrc, const QString& strDst, int nType, LumoConvertCallback fnPos,
+                                  intptr_t nUser)
+{
+    return CDecodeChannel::ChangeFileFormat(strSrc, strDst, nType, fnPos, nUser);
 }

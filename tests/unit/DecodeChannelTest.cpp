@@ -396,6 +396,28 @@ TEST(DecodeChannelEnd, TheDestructorStopsAndClosesThePort)
     EXPECT_THAT(stub.calls, ElementsAre("SetDisplayRegion 9 0 null 0 0", "Stop 9", "CloseStream 9"));
 }
 
+TEST(DecodeChannelEnd, TheDestructorClosesAFileThatIsOpen)
+{
+    LibraryStub& stub = LibraryStub::reset();
+    {
+        CDecodeChannel channel(128);
+        channel.SetWnd(77);
+        channel.BeginLocalPlay(
+            "/a.avi", [](int, intptr_t) {}, 0);
+        channel.StartPlayback(true);
+        stub.calls.clear();
+    }
+    EXPECT_THAT(stub.calls, ElementsAre("SetDisplayRegion 128 0 null 0 0", "Stop 128", "CloseFile 128"));
+    {
+        CDecodeChannel channel(128);
+        channel.BeginLocalPlay(
+            "/a.avi", [](int, intptr_t) {}, 0);
+        channel.StopLocalPlay();
+        stub.calls.clear();
+    }
+    EXPECT_THAT(stub.calls, IsEmpty());
+}
+
 TEST(PageCode, MapsEachStateAndPassesOnTheRest)
 {
     const std::pair<int, int> kCases[] = {{1, 0},  {0, 2},  {2, 4},  {16, 5}, {19, 5},  {32, 6},

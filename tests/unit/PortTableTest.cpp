@@ -1,4 +1,4 @@
-#include "live/PortTable.h"
+#include "decode/PortTable.h"
 
 #include <gtest/gtest.h>
 

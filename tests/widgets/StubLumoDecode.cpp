@@ -17,6 +17,7 @@ std::vector<std::string> g_calls;
 std::map<std::string, int> g_answers;
 std::array<int, 4> g_color{64, 64, 64, 64};
 std::atomic<int> g_nInputCalls{0};
+std::atomic<int> g_nInputPort{-1};
 
 template <typename... Args> int record(const char* szCall, const Args&... args)
 {
@@ -50,6 +51,7 @@ void reset()
     g_answers.clear();
     g_color = {64, 64, 64, 64};
     g_nInputCalls = 0;
+    g_nInputPort = -1;
 }
 
 void answer(const std::string& strCall, int nResult)
@@ -73,6 +75,11 @@ std::vector<std::string> take()
 int inputCalls()
 {
     return g_nInputCalls;
+}
+
+int inputPort()
+{
+    return g_nInputPort;
 }
 
 } // namespace stubdecode
@@ -131,8 +138,9 @@ int LUMODEC_OpenStream(int nPort, const uint8_t*, int, int nBufferSize)
 {
     return record("OpenStream", nPort, nBufferSize);
 }
-int LUMODEC_InputData(int, const uint8_t*, int)
+int LUMODEC_InputData(int nPort, const uint8_t*, int)
 {
+    g_nInputPort = nPort;
     ++g_nInputCalls;
     return 1;
 }

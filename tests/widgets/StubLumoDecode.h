@@ -18,5 +18,7 @@ void setColor(int nBrightness, int nContrast, int nSaturation, int nHue);
 /// All lines since the last take() or reset(). InputData is only counted.
 std::vector<std::string> take();
 int inputCalls();
+/// Of the last input; -1 before any.
+int inputPort();
 
 } // namespace stubdecode

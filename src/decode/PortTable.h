@@ -34,6 +34,9 @@ public:
         }
     }
 
+    /// The number of the port that belongs to an index of the table.
+    static constexpr int portOf(int nIndex) { return nFirstPort + nIndex; }
+
     /// Made if missing; null for an index outside the table, or when the table is closed. Valid until close().
     Port* get(int nIndex) { return provide(nIndex) ? reinterpret_cast<Port*>(m_slots[nIndex].load()) : nullptr; }
 
@@ -55,7 +58,7 @@ private:
     /// Who comes second, be it to another creator or to the end of the page, deletes its own.
     bool create(int nIndex)
     {
-        auto* pOwn = new Port(nFirstPort + nIndex);
+        auto* pOwn = new Port(portOf(nIndex));
         std::uintptr_t nFound = kEmpty;
         if (m_slots[nIndex].compare_exchange_strong(nFound, reinterpret_cast<std::uintptr_t>(pOwn)))
             return true;
