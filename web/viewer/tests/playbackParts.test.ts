@@ -357,6 +357,22 @@ describe('RecordingList', () => {
         expect(list.day(0, DATE)).toEqual({ kind: 'none' });
     });
 
+    it('asks again for the present day, and not for one that is over', async () => {
+        vi.useFakeTimers({ now: Date.parse('2026-11-21T03:00:00Z') });
+        const ask = vi.fn(async (url: string): Promise<unknown> => (url.includes('channel=9') ? null : known));
+        const list = new RecordingList(ask);
+        list.useDevice('http://d');
+        const days = [[0, DATE], [0, '2026-11-18'], [9, DATE]] as const;
+        for (const [channel, date] of days) await list.load(channel, date);
+        const asked = () => days.map(([channel, date]) => { const before = ask.mock.calls.length; list.day(channel, date); return ask.mock.calls.length - before; });
+        expect(asked()).toEqual([0, 0, 0]);
+        vi.advanceTimersByTime(21000);
+        expect(asked()).toEqual([1, 0, 0]);
+        vi.advanceTimersByTime(300000);
+        expect(asked()).toEqual([1, 0, 1]);
+        vi.useRealTimers();
+    });
+
     it('keeps what it knew when a later question fails', async () => {
         const answers: unknown[] = [known, null];
         const list = new RecordingList(async () => answers.shift());

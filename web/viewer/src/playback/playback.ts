@@ -26,6 +26,8 @@ export class PlaybackActions {
     private wish: number | null = null;
     private seeking = false;
     private keeping = false;
+    /** What starts and stops windows goes one after the other. */
+    private turn: Promise<unknown> = Promise.resolve();
 
     constructor(session: Session, recordings: RecordingList) {
         this.session = session;
@@ -76,7 +78,7 @@ export class PlaybackActions {
 
     async setMode(mode: PageModeIndex): Promise<void> {
         if (this.model.mode === mode) return;
-        await this.act('', () => this.changeMode(mode));
+        await this.act('', () => this.inTurn(() => this.changeMode(mode)));
     }
 
     private async changeMode(mode: PageModeIndex): Promise<void> {
@@ -113,8 +115,8 @@ export class PlaybackActions {
         const { model } = this;
         if (model.mode !== PageMode.ByTime) await this.setMode(PageMode.ByTime);
         const shown = model.windowOf(channel);
-        const { position, isActive } = model;
-        await this.act('', async () => {
+        await this.act('', () => this.inTurn(async () => {
+            const { position, isActive } = model;
             if (shown >= 0) {
                 if (model.windows[shown]?.active) await this.client.playback.stop(channel);
                 model.choose(NO_CHANNEL, shown);
@@ -127,7 +129,7 @@ export class PlaybackActions {
             model.choose(channel, window);
             this.lastStarts[window] = null;
             if (isActive && position !== null) await this.startWindows([window], Math.floor(position));
-        });
+        }));
     }
 
     // ---- playing by time ----
@@ -144,7 +146,7 @@ export class PlaybackActions {
             while (this.wish !== null) {
                 const next = this.wish;
                 this.wish = null;
-                await this.act('', () => this.goTo(next));
+                await this.act('', () => this.inTurn(() => this.goTo(next)));
             }
         } finally {
             this.seeking = false;
@@ -228,9 +230,11 @@ export class PlaybackActions {
     private async keepTogether(): Promise<void> {
         const { model } = this;
         if (this.keeping || this.seeking || model.mode !== PageMode.ByTime || !model.isRunning || model.chosen.length < 2) return;
-        const windows = this.keptWindows();
-        const verdict = windows && keep(windows, model.speed > 0 ? 2 ** model.speed : 1);
-        if (verdict) await this.carryOut(verdict);
+        const decide = () => {
+            const windows = this.keptWindows();
+            return windows && keep(windows, model.speed > 0 ? 2 ** model.speed : 1);
+        };
+        if (decide()) await this.carryOut(decide);
     }
 
     private async onEnd(window: number): Promise<void> {
@@ -239,10 +243,12 @@ export class PlaybackActions {
         const last = model.active.length <= 1;
         model.stoppedWindow(window);
         if (last && model.mode === PageMode.ByTime) {
-            const windows = this.keptWindows();
-            const verdict = windows && after !== null ? goOn(windows, after) : null;
+            const decide = () => {
+                const windows = this.keptWindows();
+                return windows && after !== null && !model.isActive ? goOn(windows, after) : null;
+            };
             // A single channel is led over its gaps by the device.
-            if (verdict && model.chosen.length > 1) return this.carryOut(verdict);
+            if (model.chosen.length > 1 && decide()) return this.carryOut(decide);
         }
         if (last && model.mode !== PageMode.ByName) {
             model.position = null;
@@ -263,11 +269,15 @@ export class PlaybackActions {
         return kept;
     }
 
-    private async carryOut({ stop, start, at }: Verdict): Promise<void> {
+    /** Decides when its turn has come: until then the user may have gone elsewhere. */
+    private async carryOut(decide: () => Verdict | null): Promise<void> {
         if (this.keeping) return;
         this.keeping = true;
         const { model } = this;
-        await this.act('', async () => {
+        await this.act('', () => this.inTurn(async () => {
+            const verdict = decide();
+            if (!verdict) return;
+            const { stop, start, at } = verdict;
             const { speed } = model;
             for (const window of stop) {
                 const channel = model.windows[window]?.chosen ?? NO_CHANNEL;
@@ -278,7 +288,7 @@ export class PlaybackActions {
             if (start.length === 0) return;
             await this.startWindows(start, Math.floor(at));
             for (const window of start) if (speed !== 0) await this.stepSpeed(speed, model.windows[window]?.chosen);
-        });
+        }));
         this.keeping = false;
     }
 
@@ -286,7 +296,7 @@ export class PlaybackActions {
 
     /** From this file of the day on, one after the other. */
     playFile(channel: number, file: RecordedFile): Promise<boolean> {
-        return this.act('', async () => {
+        return this.act('', () => this.inTurn(async () => {
             const { model } = this;
             const day = this.recordings.known(channel, model.date);
             const files = day?.files.filter(({ begin }) => begin >= file.begin) ?? [file];
@@ -296,7 +306,7 @@ export class PlaybackActions {
             model.playing = { channel, names: files.map(({ name }) => name), index: 0 };
             await this.client.playback.playFiles(channel, files.map((each) => pieceOf(model.date, each)), { stream: file.stream });
             this.session.tell('info', `Playing the recording of ${clock(file.begin)}.`);
-        }, 'The recording could not be played: the device refused it.');
+        }), 'The recording could not be played: the device refused it.');
     }
 
     private onFileStarted(ret: number, index: number, window: number): void {
@@ -309,18 +319,18 @@ export class PlaybackActions {
     }
 
     showPicture(channel: number, picture: RecordedPicture): Promise<boolean> {
-        return this.act(`The picture of ${clock(picture.at)}.`, async () => {
+        return this.act(`The picture of ${clock(picture.at)}.`, () => this.inTurn(async () => {
             if (this.model.mode === PageMode.ByName) await this.stopAll();
             else await this.changeMode(PageMode.ByName);
             await this.client.playback.showPicture(channel, pictureSpan(this.model.date, picture));
             this.model.picture = true;
-        }, 'The picture could not be fetched: the device refused it.');
+        }), 'The picture could not be fetched: the device refused it.');
     }
 
     openLocal(): Promise<boolean> {
         return this.act('', async () => {
             const { model } = this;
-            if (model.mode !== PageMode.Local) await this.changeMode(PageMode.Local);
+            if (model.mode !== PageMode.Local) await this.inTurn(() => this.changeMode(PageMode.Local));
             this.session.tell('busy', 'Choose a file in the window of the picker…');
             const reply = await this.client.playback.openLocal();
             if (!reply) {
@@ -390,7 +400,7 @@ export class PlaybackActions {
     }
 
     stop(): Promise<boolean> {
-        return this.act('Stopped.', () => this.stopAll());
+        return this.act('Stopped.', () => this.inTurn(() => this.stopAll()));
     }
 
     private async stopAll(): Promise<void> {
@@ -470,6 +480,12 @@ export class PlaybackActions {
         if (this.model.mode === PageMode.Local) return 'the file';
         const channel = this.model.mode === PageMode.ByName ? this.model.playing?.channel : this.model.windows[window]?.chosen;
         return `channel ${(channel ?? 0) + 1}`;
+    }
+
+    private inTurn<T>(work: () => Promise<T>): Promise<T> {
+        const mine = this.turn.then(work);
+        this.turn = mine.catch(() => undefined);
+        return mine;
     }
 
     /** `failed` stands in for the general failure code, which says nothing about what was tried. */

@@ -12,8 +12,11 @@ export type DayState =
     /** The device gives no list. */
     | { kind: 'none' };
 
-/** A list of the present day grows. */
-const FRESH_MS = 20000;
+/** A list of the present day grows; whatever zone the device is in, that is a day beside this computer's at most. */
+const GROWS_MS = 20000;
+const PRESENT_MS = 2 * 86400 * 1000;
+/** A device that gave none may have been busy. */
+const NONE_MS = 300000;
 /** A device may have to look through its disks. */
 const TIMEOUT_MS = 30000;
 
@@ -42,7 +45,7 @@ export class RecordingList extends Emitter<{ changed: void }> {
     /** What is known now; asks when nothing is, or when it may be out of date. */
     day(channel: number, date: DateText): DayState {
         const entry = this.entries.get(`${channel} ${date}`);
-        if (!entry || Date.now() - entry.askedAt > FRESH_MS) void this.load(channel, date);
+        if (!entry || isStale(entry, date)) void this.load(channel, date);
         return entry?.state ?? (this.base === null ? { kind: 'none' } : { kind: 'loading' });
     }
 
@@ -76,6 +79,12 @@ export class RecordingList extends Emitter<{ changed: void }> {
         if (!isObject(answer) || !Array.isArray(answer.days)) return null;
         return answer.days.filter((day): day is string => typeof day === 'string' && isDate(day)).sort();
     }
+}
+
+function isStale({ state, askedAt }: Entry, date: DateText): boolean {
+    const age = Date.now() - askedAt;
+    if (state.kind === 'none') return age > NONE_MS;
+    return age > GROWS_MS && Math.abs(Date.parse(`${date}T12:00:00Z`) - Date.now()) < PRESENT_MS;
 }
 
 /** Null for whatever is no JSON: a device's own web pages answer any address. */
