@@ -1,7 +1,7 @@
 // The recording LumoDecode: every call goes to the conversation runner, which scripts its result. Strict about what a
 // correct caller never does, tolerant of what this program is known to do: input on any port in any state, sound and
 // snapshots on a port that is closed, opening port 320 while open, registering a draw callback before opening,
-// playing a file port without a file.
+// closing a file port without a file, playing and pausing a port of the playback page that did not open.
 #include "Wire.h"
 #include "decode/LumoDecode.h"
 
@@ -64,6 +64,12 @@ bool filePort(int port)
     return port >= 128 && port <= 131;
 }
 
+/// A window of the playback page counts as started when its port did not open, and is commanded all the same.
+bool playbackPort(int port)
+{
+    return filePort(port) || (port >= 64 && port <= 67);
+}
+
 void requirePort(const char* name, int port)
 {
     require(port >= 0 && port < LUMODEC_PORTS, name, "no such port");
@@ -95,7 +101,7 @@ int plainCall(const char* name, int port, const Args& args)
 
 int playingCall(const char* name, int port, const Args& args)
 {
-    require(stateOf(name, port).playing, name, "the port is stopped");
+    require(stateOf(name, port).playing || playbackPort(port), name, "the port is stopped");
     return wire().call(name, args).result();
 }
 
@@ -130,14 +136,33 @@ std::string raiseOnPort(const std::string& kind, int port)
     return "0";
 }
 
+/// The last call of a conversion is that with current equal to total; there is none after it.
+std::string raiseConvert(long current, long total)
+{
+    LumoConvertCallback callback = nullptr;
+    intptr_t user = 0;
+    {
+        const std::lock_guard lock(lib().mutex);
+        callback = lib().convert;
+        user = lib().convertUser;
+        if (current == total) {
+            lib().convert = nullptr;
+        }
+    }
+    if (!callback) {
+        return "none";
+    }
+    callback(current, total, user);
+    return "0";
+}
+
 std::string raise(const std::string& kind, const Fields& f)
 {
     if (kind == "draw" || kind == "fileend") {
         return raiseOnPort(kind, std::atoi(f.at("port").c_str()));
     }
-    if (kind == "convert" && lib().convert) {
-        lib().convert(std::atol(f.at("current").c_str()), std::atol(f.at("total").c_str()), lib().convertUser);
-        return "0";
+    if (kind == "convert") {
+        return raiseConvert(std::atol(f.at("current").c_str()), std::atol(f.at("total").c_str()));
     }
     return "none";
 }
@@ -155,7 +180,7 @@ int LUMODEC_OpenFile(int nPort, const char* szPath)
 int LUMODEC_CloseFile(int nPort)
 {
     const char* name = "LUMODEC_CloseFile";
-    require(stateOf(name, nPort).file, name, "the port has no file");
+    require(stateOf(name, nPort).file || filePort(nPort), name, "the port has no file");
     return answer(name, nPort, Args().number(nPort), [nPort](Port& p, auto& lock) {
         waitIdle(lock, nPort);
         p = Port();
@@ -166,7 +191,7 @@ int LUMODEC_Play(int nPort, LumoWindow hWnd)
 {
     const char* name = "LUMODEC_Play";
     const Port state = stateOf(name, nPort);
-    require(state.open || state.file || filePort(nPort), name, "the port is not open");
+    require(state.open || state.file || playbackPort(nPort), name, "the port is not open");
     require(hWnd != 0, name, "no window");
     return answer(name, nPort, Args().number(nPort).number(static_cast<long long>(hWnd)),
                   [](Port& p, auto&) { p.playing = true; });
@@ -374,12 +399,15 @@ int LUMODEC_ConvertFile(const char* szSource, const char* szTarget, int nType, L
                         intptr_t nUser)
 {
     const char* name = "LUMODEC_ConvertFile";
-    require(szSource && szTarget && fnPosition, name, "null argument");
-    const Answer a = wire().call(name, Args().text(szSource).text(szTarget).number(nType));
-    const std::lock_guard lock(lib().mutex);
-    lib().convert = fnPosition;
-    lib().convertUser = nUser;
-    return a.result();
+    require(szSource && *szSource && szTarget && *szTarget && fnPosition, name, "no path or no callback");
+    require(nType == LUMODEC_RECORD_AVI, name, "unknown type");
+    // Known from the moment that the script answers, for it may raise the callback at once.
+    const auto remember = [=](const Answer& a) {
+        const std::lock_guard lock(lib().mutex);
+        lib().convert = a.result() > 0 ? fnPosition : nullptr;
+        lib().convertUser = nUser;
+    };
+    return wire().call(name, Args().text(szSource).text(szTarget).number(nType), remember).result();
 }
 
 int LUMODEC_SetOriginalMode(int nPort, int nRegion, const int32_t* pFlag)

@@ -20,6 +20,9 @@ using fakes::Fields;
 
 enum class Kind { Plain, V2, Playback, Download };
 
+/// The program keeps the decoder's success where it keeps a playback's handle, and may pass that on.
+constexpr int kLocalPlay = 1;
+
 /// A stream, playback or download that is open.
 struct Stream {
     Kind kind = Kind::Plain;
@@ -69,13 +72,13 @@ void require(bool fact, const std::string& name, const char* why)
 }
 
 /// Every call but LUMONET_Init needs the library initialised.
-Answer call(const char* name, const Args& args, bool first = false)
+Answer call(const char* name, const Args& args, bool first = false, fakes::Wire::OnAnswer onAnswer = {})
 {
     {
         const std::lock_guard lock(lib().mutex);
         require(first || lib().initialised, name, "called before LUMONET_Init");
     }
-    const Answer answer = wire().call(name, args);
+    const Answer answer = wire().call(name, args, std::move(onAnswer));
     if (answer.fields.count("error")) {
         t_lastError = answer.number("error");
     }
@@ -160,16 +163,38 @@ Stream* findStream(const char* name, int handle)
     return &it->second;
 }
 
+/// Opens a playback or download, known from the moment that the script answers its handle.
+int openRecorded(const char* name, const Args& args, const Stream& stream)
+{
+    return call(name, args, false, [&](const Answer& a) { openStream(name, a, stream); }).result();
+}
+
+template <size_t N> void requireEnded(const char* name, const char (&field)[N])
+{
+    require(strnlen(field, N) < N, name, "a text without its end");
+}
+
+void requireFile(const char* name, const RecordFileInfo* info)
+{
+    require(info != nullptr, name, "no record");
+    requireEnded(name, info->szFileName);
+    require(allZero(info->reserved0, sizeof info->reserved0) && allZero(info->reserved1, sizeof info->reserved1) &&
+                info->stBegin.nUnused1 == 0 && info->stBegin.nUnused2 == 0 && info->stEnd.nUnused1 == 0 &&
+                info->stEnd.nUnused2 == 0,
+            name, "reserved bytes not zero");
+}
+
 /// Stops a handle once: a second stop of the same handle is a fault, a handle of 0 or below is not.
-int stop(const char* name, int handle, const Answer& a)
+int stop(const char* name, int handle, Kind expected, const Answer& a)
 {
     if (handle <= 0 || a.result() == 0) {
         return a.result();
     }
     std::unique_lock lock(lib().mutex);
     const Stream* stream = findStream(name, handle);
-    require(stream->kind == Kind::Playback || stream->kind == Kind::Download || (!stream->plain && !stream->v2), name,
-            "stopped while its data callback is still registered");
+    const bool recorded = stream->kind == Kind::Playback || stream->kind == Kind::Download;
+    require(recorded || (!stream->plain && !stream->v2), name, "stopped while its data callback is still registered");
+    require(stream->kind == expected || (!recorded && expected == Kind::Plain), name, "a handle of another kind");
     waitIdle(lock, handle);
     lib().streams.erase(handle);
     return a.result();
@@ -250,6 +275,28 @@ std::string raiseFrame(const Fields& f)
     return std::to_string(result);
 }
 
+/// Of a playback or download that is open.
+std::string raisePosition(const Fields& f)
+{
+    const int handle = std::atoi(f.at("handle").c_str());
+    Stream stream;
+    {
+        const std::lock_guard lock(lib().mutex);
+        const auto it = lib().streams.find(handle);
+        if (it == lib().streams.end() || !it->second.position) {
+            return "none";
+        }
+        stream = it->second;
+        lib().running = handle;
+    }
+    const int result = stream.position(handle, std::atol(f.at("total").c_str()), std::atol(f.at("current").c_str()),
+                                       stream.positionUser);
+    const std::lock_guard lock(lib().mutex);
+    lib().running = 0;
+    lib().idle.notify_all();
+    return std::to_string(result);
+}
+
 std::string raise(const std::string& kind, const Fields& fields)
 {
     if (kind == "disconnect") {
@@ -257,6 +304,9 @@ std::string raise(const std::string& kind, const Fields& fields)
     }
     if (kind == "frame") {
         return raiseFrame(fields);
+    }
+    if (kind == "position") {
+        return raisePosition(fields);
     }
     return "none";
 }
@@ -441,7 +491,7 @@ int LUMONET_DelRealDataCallBack_V2(int nRealHandle, LumoRealDataCallback_V2 fnDa
 int LUMONET_StopRealPlay(int nRealHandle, int nReserved)
 {
     const Answer a = call("LUMONET_StopRealPlay", Args().number(nRealHandle).number(nReserved));
-    return stop("LUMONET_StopRealPlay", nRealHandle, a);
+    return stop("LUMONET_StopRealPlay", nRealHandle, Kind::Plain, a);
 }
 
 int LUMONET_RequestChannelFrame(int nLoginID, int nChannel, int nStream)
@@ -455,54 +505,65 @@ int LUMONET_PlayBackByName(int nLoginID, const RecordFileInfo* pInfo, LumoPositi
                            LumoRealDataCallback fnData, intptr_t nUser)
 {
     const char* name = "LUMONET_PlayBackByName";
-    require(pInfo && fnPosition && fnData, name, "null argument");
-    return openStream(name, call(name, fileArgs(nLoginID, pInfo)),
-                      {Kind::Playback, nLoginID, fnData, nullptr, fnPosition, nUser, nUser});
+    requireFile(name, pInfo);
+    require(fnPosition && fnData, name, "no callback");
+    return openRecorded(name, fileArgs(nLoginID, pInfo),
+                        {Kind::Playback, nLoginID, fnData, nullptr, fnPosition, nUser, nUser});
 }
 
 int LUMONET_PlayBackByTimeEx(int nLoginID, const RecordTimeInfo* pInfo, LumoRealDataCallback fnData, intptr_t nDataUser,
                              LumoPositionCallback fnPosition, intptr_t nPositionUser)
 {
     const char* name = "LUMONET_PlayBackByTimeEx";
-    require(pInfo && fnPosition && fnData, name, "null argument");
+    require(pInfo != nullptr, name, "no record");
+    require(fnPosition && fnData, name, "no callback");
+    require(allZero(pInfo->reserved0, sizeof pInfo->reserved0) && allZero(pInfo->reserved1, sizeof pInfo->reserved1),
+            name, "reserved bytes not zero");
+    requireEnded(name, pInfo->szNamePart1);
+    requireEnded(name, pInfo->szNamePart2);
     Args args;
     args.number(nLoginID).number(pInfo->nChannel).number(pInfo->nFileType);
     times(args, &pInfo->stBegin.nYear, false);
     times(args, &pInfo->stEnd.nYear, false);
-    args.number(pInfo->nStreamType);
-    args.text(std::string_view(pInfo->szNamePart1, strnlen(pInfo->szNamePart1, sizeof pInfo->szNamePart1)));
-    args.text(std::string_view(pInfo->szNamePart2, strnlen(pInfo->szNamePart2, sizeof pInfo->szNamePart2)));
-    return openStream(name, call(name, args),
-                      {Kind::Playback, nLoginID, fnData, nullptr, fnPosition, nDataUser, nPositionUser});
+    args.number(pInfo->nStreamType).text(pInfo->szNamePart1).text(pInfo->szNamePart2);
+    return openRecorded(name, args, {Kind::Playback, nLoginID, fnData, nullptr, fnPosition, nDataUser, nPositionUser});
 }
 
 int LUMONET_PlayBackControl(int nPlayHandle, int nAction, int nValue, int nReserved)
 {
     const char* name = "LUMONET_PlayBackControl";
     require(nAction >= 0 && nAction <= 4, name, "unknown action");
+    const bool speed = nAction == 3 || nAction == 4;
+    require(!speed || (nValue >= 0 && nValue <= 4), name, "no such speed");
+    require(speed || nAction == 2 || nValue == 0, name, "an action without a value has one");
+    if (nPlayHandle != kLocalPlay) {
+        const std::lock_guard lock(lib().mutex);
+        require(findStream(name, nPlayHandle)->kind == Kind::Playback, name, "no playback");
+    }
     return call(name, Args().number(nPlayHandle).number(nAction).number(nValue).number(nReserved)).result();
 }
 
 int LUMONET_StopPlayBack(int nPlayHandle)
 {
     const Answer a = call("LUMONET_StopPlayBack", Args().number(nPlayHandle));
-    return nPlayHandle == 1 ? a.result() : stop("LUMONET_StopPlayBack", nPlayHandle, a);
+    return nPlayHandle == kLocalPlay ? a.result() : stop("LUMONET_StopPlayBack", nPlayHandle, Kind::Playback, a);
 }
 
 int LUMONET_StartFileDownload(int nLoginID, const RecordFileInfo* pInfo, const char* szPath,
                               LumoPositionCallback fnPosition, intptr_t nUser, int nReserved)
 {
     const char* name = "LUMONET_StartFileDownload";
-    require(pInfo && szPath && fnPosition, name, "null argument");
+    requireFile(name, pInfo);
+    require(szPath && *szPath && fnPosition, name, "no path or no callback");
     Args args = fileArgs(nLoginID, pInfo);
     args.text(szPath).number(nReserved);
-    return openStream(name, call(name, args), {Kind::Download, nLoginID, nullptr, nullptr, fnPosition, nUser, nUser});
+    return openRecorded(name, args, {Kind::Download, nLoginID, nullptr, nullptr, fnPosition, nUser, nUser});
 }
 
 int LUMONET_StopFileDownload(int nDownloadHandle)
 {
     const Answer a = call("LUMONET_StopFileDownload", Args().number(nDownloadHandle));
-    return stop("LUMONET_StopFileDownload", nDownloadHandle, a);
+    return stop("LUMONET_StopFileDownload", nDownloadHandle, Kind::Download, a);
 }
 
 int LUMONET_QueryValue(int nHandle, const int32_t pQuery[3], int32_t* pAnswer, int nTimeoutMs)

@@ -158,6 +158,7 @@ struct Wire::State {
     std::condition_variable changed;
     unsigned long long nextCall = 1;
     std::map<unsigned long long, Answer> answers;
+    std::map<unsigned long long, OnAnswer> waiting;
     std::deque<std::string> raises;
 
     void send(std::string line)
@@ -191,14 +192,24 @@ void Wire::State::read()
 void Wire::State::onLine(std::string_view line)
 {
     const std::string verb = word(line);
-    const std::lock_guard lock(mutex);
     if (verb == "ret") {
         const auto id = std::strtoull(word(line).c_str(), nullptr, 10);
         Answer answer;
         answer.value = std::strtod(word(line).c_str(), nullptr);
         answer.fields = fieldsOf(line);
+        OnAnswer onAnswer;
+        {
+            const std::lock_guard lock(mutex);
+            onAnswer = std::move(waiting[id]);
+            waiting.erase(id);
+        }
+        if (onAnswer) {
+            onAnswer(answer);
+        }
+        const std::lock_guard lock(mutex);
         answers[id] = answer;
     } else if (verb == "raise") {
+        const std::lock_guard lock(mutex);
         raises.emplace_back(line);
     }
     changed.notify_all();
@@ -238,12 +249,13 @@ Wire::Wire(const char* library, Raise raise) : m_state(new State)
     std::thread([s = m_state] { s->runRaises(); }).detach();
 }
 
-Answer Wire::call(const char* name, const Args& args)
+Answer Wire::call(const char* name, const Args& args, OnAnswer onAnswer)
 {
     unsigned long long id = 0;
     {
         const std::lock_guard lock(m_state->mutex);
         id = m_state->nextCall++;
+        m_state->waiting[id] = std::move(onAnswer);
     }
     const size_t thread = std::hash<std::thread::id>()(std::this_thread::get_id());
     m_state->send("call " + std::to_string(id) + " " + std::to_string(thread) + " " + name + " " + args.json());

@@ -54,8 +54,11 @@ public:
     using Raise = std::function<std::string(const std::string& kind, const Fields&)>;
 
     Wire(const char* library, Raise raise);
+    /// Called when the answer has been read, before any later line of the runner is: a callback that the script raises
+    /// right after the answer finds what the call has made.
+    using OnAnswer = std::function<void(const Answer&)>;
     /// Tells the runner and waits for its answer. Any thread.
-    Answer call(const char* name, const Args& args);
+    Answer call(const char* name, const Args& args, OnAnswer onAnswer = {});
     /// The process did what a correct caller never does: tells the runner why and aborts. Any thread.
     [[noreturn]] void fault(const std::string& why);
 

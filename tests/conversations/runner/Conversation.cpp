@@ -62,6 +62,7 @@ const QHash<QString, Conversation::Verb>& Conversation::verbs()
         {"returned", &Conversation::doReturned},
         {"allow", &Conversation::doAllow},
         {"forbid", &Conversation::doForbid},
+        {"ignore", &Conversation::doIgnore},
         {"log", &Conversation::doLog},
         {"nolog", &Conversation::doNoLog},
         {"debug", &Conversation::doDebug},
@@ -240,7 +241,17 @@ void Conversation::onMessage(const QByteArray& body)
     }
     Item item;
     item.message = document.object();
-    m_pending.push_back(item);
+    if (!isIgnored(item.message)) {
+        m_pending.push_back(item);
+    }
+}
+
+bool Conversation::isIgnored(const QJsonValue& message) const
+{
+    return std::any_of(m_ignored.begin(), m_ignored.end(), [&](const QJsonValue& pattern) {
+        Bindings scratch = m_bindings;
+        return mismatch(pattern, message, scratch).isEmpty();
+    });
 }
 
 void Conversation::onDone(quint64 id, const QString& result)

@@ -66,6 +66,7 @@ private:
     void onDone(quint64 id, const QString& result);
     void checkThread(const Call& call);
     bool answeredByRule(const Call& call);
+    bool isIgnored(const QJsonValue& message) const;
     bool argsFit(const QStringList& patterns, const Call& call, QString& why);
     void checkWindowArgument(const QString& pattern, const QJsonValue& value);
     Scripted scripted(const QString& rest, const QString& prefix) const;
@@ -96,6 +97,7 @@ private:
     void doReturned(const QString& rest);
     void doAllow(const QString& rest);
     void doForbid(const QString& rest);
+    void doIgnore(const QString& rest);
     // Verbs: log, files, screen
     void doLog(const QString& rest);
     void doNoLog(const QString& rest);
@@ -124,6 +126,7 @@ private:
     QStringList m_arguments;
     std::deque<Item> m_pending;
     QVector<Allowed> m_allowed;
+    QVector<QJsonValue> m_ignored;    // messages that may come at any time
     QHash<quint64, QString> m_raises; // id, expected result
     quint64 m_nextRaise = 1;
     quint64 m_mainThread = 0, m_hubThread = 0;

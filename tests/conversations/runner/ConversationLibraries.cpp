@@ -77,6 +77,7 @@ void Conversation::raise(const QString& library, const QString& kind, const QJso
 
 /// frame HANDLE TYPE WxH "data" [-> RESULT]   TYPE: I, P, audio, other or a number; the data go in as they are
 /// disconnect LOGIN "address" PORT            RESULT "none": nobody is registered
+/// position HANDLE TOTAL CURRENT              of a playback or download
 void Conversation::doNetRaise(const QString& rest)
 {
     const QStringList words = splitWords(rest);
@@ -86,6 +87,10 @@ void Conversation::doNetRaise(const QString& rest)
     if (words[0] == "disconnect") {
         const QJsonObject fields{{"login", words.value(1)}, {"ip", text(2)}, {"port", words.value(3)}};
         return raise("LumoNet", "disconnect", fields, result.isEmpty() ? "0" : result);
+    }
+    if (words[0] == "position") {
+        const QJsonObject fields{{"handle", words.value(1)}, {"total", words.value(2)}, {"current", words.value(3)}};
+        return raise("LumoNet", "position", fields, result.isEmpty() ? "1" : result);
     }
     if (words[0] != "frame") {
         throw Failure{"unknown callback " + words[0]};
@@ -100,12 +105,17 @@ void Conversation::doNetRaise(const QString& rest)
     raise("LumoNet", "frame", fields, result.isEmpty() ? "1" : result);
 }
 
-/// draw PORT | fileend PORT
+/// draw PORT | fileend PORT | convert CURRENT TOTAL
 void Conversation::doDecRaise(const QString& rest)
 {
     const QStringList words = splitWords(rest);
     const int arrow = words.indexOf("->");
-    raise("LumoDecode", words[0], {{"port", words.value(1)}}, arrow < 0 ? "0" : words.value(arrow + 1));
+    const QString result = arrow < 0 ? QString("0") : words.value(arrow + 1);
+    if (words[0] == "convert") {
+        raise("LumoDecode", words[0], {{"current", words.value(1)}, {"total", words.value(2)}}, result);
+    } else {
+        raise("LumoDecode", words[0], {{"port", words.value(1)}}, result);
+    }
 }
 
 /// All callbacks raised so far have returned.
@@ -119,6 +129,12 @@ void Conversation::doAllow(const QString& rest)
 {
     const Scripted s = scripted(rest, "LUMO");
     m_allowed.prepend({s.name, s.args, s.value, s.fields});
+}
+
+/// ignore JSON: such messages may come at any time.
+void Conversation::doIgnore(const QString& rest)
+{
+    m_ignored.append(parsePattern(rest, m_bindings));
 }
 
 void Conversation::doForbid(const QString& rest)

@@ -122,8 +122,9 @@ void Conversation::doExit(const QString& rest)
 void Conversation::doSilence(const QString& rest)
 {
     const int number = ++m_barriers;
-    const int type = rest == "gui" ? 11 : 99;
-    const QJsonObject request{{"MainType", type}, {"SubType", 0}, {"MsgID", QString("silence %1").arg(number)}};
+    const bool gui = rest == "gui"; // asks for the current channel, which changes nothing on any page
+    const QJsonObject request{
+        {"MainType", gui ? 4 : 99}, {"SubType", gui ? 7 : 0}, {"MsgID", QString("silence %1").arg(number)}};
     const QByteArray text = QJsonDocument(request).toJson(QJsonDocument::Compact);
     m_host.sendFrame(text);
     waitFor("the program to read the frame", [this] { return m_host.drained(); });
