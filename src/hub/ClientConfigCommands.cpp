@@ -71,22 +71,29 @@ void CPluginManage::readClientConfig(const Json::Value& request)
 /// Replies when the dialog's program ends; the hub is free meanwhile. No reply if it cannot be started.
 void CPluginManage::startPicker(const Json::Value& request, int nMode)
 {
-    auto* pProcess = new QProcess(this);
     Json::Value reply = replyTo(request);
+    runPicker({QString::number(nMode), "0"}, [this, reply](bool bOk, const QByteArray& output) mutable {
+        reply["nRet"] = kRetFailure; // spelled so in these replies
+        if (bOk) {
+            reply["Path"] = output.toStdString();
+            reply["nRet"] = kRetSuccess;
+        }
+        sendWebSocketMsg(toText(reply), true);
+    });
+}
+
+void CPluginManage::runPicker(const QStringList& arguments, PickerEnd fnEnd)
+{
+    auto* pProcess = new QProcess(this);
     connect(pProcess, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
-            [this, pProcess, reply](int nExitCode, QProcess::ExitStatus status) mutable {
-                reply["nRet"] = kRetFailure; // spelled so in these replies
-                if (nExitCode == 0 && status == QProcess::NormalExit) {
-                    reply["Path"] = pProcess->readAllStandardOutput().toStdString();
-                    reply["nRet"] = kRetSuccess;
-                }
+            [pProcess, fnEnd](int nExitCode, QProcess::ExitStatus status) {
+                fnEnd(nExitCode == 0 && status == QProcess::NormalExit, pProcess->readAllStandardOutput());
                 pProcess->deleteLater();
-                sendWebSocketMsg(toText(reply), true);
             });
     connect(pProcess, &QProcess::errorOccurred, pProcess, [pProcess](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart)
             pProcess->deleteLater();
     });
     const QString strProgram = platform::joinPath(platform::applicationDir(), "Browse" + platform::executableSuffix());
-    pProcess->start(strProgram, {QString::number(nMode), "0"}, QIODevice::ReadWrite);
+    pProcess->start(strProgram, arguments, QIODevice::ReadWrite);
 }

@@ -12,9 +12,11 @@ enum ERet {
     kRetDeviceRefused = 122, // the device refused the stream
     kRetNoBrowser = 1003,
     kRetChannelCount = 1008,
+    kRetNoDownload = 1009, // the first download could not start
     kRetCloud = 1012,
     kRetFailure = 1016,
-    kRetUnknown = 1019
+    kRetUnknown = 1019,
+    kRetNothingDone = 1019 // the request named nothing to do
 };
 
 /// Msg, SubMsg and MsgID, copied from the request as they are.

@@ -35,6 +35,13 @@ CPluginManage::CPluginManage(QString wndHandle, int sessionId, QObject* parent)
     g_mainThreadId = QThread::currentThreadId();
     g_instance = this;
     std::memset(&m_login, 0, sizeof m_login);
+    for (int i = 0; i < kPlaybackWnds; ++i) {
+        playbackContexts[i].Owner = this;
+        playbackContexts[i].Wnd = i;
+    }
+    downloadContext.Owner = this;
+    downloadContext.State = 1;
+    downloadContext.Kind = kKindDownload;
 
     if (!g_mainThreadObject) {
         g_mainThreadObject = new MainThreadObject;
@@ -52,6 +59,8 @@ CPluginManage::CPluginManage(QString wndHandle, int sessionId, QObject* parent)
     moveToThread(pThread);
     pThread->start(QThread::InheritPriority);
 }
+
+CPluginManage::~CPluginManage() = default;
 
 CPluginManage* CPluginManage::instance()
 {

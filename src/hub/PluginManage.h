@@ -10,20 +10,29 @@
 #include "device/LoginContext.h"
 #include "device/LumoNet.h"
 #include "hub/Json.h"
+#include "hub/PlaybackState.h"
 
+#include <QByteArray>
+#include <QMap>
 #include <QObject>
 #include <QString>
 
+#include <array>
 #include <functional>
+#include <optional>
 #include <type_traits>
+#include <vector>
 
 class MainThreadObject;
+struct DownloadRequest;
+struct PlaybackRequest;
 
 class CPluginManage : public QObject
 {
     Q_OBJECT
 public:
     CPluginManage(QString wndHandle, int sessionId, QObject* parent);
+    ~CPluginManage() override;
 
     /// The one hub; for library callbacks that carry a channel where others carry an object.
     static CPluginManage* instance();
@@ -46,6 +55,10 @@ public slots:
     void onRecvWebsocketMsg(QString msg);
     void onDisconnect();
     void onCurWndChange(int nPage, int nWnd);
+
+protected:
+    // playback/PlaybackEvents.cpp
+    void timerEvent(QTimerEvent* pEvent) override;
 
 private:
     using Handler = void (CPluginManage::*)(const Json::Value& request);
@@ -75,6 +88,8 @@ private:
     void logoutDev();
     int loginAndBind(const struct SLoginRequest& login, quint64 hBrowse, quint64 hClient);
     void rememberView();
+    void rememberChannel(int nChannel);
+    void stopPlaybacks();
     static void DisconnectFunction(long loginId, char* ip, long port, void* user);
 
     // hub/ClientConfigCommands.cpp
@@ -82,6 +97,9 @@ private:
     void saveClientConfig(const Json::Value& request);
     void readClientConfig(const Json::Value& request);
     void startPicker(const Json::Value& request, int nMode);
+    /// bOk: it ended by itself with exit code 0. hub thread; never called if the program cannot be started.
+    using PickerEnd = std::function<void(bool bOk, const QByteArray& output)>;
+    void runPicker(const QStringList& arguments, PickerEnd fnEnd);
 
     // surface/PositionCommands.cpp
     void onMainMsgPosition(const Json::Value& request);
@@ -90,6 +108,19 @@ private:
 
     // live/SplitCommands.cpp
     void onMainMsgSplit(const Json::Value& request);
+
+    // live/PageCommands.cpp
+    void onMainMsgPageSwitch(const Json::Value& request);
+    void leavePlayback();
+    void leaveLiveView();
+    void restoreLiveView();
+    int restoreChannel(int nChannel, int nStream);
+
+    // live/PictureCommands.cpp
+    void onMainMsgPicture(const Json::Value& request);
+    int pictureOf(int nChannel);
+    int pictureOfStream(int nChannel);
+    static int PictureDataCallBack(long lRealHandle, long nDataType, uint8_t* pData, long nSize, intptr_t nUser);
 
     // live/PreviewCommands.cpp and live/PreviewStartCommands.cpp, the latter for starts and stops
     void onMainMsgPreview(const Json::Value& request);
@@ -121,6 +152,66 @@ private:
     int currentLiveChannel();
     static int RealDataCallBack_V2(long lRealHandle, const LumoFrame* pFrame, intptr_t nUser);
 
+    // playback/PlaybackCommands.cpp, playback/PlaybackStartCommands.cpp for starts and stops,
+    // playback/PlaybackControlCommands.cpp for speed, pause, step and seek
+    void onMainMsgPlayback(const Json::Value& request);
+    void onPlaybackLocalFile(const Json::Value& request);
+    void onPlaybackStart(const Json::Value& request);
+    void onPlaybackStop(const Json::Value& request);
+    void onPlaybackMode(const Json::Value& request);
+    void onPlaybackControl(const Json::Value& request);
+    void onPlaybackCapture(const Json::Value& request);
+    void onPlaybackSound(const Json::Value& request);
+    void onPlaybackZoom(const Json::Value& request);
+    void onPlaybackClip(const Json::Value& request);
+    void onPlaybackStatus(const Json::Value& request);
+    int PlayFileByIndex(int nIndex);
+    int playListByTime(Json::Value& reply);
+    bool startRecorded(const PlaybackRequest& file, int nType, int& nHandle);
+    int beginOnDevice(const PlaybackRequest& file, int nType);
+    void stopByCommand(int nWnd);
+    void stopPlaybackWnd(int nWnd);
+    void endPlayback(int nWnd);
+    void playPickedFile(const QByteArray& output, Json::Value& reply);
+    bool openLocalFile(int nWnd, const QString& strFile);
+    bool controlPlayback(int nWnd, int nCmd, int nParam);
+    bool changePlayState(int nWnd, int nState, bool bTellDevice);
+    bool seekPlayback(int nWnd, int nPermille);
+    int playbackHandle(int nWnd) const;
+    int wndOfChannel(int nChannel);
+
+    // playback/PlaybackEvents.cpp
+    void sendPlaybackWnd(int nWnd);
+    void sendPosition(int nWnd, std::optional<float> pos); // none: not told
+    void onPositionTimer();
+    void onPlaybackEndTimer();
+    void onPlayProgress(long lHandle, long nTotal, long nCurrent, int nKind, int nWnd);
+    void onLocalFileEnd(int nWnd);
+    void EndPlaybackBuf(int nWnd);
+    void sendPlaybackEnd(int nWnd);
+    void startPositionTimer();
+    void stopTimer(int& nTimerId);
+    void KillPosTimerIfIdle();
+    static int PlayDataCallBack(long lPlayHandle, long nDataType, uint8_t* pData, long nSize, intptr_t nUser);
+    static int PlayPosCallBack(long lHandle, long nTotal, long nCurrent, intptr_t nUser);
+    static void LocalFileEndCallBack(int nPort, intptr_t nUser);
+
+    // playback/DownloadCommands.cpp and playback/ConversionCommands.cpp
+    void onDownloadStart(const Json::Value& request);
+    void onDownloadStop(const Json::Value& request);
+    int StartNextDownload();
+    int downloadListDone(const QByteArray& downPath, int nRecordType);
+    QByteArray placeOfDownload(const DownloadRequest& file, const QString& strFolder, int nRecordType);
+    void onDownloadProgress(long nTotal, long nCurrent, int nKind);
+    void sendDownloadPos(int nPos);
+    void sendDownloadDone(const char* szDownPath);
+    void stopDownload();
+    void clearPicture();
+    void onConvertNextFile();
+    bool convertStep();
+    void deleteConverted();
+    static void ConvertFilePosCallback(long nCurrent, long nTotal, intptr_t nUser);
+
     static bool isChannel(int nChannel) { return nChannel >= 0 && nChannel < 64; }
 
     /// What the last key frame said of a channel's picture; 0 when unknown.
@@ -140,4 +231,24 @@ private:
     LoginContext m_login;
     int lastLoginError = 0;
     SWindowVideo windowVideo[64];
+
+    // Playback. hub thread only, except what PlayWndInfo says of itself.
+    std::array<PlayWndInfo, kPlaybackWnds> playbackContexts;
+    int playbackMode = kPlayLocal;
+    std::vector<PlaybackRequest> m_pPlayFiles; // by name: one after the other
+    int m_nPlayIndex = 0;
+    int positionTimerId = 0;    // 0: none
+    int playbackEndTimerId = 0; // 0: none; runs while what is buffered plays out
+
+    // Download and conversion. hub thread only, likewise.
+    PlayWndInfo downloadContext;
+    QString downloadTempFile; // the picture last shown, deleted at logout
+    int m_nDownloadKind = kKindDownload;
+    int m_nDownloadFileType = 0;
+    std::vector<DownloadRequest> m_pDownloadFiles;
+    int m_nDownloadIndex = 0;
+    QMap<int, QString> m_mapConvertFiles; // path by index in the list
+    int m_nCurConvertFileNum = 0;         // handed to the converter so far
+    int m_nTotalConvertFileNum = 0;
+    bool m_bCancelDownload = false;
 };

@@ -9,13 +9,16 @@ CPluginManage::Handler CPluginManage::handlerOf(int nMainType)
     };
     static constexpr SCommandRow kCommands[] = {
         // MainType  handler                                        stands in
+        {  2, &CPluginManage::onMainMsgPageSwitch        },      // live/PageCommands.cpp
         {  3, &CPluginManage::onMainMsgSplit             },      // live/SplitCommands.cpp
         {  4, &CPluginManage::onMainMsgPreview           },      // live/PreviewCommands.cpp
+        {  5, &CPluginManage::onMainMsgPlayback          },      // playback/PlaybackCommands.cpp
         {  8, &CPluginManage::onMainMsgLogin             },      // hub/SessionCommands.cpp
         {  9, &CPluginManage::onMainMsgLogout            },      // hub/SessionCommands.cpp
         { 11, &CPluginManage::onMainMsgSelectPlaybackWnd },      // surface/PositionCommands.cpp
         { 12, &CPluginManage::onMainMsgPosition          },      // surface/PositionCommands.cpp
         { 18, &CPluginManage::onMainMsgClientConfig      },      // hub/ClientConfigCommands.cpp
+        { 19, &CPluginManage::onMainMsgPicture           },      // live/PictureCommands.cpp
         { 28, &CPluginManage::onMainMsgLoginAgain        },      // hub/SessionCommands.cpp
         { 29, &CPluginManage::onMainMsgScaleStep         },      // surface/PositionCommands.cpp
     };

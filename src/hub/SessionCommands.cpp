@@ -6,6 +6,8 @@
 #include "shell/LightWeightLog.h"
 #include "surface/PlayWidget.h"
 
+#include <QFile>
+
 #include <cstring>
 
 namespace
@@ -126,6 +128,7 @@ int CPluginManage::loginAndBind(const SLoginRequest& login, quint64 hBrowse, qui
         connect(pWidget, &PlayWidget::changePTZELectPage, this, &CPluginManage::onChangePTZELectPage,
                 Qt::ConnectionType(Qt::AutoConnection | Qt::UniqueConnection));
     });
+    downloadTempFile.clear();
     return kRetSuccess;
 }
 
@@ -142,6 +145,14 @@ int CPluginManage::loginDev()
     return nRet;
 }
 
+/// All windows, whatever they play.
+void CPluginManage::stopPlaybacks()
+{
+    for (int i = 0; i < kPlaybackWnds; ++i)
+        if (m_login.playbackHandles[i] > 0)
+            endPlayback(i);
+}
+
 void CPluginManage::logoutDev()
 {
     static const char* const szTag = "CPluginManage::logoutDev";
@@ -155,7 +166,13 @@ void CPluginManage::logoutDev()
         m_login.previewHandles[i] = 0;
     }
     writeLog(szTag, "stop preview end");
+    stopPlaybacks();
     writeLog(szTag, "PlaybackStop end");
+    m_bCancelDownload = true;
+    if (m_login.downloadHandle != 0) {
+        m_mapConvertFiles.clear();
+        stopDownload();
+    }
     if (m_login.loginId > 0) {
         pConnect->DisconnectDevice(m_login.loginId);
         m_login.loginId = 0;
@@ -169,8 +186,15 @@ void CPluginManage::onMainMsgLogout(const Json::Value&)
     emit returnToMainThreadAsyncSig([] { PlayWidget::Instance()->onWidgetStatuChange(1, PluginRegion()); });
     writeLog(szTag, QString("logout nSessionID=%1").arg(sessionId));
     writeLog(szTag, "killTimer");
+    stopTimer(positionTimerId);
+    stopTimer(playbackEndTimerId);
     logoutDev();
     writeLog(szTag, "release data begin");
+    if (!downloadTempFile.isEmpty() && QFile::exists(downloadTempFile))
+        QFile::remove(downloadTempFile);
+    downloadTempFile.clear();
+    m_pPlayFiles.clear();
+    m_pDownloadFiles.clear();
     writeLog(szTag, "release data end");
     returnToMainThreadSync([] { PlayWidget::ReleaseInstance(); });
 }
@@ -180,18 +204,19 @@ void CPluginManage::onDisconnect()
     onMainMsgLogout(Json::Value());
 }
 
-/// Keeps which cell each running channel stood in, and its stream, for the page's return to the live view.
+/// GUI thread. Keeps which cell a running channel stands in, and its stream, for the page's return to the live view.
+void CPluginManage::rememberChannel(int nChannel)
+{
+    PlayWidget* pWidget = PlayWidget::Instance();
+    m_login.channelWnd[nChannel] = char(pWidget->FindWndByChannel(0, nChannel));
+    m_login.channelWasPlaying[nChannel] = char(1 | pWidget->GetStreamType(nChannel) * 2);
+}
+
 void CPluginManage::rememberView()
 {
-    for (int i = 0; i < 64; ++i) {
-        if (m_login.previewHandles[i] <= 0)
-            continue;
-        returnToMainThreadSync([&] {
-            PlayWidget* pWidget = PlayWidget::Instance();
-            m_login.channelWnd[i] = char(pWidget->FindWndByChannel(0, i));
-            m_login.channelWasPlaying[i] = char(1 | pWidget->GetStreamType(i) * 2);
-        });
-    }
+    for (int i = 0; i < 64; ++i)
+        if (m_login.previewHandles[i] > 0)
+            returnToMainThreadSync([=, this] { rememberChannel(i); });
 }
 
 void CPluginManage::onMainMsgLoginAgain(const Json::Value& request)

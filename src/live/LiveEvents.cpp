@@ -86,6 +86,8 @@ void CPluginManage::sendChannelState(int nChannel, int nCurChannel)
 
 void CPluginManage::onCurWndChange(int nPage, int nWnd)
 {
+    if (nPage == kPlaybackPage)
+        sendPlaybackWnd(nWnd);
     if (nPage != kLivePage)
         return;
     int nChannel = -1;
