@@ -1,0 +1,91 @@
+#include "Choice.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSettings>
+#include <QTextCodec>
+
+namespace lumo::picker
+{
+namespace
+{
+
+const char* const kAnyFile = "All files (*)";
+
+struct Mode {
+    bool folder;
+    const char* title;
+    const char* filter;                          // of files; null: any file
+    std::initializer_list<const char*> settings; // keys of the folders to begin in, the best one first
+};
+
+const Mode kModes[] = {
+    {true, "Folder for recordings", nullptr, {"Path/RecPath"}},
+    {true, "Folder for snapshots", nullptr, {"Path/CapPath"}},
+    {true, "Folder for downloads", nullptr, {"Path/DownPath"}},
+    {false,
+     "Open a recording",
+     "Recordings (*.h265x *.avi *.mp4 *.mkv *.mov *.mpg *.mpeg *.ps *.ts *.264 *.265)",
+     {"Path/DownPath", "Path/RecPath"}},
+    {false, "Choose a firmware file", "Firmware (*.bin *.img *.pak *.zip)", {}},
+    {false, "Choose a file", nullptr, {}},
+};
+
+/// The folder itself or the nearest one above it that exists; empty when there is none.
+QString existing(const QString& folder)
+{
+    for (QString path = QDir::cleanPath(folder); !folder.isEmpty();) {
+        const QFileInfo info(path);
+        if (info.isDir()) {
+            return info.isRoot() ? QString() : info.absoluteFilePath();
+        }
+        if (info.isRoot() || info.path() == path || info.isRelative()) {
+            break;
+        }
+        path = info.path();
+    }
+    return {};
+}
+
+QString startFolder(const Mode& mode, const QString& settingsFile)
+{
+    QSettings settings(settingsFile, QSettings::IniFormat);
+    QTextCodec* codec = QTextCodec::codecForName("System");
+    settings.setIniCodec(codec ? codec : QTextCodec::codecForLocale());
+    for (const char* key : mode.settings) {
+        const QString wanted = settings.value(key).toString();
+        // A folder that exists is better than the parent of one that does not.
+        if (QFileInfo(wanted).isDir()) {
+            return wanted;
+        }
+    }
+    for (const char* key : mode.settings) {
+        const QString near = existing(settings.value(key).toString());
+        if (!near.isEmpty()) {
+            return near;
+        }
+    }
+    return QDir::homePath();
+}
+
+} // namespace
+
+std::optional<Choice> choiceOf(const QString& mode, const QString& settingsFile)
+{
+    bool isNumber = false;
+    const unsigned index = mode.toUInt(&isNumber);
+    if (!isNumber || index >= std::size(kModes)) {
+        return std::nullopt;
+    }
+    const Mode& wanted = kModes[index];
+    Choice choice{wanted.folder, wanted.title, {}, startFolder(wanted, settingsFile)};
+    if (!wanted.folder) {
+        if (wanted.filter) {
+            choice.filters << wanted.filter;
+        }
+        choice.filters << kAnyFile;
+    }
+    return choice;
+}
+
+} // namespace lumo::picker
