@@ -24,6 +24,7 @@ QString pick(const Choice& choice)
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
     dialog.setFileMode(choice.folder ? QFileDialog::Directory : QFileDialog::ExistingFile);
     dialog.setOption(QFileDialog::ShowDirsOnly, choice.folder);
+    dialog.setOption(QFileDialog::HideNameFilterDetails);
     if (choice.folder) {
         dialog.setLabelText(QFileDialog::Accept, QFileDialog::tr("Choose"));
     } else {

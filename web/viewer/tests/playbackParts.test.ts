@@ -5,7 +5,7 @@ import { DownloadJob, type DownloadList } from '../src/playback/downloadJob.ts';
 import { goOn, keep, type KeptWindow } from '../src/playback/keeper.ts';
 import { PlaybackModel } from '../src/playback/playbackModel.ts';
 import { baseOf, RecordingList } from '../src/playback/recordingList.ts';
-import { blockAt, mergeBlocks, narrowName, nextRecorded, piecesOf, readDay } from '../src/playback/recordings.ts';
+import { blockAt, mergeBlocks, nextRecorded, piecesOf, readDay } from '../src/playback/recordings.ts';
 import { thousandthsFor } from '../src/playback/seek.ts';
 import { pan, placeOf, reveal, secondAt, ticks, WHOLE_DAY, zoomTo } from '../src/playback/timeScale.ts';
 
@@ -76,16 +76,10 @@ describe('what was recorded', () => {
 
     it('of a range is the part of each file that lies in it', () => {
         expect(piecesOf(day, at('10:20:00'), at('10:40:00'))).toEqual([
-            { name: name('092000', '093000'), begin: '2026-11-20 10:20:00', end: '2026-11-20 10:30:00', length: 1200 },
-            { name: name('093000', '094000'), begin: '2026-11-20 10:30:00', end: '2026-11-20 10:40:00', length: 600 },
+            { name: name('090000', '093000'), begin: '2026-11-20 10:20:00', end: '2026-11-20 10:30:00', length: 1200 },
+            { name: name('093000', '100000'), begin: '2026-11-20 10:30:00', end: '2026-11-20 10:40:00', length: 600 },
         ]);
         expect(piecesOf(day, at('11:00:00'), at('12:00:00'))).toEqual([]);
-    });
-
-    it('keeps the name of a whole file, and one that tells no times', () => {
-        const file = day.files[0] as (typeof day.files)[number];
-        expect(narrowName(file, file.begin, file.end)).toBe(file.name);
-        expect(narrowName({ ...file, name: 'NVR_0001.dat' }, file.begin + 60, file.end)).toBe('NVR_0001.dat');
     });
 });
 

@@ -82,12 +82,12 @@ export function piecesOf(day: RecordedDay, from: number, to: number): FileSpan[]
     return day.files.filter(({ begin, end }) => begin < to && end > from).map((file) => pieceOf(day.date, file, from, to));
 }
 
-/** A whole file, or the part of it within a range. */
+/** A whole file, or the part of it within a range: its name stays, the times tell the part. */
 export function pieceOf(date: DateText, file: RecordedFile, from = file.begin, to = file.end): FileSpan {
     const begin = Math.max(file.begin, from);
     const end = Math.min(file.end, to);
     const share = (end - begin) / (file.end - file.begin);
-    return { name: narrowName(file, begin, end), begin: fullText(date, begin), end: fullText(date, end), length: Math.round(file.length * share) };
+    return { name: file.name, begin: fullText(date, begin), end: fullText(date, end), length: Math.round(file.length * share) };
 }
 
 /** A file may reach into the days beside its own. */
@@ -98,19 +98,6 @@ function fullText(date: DateText, seconds: number): string {
 export function pictureSpan(date: DateText, picture: RecordedPicture): FileSpan {
     const at = timeText(date, picture.at);
     return { name: picture.name, begin: at, end: at, length: picture.length };
-}
-
-/** A name that ends in the times of its file says which part of the recording is meant: a part of it gets its own. */
-export function narrowName({ name, begin, end }: RecordedFile, from: number, to: number): string {
-    if (from === begin && to === end) return name;
-    return name.replace(/(\d{8}T\d{6})Z-(\d{8}T\d{6})Z(?=\.[^./]*$)/, (_all, first: string, last: string) =>
-        `${shiftStamp(first, from - begin)}Z-${shiftStamp(last, to - end)}Z`);
-}
-
-/** "20261120T100000" */
-function shiftStamp(stamp: string, seconds: number): string {
-    const iso = stamp.replace(/^(\d{4})(\d\d)(\d\d)T(\d\d)(\d\d)(\d\d)$/, '$1-$2-$3T$4:$5:$6Z');
-    return new Date(Date.parse(iso) + seconds * 1000).toISOString().slice(0, 19).replace(/[-:]/g, '');
 }
 
 export function isObject(value: unknown): value is Record<string, unknown> {
