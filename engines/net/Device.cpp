@@ -25,7 +25,7 @@ std::unique_ptr<OnvifClient> Device::newClient(const Timings& timings) const
 {
     auto client = std::make_unique<OnvifClient>(m_peer, timings, m_cancel);
     client->setSkew(m_clock->get().skewMs);
-    client->setMediaPath(m_mediaPath);
+    client->setPaths(m_paths);
     return client;
 }
 
@@ -55,7 +55,7 @@ int Device::loginOnvif(OnvifPeer peer, bool udp, NetDeviceInfo& info)
         return error;
     if (const int error = client->readChannels(m_channels))
         return error;
-    m_mediaPath = client->mediaPath();
+    m_paths = client->paths();
     m_serial = told.serial;
     m_asking = std::move(client);
     copyText(info.szSoftwareVersion, told.firmware);
@@ -130,6 +130,103 @@ void Device::forgetSource(int channel, int stream)
 {
     std::lock_guard lock(m_sourceMutex);
     m_sources.erase({channel, stream});
+}
+
+/// A device says which channel a recording is of by the token of its video source, or of a profile; one that says
+/// nothing of use has its recordings in the order of its channels.
+const OnvifRecording* Device::recordingOf(int channel, int64_t utcMs) const
+{
+    const OnvifChannel& wanted = m_channels[size_t(channel)];
+    const OnvifRecording* best = nullptr;
+    bool anyNamed = false;
+    for (const auto& r : m_recordings) {
+        const bool named =
+            r.source == wanted.source || r.source == wanted.profiles[0] || r.source == wanted.profiles[1];
+        anyNamed = anyNamed || std::any_of(m_channels.begin(), m_channels.end(), [&](const OnvifChannel& c) {
+                       return r.source == c.source || r.source == c.profiles[0] || r.source == c.profiles[1];
+                   });
+        const bool holds = utcMs >= r.earliestMs && utcMs <= r.latestMs;
+        if (named && (!best || holds))
+            best = &r;
+    }
+    if (!best && !anyNamed && size_t(channel) < m_recordings.size() && m_recordings.size() == m_channels.size())
+        best = &m_recordings[size_t(channel)];
+    return best;
+}
+
+int Device::findReplay(int channel, const std::string& token, int64_t utcMs, StreamSource& source)
+{
+    if (channel < 0 || channel >= channels())
+        return LUMONET_ERR_ARGUMENT;
+    if (m_plain || m_paths.replay.empty())
+        return LUMONET_ERR_UNSUPPORTED;
+    std::lock_guard lock(m_sourceMutex);
+    if (canceled())
+        return LUMONET_ERR_TIMEOUT;
+    std::string recording = token;
+    if (recording.empty()) {
+        const OnvifRecording* found = recordingOf(channel, utcMs);
+        if (!found || utcMs > found->latestMs) { // asked before, and more was recorded since
+            if (const int error = m_asking->findRecordings(m_recordings))
+                return error;
+            found = recordingOf(channel, utcMs);
+        }
+        if (!found)
+            return LUMONET_ERR_REFUSED;
+        recording = found->token;
+    }
+    if (const auto known = m_replays.find(recording); known != m_replays.end()) {
+        source = known->second;
+        return 0;
+    }
+    std::string uri;
+    if (const int error = m_asking->readReplayUri(recording, uri))
+        return error;
+    adoptUri(uri, source);
+    source.udp = false; // what is replayed must arrive whole
+    if (!source.url.valid)
+        return LUMONET_ERR_REFUSED;
+    m_replays[recording] = source;
+    return 0;
+}
+
+int Device::findPicture(int channel, int stream, const std::string& query, std::string& url)
+{
+    if (channel < 0 || channel >= channels())
+        return LUMONET_ERR_ARGUMENT;
+    if (m_plain)
+        return LUMONET_ERR_UNSUPPORTED;
+    const std::string& profile = m_channels[size_t(channel)].profiles[stream == 1 ? 1 : 0];
+    std::string uri;
+    {
+        std::lock_guard lock(m_sourceMutex);
+        if (const int error = canceled() ? LUMONET_ERR_TIMEOUT : m_asking->readSnapshotUri(profile, uri))
+            return error;
+    }
+    url = "http://" + bracketed(m_host) + ":" + std::to_string(m_port) + pathOf(uri);
+    if (!query.empty())
+        url += (url.find('?') == std::string::npos ? "?" : "&") + query;
+    return 0;
+}
+
+int Device::fetchPicture(const std::string& url, std::shared_ptr<const std::atomic<bool>> cancel,
+                         std::string& jpeg) const
+{
+    HttpClient http(m_timings.connectMs, m_timings.requestMs, std::move(cancel));
+    std::vector<std::string> headers;
+    if (m_peer.token.empty())
+        http.setCredentials(m_peer.user, m_peer.password);
+    else
+        headers.push_back("X-Lumo-Token: " + m_peer.token);
+    const HttpReply reply = http.get(url, headers);
+    if (reply.error != 0)
+        return reply.error;
+    if (reply.status == 401)
+        return LUMONET_ERR_PASSWORD;
+    if (reply.status != 200 || !reply.body.starts_with("\xFF\xD8"))
+        return LUMONET_ERR_REFUSED;
+    jpeg = reply.body;
+    return 0;
 }
 
 void Device::requestKeyFrame(int channel, int stream)

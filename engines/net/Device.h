@@ -35,6 +35,13 @@ public:
     void forgetSource(int channel, int stream);
 
     bool canRequestKeyFrame() const { return isOnvif() && !m_noKeyFrameCall; }
+    /// Where a recording is played from. token: of a recording; empty: the one of the channel that has that time.
+    int findReplay(int channel, const std::string& token, int64_t utcMs, StreamSource& source);
+    /// Where the device hands out a still of a channel. query: what shall stand behind the address, or nothing.
+    int findPicture(int channel, int stream, const std::string& query, std::string& url);
+    /// Fetches it; until cancel at most.
+    int fetchPicture(const std::string& url, std::shared_ptr<const std::atomic<bool>> cancel, std::string& jpeg) const;
+
     /// Asks for a key frame; on the worker's thread.
     void requestKeyFrame(int channel, int stream);
 
@@ -59,6 +66,7 @@ private:
     };
     std::unique_ptr<OnvifClient> newClient(const Timings& timings) const;
     void adoptUri(const std::string& uri, StreamSource& source) const;
+    const OnvifRecording* recordingOf(int channel, int64_t utcMs) const;
 
     IoLoop& m_loop;
     const Timings m_timings;
@@ -72,7 +80,7 @@ private:
     OnvifPeer m_peer;
     std::string m_host, m_serial;
     int m_port = 0;
-    std::string m_mediaPath;
+    OnvifClient::Paths m_paths;
     std::vector<OnvifChannel> m_channels;
     Address m_address; // of m_host, any port
     StreamSource m_plainSource;
@@ -80,6 +88,8 @@ private:
     std::mutex m_sourceMutex; // held while the device is asked: one question at a time
     std::unique_ptr<OnvifClient> m_asking;
     std::map<std::pair<int, int>, StreamSource> m_sources;
+    std::vector<OnvifRecording> m_recordings;      // m_sourceMutex, as all of these
+    std::map<std::string, StreamSource> m_replays; // by recording token
     std::mutex m_keyFrameMutex;
     std::unique_ptr<OnvifClient> m_keyFrameAsking;
     std::unique_ptr<OnvifClient> m_watching; // the watchdog's thread only

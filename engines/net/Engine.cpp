@@ -190,11 +190,13 @@ int Engine::logout(int handle)
     }
     device->cancel();
     closeStreams(handle);
+    closeTransfers(handle);
     {
         std::lock_guard lock(m_mutex);
         m_logins.erase(handle);
     }
-    closeStreams(handle); // one that was being opened meanwhile
+    closeStreams(handle); // those that were being opened meanwhile
+    closeTransfers(handle);
     std::lock_guard quiet(m_disconnectMutex);
     return 0;
 }
@@ -391,12 +393,18 @@ void Engine::declareLost(int handle, const std::shared_ptr<Device>& device)
 {
     device->setLost();
     std::vector<std::shared_ptr<LiveStream>> streams;
+    std::vector<std::shared_ptr<Transfer>> transfers;
     {
         std::lock_guard lock(m_mutex);
         for (const auto& [key, stream] : m_streams)
             if (stream.login == handle)
                 streams.push_back(stream.live);
+        for (const auto& [key, running] : m_transfers)
+            if (running.login == handle)
+                transfers.push_back(running.transfer);
     }
+    for (const auto& transfer : transfers)
+        transfer->cancelOpen(LUMONET_ERR_TIMEOUT);
     for (const auto& live : streams)
         live->cancelOpen(LUMONET_ERR_TIMEOUT);
     std::lock_guard quiet(m_disconnectMutex);

@@ -1,8 +1,9 @@
-// All that LumoNet holds: handles, logins, streams, and the three threads behind them.
+// All that LumoNet holds: handles, logins, streams, transfers, and the threads behind them.
 //
 //   I/O loop    all sockets of all streams; data callbacks
 //   watchdog    one cheap request per login and period; disconnect callbacks
 //   worker      requests that nobody waits for (key frames)
+// and one for each playback and download.
 //
 // Thread: every call from any. m_mutex guards the tables only and is never held while a device is asked or a
 // callback runs.
@@ -10,6 +11,7 @@
 
 #include "Device.h"
 #include "Discovery.h"
+#include "Playback.h"
 
 #include <condition_variable>
 #include <deque>
@@ -34,6 +36,10 @@ public:
               NetDeviceInfo& info);
     int loginByToken(const std::string& serial, const std::string& token, NetDeviceInfo& info);
     int realPlay(int login, const StreamOpenInfo& wanted);
+    int playBackByName(int login, const RecordFileInfo& info, const Playback::Callbacks& callbacks);
+    int playBackByTime(int login, const RecordTimeInfo& info, const Playback::Callbacks& callbacks);
+    int startDownload(int login, const RecordFileInfo& info, const std::string& path, LumoPositionCallback position,
+                      intptr_t user);
 
     // Each returns 0 or LUMONET_ERROR.
     int logout(int login);
@@ -45,6 +51,9 @@ public:
     int setCallbackV2(int stream, LumoRealDataCallback_V2 fn, intptr_t user);
     int removeCallback(int stream);
     int removeCallbackV2(int stream);
+    int controlPlayback(int playback, int action, int value);
+    int stopPlayback(int playback);
+    int stopDownload(int download);
 
 private:
     struct Login {
@@ -55,6 +64,10 @@ private:
     };
     struct Stream {
         std::shared_ptr<LiveStream> live;
+        int login = 0;
+    };
+    struct RunningTransfer {
+        std::shared_ptr<Transfer> transfer;
         int login = 0;
     };
     /// Handles of one kind: they count up, and come round without taking one that is in use.
@@ -70,6 +83,8 @@ private:
             return m_base + m_count;
         }
 
+        bool owns(int handle) const { return handle > m_base && handle <= m_base + 0xFFFF; }
+
     private:
         const int m_base;
         int m_count = 0;
@@ -80,6 +95,13 @@ private:
     std::shared_ptr<Device> deviceOf(int login, int& error);
     std::shared_ptr<LiveStream> streamOf(int stream);
     void closeStreams(int login);
+    int openTransfer(
+        int login, HandleRow& row,
+        const std::function<std::shared_ptr<Transfer>(int handle, const std::shared_ptr<Device>& device)>& make);
+    int findSpan(const std::shared_ptr<Device>& device, int channel, const std::string& recording, ReplaySpan& span);
+    int playBack(int login, ReplaySpan span, const Playback::Callbacks& callbacks);
+    int stopTransfer(int handle, const HandleRow& row);
+    void closeTransfers(int login);
     void watch();
     void check(int handle, const std::shared_ptr<Device>& device);
     void declareLost(int handle, const std::shared_ptr<Device>& device);
@@ -93,9 +115,10 @@ private:
     std::atomic<bool> m_stop{false};
 
     std::mutex m_mutex;
-    std::map<int, Login> m_logins;   // m_mutex
-    std::map<int, Stream> m_streams; // m_mutex
-    HandleRow m_loginHandles{0x10000}, m_streamHandles{0x20000};
+    std::map<int, Login> m_logins;              // m_mutex
+    std::map<int, Stream> m_streams;            // m_mutex
+    std::map<int, RunningTransfer> m_transfers; // m_mutex
+    HandleRow m_loginHandles{0x10000}, m_streamHandles{0x20000}, m_playbackHandles{0x30000}, m_downloadHandles{0x40000};
 
     std::recursive_mutex m_disconnectMutex; // held while the disconnect callback runs
     std::mutex m_waitMutex;

@@ -65,40 +65,54 @@ HttpClient::~HttpClient()
 HttpReply HttpClient::post(const std::string& url, const std::string& contentType, const std::string& body,
                            const std::vector<std::string>& headers)
 {
+    Request request{"POST", url, body, headers};
+    request.headers.push_back("Content-Type: " + contentType);
+    request.headers.push_back("Expect:");
+    return ask(request);
+}
+
+HttpReply HttpClient::get(const std::string& url, const std::vector<std::string>& headers)
+{
+    return ask({"GET", url, {}, headers});
+}
+
+HttpReply HttpClient::ask(const Request& request)
+{
     const bool answered = m_auth.active();
-    HttpReply reply = once(url, contentType, body, headers);
+    HttpReply reply = once(request);
     if (reply.error == 0 && reply.status == 401) {
         const Challenge offered = bestChallenge(reply.challenges);
         const bool stale = offered.stale && offered.nonce != m_auth.challenge().nonce;
         if ((!answered || stale) && offered.scheme == Challenge::Scheme::Digest &&
             m_auth.setChallenge(reply.challenges))
-            reply = once(url, contentType, body, headers);
+            reply = once(request);
     }
     return reply;
 }
 
-HttpReply HttpClient::once(const std::string& url, const std::string& contentType, const std::string& body,
-                           const std::vector<std::string>& headers)
+HttpReply HttpClient::once(const Request& request)
 {
     HttpReply reply;
     CURL* curl = m_curl;
-    curl_slist* list = curl_slist_append(nullptr, ("Content-Type: " + contentType).c_str());
-    list = curl_slist_append(list, "Expect:");
-    for (const auto& h : headers)
+    curl_easy_reset(curl);
+    curl_slist* list = nullptr;
+    for (const auto& h : request.headers)
         list = curl_slist_append(list, h.c_str());
     if (m_auth.active()) {
-        const size_t host = url.find("://");
-        const size_t path = url.find('/', host == std::string::npos ? 0 : host + 3);
-        const std::string uri = path == std::string::npos ? "/" : url.substr(path);
-        list = curl_slist_append(list, ("Authorization: " + m_auth.authorization("POST", uri)).c_str());
+        const size_t host = request.url.find("://");
+        const size_t path = request.url.find('/', host == std::string::npos ? 0 : host + 3);
+        const std::string uri = path == std::string::npos ? "/" : request.url.substr(path);
+        list = curl_slist_append(list, ("Authorization: " + m_auth.authorization(request.method, uri)).c_str());
     }
-    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
     curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(curl, CURLOPT_NOPROXY, "*"); // a device is never behind the browser's proxy
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, list);
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, long(body.size()));
+    if (std::string_view(request.method) == "POST") {
+        curl_easy_setopt(curl, CURLOPT_POSTFIELDS, request.body.c_str());
+        curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, long(request.body.size()));
+    }
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, long(m_connectMs));
     curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, long(m_requestMs));
     // Devices come with certificates that nobody signed; their users know them by address.

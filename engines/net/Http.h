@@ -31,11 +31,19 @@ public:
     HttpReply post(const std::string& url, const std::string& contentType, const std::string& body,
                    const std::vector<std::string>& headers);
 
-    static constexpr size_t kMaxReply = 4u << 20; // bytes
+    HttpReply get(const std::string& url, const std::vector<std::string>& headers);
+
+    static constexpr size_t kMaxReply = 16u << 20; // bytes
 
 private:
-    HttpReply once(const std::string& url, const std::string& contentType, const std::string& body,
-                   const std::vector<std::string>& headers);
+    struct Request {
+        const char* method;
+        const std::string& url;
+        std::string body;
+        std::vector<std::string> headers;
+    };
+    HttpReply ask(const Request& request);
+    HttpReply once(const Request& request);
 
     void* m_curl;
     int m_connectMs, m_requestMs;

@@ -206,36 +206,50 @@ int LUMONET_RequestChannelFrame(int nLoginID, int nChannel, int nStream)
     return withEngine([&](Engine& e) { return e.requestKeyFrame(nLoginID, nChannel, nStream); });
 }
 
-// Recorded streams are refused until replay is spoken here.
-
-int LUMONET_PlayBackByName(int, const RecordFileInfo*, LumoPositionCallback, LumoRealDataCallback, intptr_t)
+int LUMONET_PlayBackByName(int nLoginID, const RecordFileInfo* pInfo, LumoPositionCallback fnPosition,
+                           LumoRealDataCallback fnData, intptr_t nUser)
 {
-    return refuse(LUMONET_ERR_UNSUPPORTED);
+    const auto e = engine();
+    if (!e)
+        return refuse(LUMONET_ERR_NOT_LOGGED_IN);
+    const Playback::Callbacks callbacks{fnData, nUser, fnPosition, nUser};
+    return answerHandle(pInfo ? e->playBackByName(nLoginID, *pInfo, callbacks) : int(LUMONET_ERR_ARGUMENT), nullptr);
 }
 
-int LUMONET_PlayBackByTimeEx(int, const RecordTimeInfo*, LumoRealDataCallback, intptr_t, LumoPositionCallback, intptr_t)
+int LUMONET_PlayBackByTimeEx(int nLoginID, const RecordTimeInfo* pInfo, LumoRealDataCallback fnData, intptr_t nDataUser,
+                             LumoPositionCallback fnPosition, intptr_t nPositionUser)
 {
-    return refuse(LUMONET_ERR_UNSUPPORTED);
+    const auto e = engine();
+    if (!e)
+        return refuse(LUMONET_ERR_NOT_LOGGED_IN);
+    const Playback::Callbacks callbacks{fnData, nDataUser, fnPosition, nPositionUser};
+    return answerHandle(pInfo ? e->playBackByTime(nLoginID, *pInfo, callbacks) : int(LUMONET_ERR_ARGUMENT), nullptr);
 }
 
-int LUMONET_PlayBackControl(int, int, int, int)
+int LUMONET_PlayBackControl(int nPlayHandle, int nAction, int nValue, int)
 {
-    return refuse(LUMONET_ERR_UNSUPPORTED);
+    return withEngine([&](Engine& e) { return e.controlPlayback(nPlayHandle, nAction, nValue); });
 }
 
-int LUMONET_StopPlayBack(int)
+int LUMONET_StopPlayBack(int nPlayHandle)
 {
-    return refuse(LUMONET_ERR_UNSUPPORTED);
+    return withEngine([&](Engine& e) { return e.stopPlayback(nPlayHandle); });
 }
 
-int LUMONET_StartFileDownload(int, const RecordFileInfo*, const char*, LumoPositionCallback, intptr_t, int)
+int LUMONET_StartFileDownload(int nLoginID, const RecordFileInfo* pInfo, const char* szPath,
+                              LumoPositionCallback fnPosition, intptr_t nUser, int)
 {
-    return refuse(LUMONET_ERR_UNSUPPORTED);
+    const auto e = engine();
+    if (!e)
+        return refuse(LUMONET_ERR_NOT_LOGGED_IN);
+    if (!pInfo || !szPath || !*szPath)
+        return answerHandle(LUMONET_ERR_ARGUMENT, nullptr);
+    return answerHandle(e->startDownload(nLoginID, *pInfo, szPath, fnPosition, nUser), nullptr);
 }
 
-int LUMONET_StopFileDownload(int)
+int LUMONET_StopFileDownload(int nDownloadHandle)
 {
-    return refuse(LUMONET_ERR_UNSUPPORTED);
+    return withEngine([&](Engine& e) { return e.stopDownload(nDownloadHandle); });
 }
 
 int LUMONET_QueryValue(int, const int32_t*, int32_t*, int)

@@ -19,6 +19,8 @@ namespace
 
 constexpr const char* kDeviceNs = "http://www.onvif.org/ver10/device/wsdl";
 constexpr const char* kMediaNs = "http://www.onvif.org/ver10/media/wsdl";
+constexpr const char* kSearchNs = "http://www.onvif.org/ver10/search/wsdl";
+constexpr const char* kReplayNs = "http://www.onvif.org/ver10/replay/wsdl";
 constexpr const char* kSoapType = "application/soap+xml; charset=utf-8";
 
 std::string envelope(const std::string& header, const std::string& body)
@@ -178,6 +180,10 @@ bool parseClock(std::string_view text, int64_t nowMs, DeviceClock& clock)
         clock.knowsOffset =
             offsetOfZone(xml::text(xml::child(xml::child(root, "TimeZone"), "TZ")), summer, clock.offsetSec);
     }
+    // Its rules count where they fit what it shows now: devices tell zones that they do not keep.
+    const auto zone = PosixZone::parse(trim(xml::text(xml::child(xml::child(root, "TimeZone"), "TZ"))));
+    if (zone && clock.knowsOffset && zone->offsetAt(secondsOfUtc(utc)) == clock.offsetSec)
+        clock.zone = zone;
     return true;
 }
 
@@ -225,6 +231,50 @@ std::vector<OnvifChannel> parseChannels(std::string_view profilesXml, std::strin
         channels.push_back(std::move(c));
     }
     return channels;
+}
+
+bool parseIsoTime(std::string_view text, int64_t& ms)
+{
+    const std::string s(trim(text));
+    std::tm t{};
+    double second = 0;
+    int used = 0;
+    if (std::sscanf(s.c_str(), "%4d-%2d-%2dT%2d:%2d:%lf%n", &t.tm_year, &t.tm_mon, &t.tm_mday, &t.tm_hour, &t.tm_min,
+                    &second, &used) != 6 ||
+        !(second >= 0 && second < 61))
+        return false;
+    t.tm_year -= 1900;
+    t.tm_mon -= 1;
+    int hours = 0, minutes = 0;
+    char sign = 0;
+    if (std::sscanf(s.c_str() + used, "%c%2d:%2d", &sign, &hours, &minutes) != 3 || (sign != '+' && sign != '-'))
+        hours = minutes = 0;
+    const int64_t offset = (hours * 3600 + minutes * 60) * (sign == '-' ? -1 : 1);
+    const int64_t whole = secondsOfUtc(t);
+    ms = (whole - offset) * 1000 + int64_t(second * 1000 + 0.5);
+    return whole != 0;
+}
+
+std::vector<OnvifRecording> parseRecordings(std::string_view text, bool& completed)
+{
+    std::vector<OnvifRecording> found;
+    pugi::xml_document doc;
+    completed = true;
+    if (!xml::load(doc, text))
+        return found;
+    const std::string state(trim(xml::text(xml::find(doc, "SearchState"))));
+    completed = !sameText(state, "Queued") && !sameText(state, "Searching");
+    xml::each(doc, "RecordingInformation", [&](const pugi::xml_node& n) {
+        OnvifRecording r;
+        r.token = xml::text(xml::child(n, "RecordingToken"));
+        r.source = xml::text(xml::child(xml::child(n, "Source"), "SourceId"));
+        parseIsoTime(xml::text(xml::child(n, "EarliestRecording")), r.earliestMs);
+        if (!parseIsoTime(xml::text(xml::child(n, "LatestRecording")), r.latestMs))
+            r.latestMs = INT64_MAX; // it still records
+        if (!r.token.empty())
+            found.push_back(std::move(r));
+    });
+    return found;
 }
 
 bool findDate(std::string_view text, int& year, int& month, int& day)
@@ -314,13 +364,18 @@ int OnvifClient::readServices()
     if (error == 0 && xml::load(doc, reply)) {
         xml::each(doc, "Service", [&](const pugi::xml_node& service) {
             const std::string ns = xml::text(xml::child(service, "Namespace"));
+            const auto path = [&] { return pathOf(xml::text(xml::child(service, "XAddr"))); };
             if (ns == kMediaNs)
-                m_mediaPath = pathOf(xml::text(xml::child(service, "XAddr")));
+                m_paths.media = path();
+            else if (ns == kSearchNs)
+                m_paths.search = path();
+            else if (ns == kReplayNs)
+                m_paths.replay = path();
             m_knowsTokens = m_knowsTokens || ns == kTokenNamespace;
         });
     }
     // Devices from before GetServices tell the same in GetCapabilities.
-    return m_mediaPath.empty() ? readCapabilities() : 0;
+    return m_paths.media.empty() ? readCapabilities() : 0;
 }
 
 int OnvifClient::readCapabilities()
@@ -336,7 +391,13 @@ int OnvifClient::readCapabilities()
     const std::string address = xml::text(xml::child(xml::find(doc, "Media"), "XAddr"));
     if (address.empty())
         return LUMONET_ERR_UNSUPPORTED;
-    m_mediaPath = pathOf(address);
+    m_paths.media = pathOf(address);
+    const auto further = [&](const char* name) {
+        const std::string told = xml::text(xml::child(xml::find(doc, name), "XAddr"));
+        return told.empty() ? told : pathOf(told);
+    };
+    m_paths.search = further("Search");
+    m_paths.replay = further("Replay");
     return 0;
 }
 
@@ -378,10 +439,10 @@ int OnvifClient::readChannels(std::vector<OnvifChannel>& channels)
 {
     std::string profiles, sources;
     int error =
-        call(m_mediaPath, std::string(kMediaNs) + "/GetProfiles", request(kMediaNs, "GetProfiles"), true, profiles);
+        call(m_paths.media, std::string(kMediaNs) + "/GetProfiles", request(kMediaNs, "GetProfiles"), true, profiles);
     if (error != 0)
         return error;
-    error = call(m_mediaPath, std::string(kMediaNs) + "/GetVideoSources", request(kMediaNs, "GetVideoSources"), true,
+    error = call(m_paths.media, std::string(kMediaNs) + "/GetVideoSources", request(kMediaNs, "GetVideoSources"), true,
                  sources);
     if (error == LUMONET_ERR_TIMEOUT)
         return error;
@@ -397,7 +458,7 @@ int OnvifClient::readStreamUri(const std::string& profile, bool udp, std::string
         (udp ? "UDP" : "RTSP") + "</Protocol></Transport></StreamSetup>";
     std::string reply;
     const int error =
-        call(m_mediaPath, std::string(kMediaNs) + "/GetStreamUri",
+        call(m_paths.media, std::string(kMediaNs) + "/GetStreamUri",
              request(kMediaNs, "GetStreamUri", setup + "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
              true, reply);
     if (error != 0)
@@ -412,9 +473,73 @@ int OnvifClient::requestKeyFrame(const std::string& profile)
 {
     std::string reply;
     return call(
-        m_mediaPath, std::string(kMediaNs) + "/SetSynchronizationPoint",
+        m_paths.media, std::string(kMediaNs) + "/SetSynchronizationPoint",
         request(kMediaNs, "SetSynchronizationPoint", "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
         true, reply);
+}
+
+int OnvifClient::readSnapshotUri(const std::string& profile, std::string& uri)
+{
+    std::string reply;
+    const int error = call(
+        m_paths.media, std::string(kMediaNs) + "/GetSnapshotUri",
+        request(kMediaNs, "GetSnapshotUri", "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"), true, reply);
+    if (error != 0)
+        return error;
+    pugi::xml_document doc;
+    xml::load(doc, reply);
+    uri = std::string(trim(xml::text(xml::find(doc, "Uri"))));
+    return uri.empty() ? LUMONET_ERR_REFUSED : 0;
+}
+
+int OnvifClient::findRecordings(std::vector<OnvifRecording>& recordings)
+{
+    constexpr int kMaxRounds = 64;
+    if (m_paths.search.empty())
+        return LUMONET_ERR_UNSUPPORTED;
+    const auto ask = [this](const std::string& name, const std::string& inner, std::string& reply) {
+        return call(m_paths.search, std::string(kSearchNs) + "/" + name, request(kSearchNs, name, inner), true, reply);
+    };
+    std::string reply;
+    if (const int error = ask("FindRecordings", "<Scope/><KeepAliveTime>PT30S</KeepAliveTime>", reply))
+        return error;
+    pugi::xml_document doc;
+    xml::load(doc, reply);
+    const std::string token = xml::text(xml::find(doc, "SearchToken"));
+    const std::string search = "<SearchToken>" + xml::escaped(token) + "</SearchToken>";
+    if (token.empty())
+        return LUMONET_ERR_REFUSED;
+    recordings.clear();
+    bool completed = false;
+    int error = 0;
+    for (int round = 0; round < kMaxRounds && !completed && error == 0; ++round) {
+        error = ask("GetRecordingSearchResults", search + "<WaitTime>PT1S</WaitTime>", reply);
+        for (auto& found : error == 0 ? parseRecordings(reply, completed) : std::vector<OnvifRecording>())
+            recordings.push_back(std::move(found));
+    }
+    if (!completed && error != LUMONET_ERR_TIMEOUT)
+        ask("EndSearch", search, reply);
+    return error;
+}
+
+int OnvifClient::readReplayUri(const std::string& recording, std::string& uri)
+{
+    if (m_paths.replay.empty())
+        return LUMONET_ERR_UNSUPPORTED;
+    const std::string setup =
+        "<StreamSetup><Stream xmlns=\"http://www.onvif.org/ver10/schema\">RTP-Unicast</Stream>"
+        "<Transport xmlns=\"http://www.onvif.org/ver10/schema\"><Protocol>RTSP</Protocol></Transport></StreamSetup>";
+    std::string reply;
+    const int error = call(
+        m_paths.replay, std::string(kReplayNs) + "/GetReplayUri",
+        request(kReplayNs, "GetReplayUri", setup + "<RecordingToken>" + xml::escaped(recording) + "</RecordingToken>"),
+        true, reply);
+    if (error != 0)
+        return error;
+    pugi::xml_document doc;
+    xml::load(doc, reply);
+    uri = std::string(trim(xml::text(xml::find(doc, "Uri"))));
+    return uri.empty() ? LUMONET_ERR_REFUSED : 0;
 }
 
 } // namespace lumo::net

@@ -33,6 +33,12 @@ struct OnvifChannel {
     std::array<std::string, 2> profiles; // tokens: main, sub
 };
 
+/// One recording as the search told of it; times in the device's UTC, milliseconds.
+struct OnvifRecording {
+    std::string token, source; // source: often the token of the video source
+    int64_t earliestMs = 0, latestMs = 0;
+};
+
 inline constexpr const char* kTokenNamespace = "urn:lumo:token:1";
 
 class OnvifClient
@@ -52,8 +58,18 @@ public:
     int readStreamUri(const std::string& profile, bool udp, std::string& uri);
     int requestKeyFrame(const std::string& profile);
 
-    const std::string& mediaPath() const { return m_mediaPath; }
-    void setMediaPath(const std::string& path) { m_mediaPath = path; }
+    /// Where a still of what a profile shows now is.
+    int readSnapshotUri(const std::string& profile, std::string& uri);
+    /// All recordings, by the device's search.
+    int findRecordings(std::vector<OnvifRecording>& recordings);
+    int readReplayUri(const std::string& recording, std::string& uri);
+
+    /// The services' paths; empty where the device has none.
+    struct Paths {
+        std::string media, search, replay;
+    };
+    const Paths& paths() const { return m_paths; }
+    void setPaths(const Paths& paths) { m_paths = paths; }
 
 private:
     int call(const std::string& path, const std::string& action, const std::string& body, bool withUser,
@@ -65,7 +81,7 @@ private:
     OnvifPeer m_peer;
     HttpClient m_http;
     int64_t m_skewMs = 0;
-    std::string m_mediaPath;
+    Paths m_paths;
     bool m_knowsTokens = false;
 };
 
@@ -76,6 +92,9 @@ std::string usernameToken(const std::string& user, const std::string& password, 
                           const std::string& created);
 /// "2026-01-31T12:00:00Z"
 std::string isoTime(int64_t msSince1970);
+/// Milliseconds since 1970 of an XML dateTime; a time without a zone is taken for UTC.
+bool parseIsoTime(std::string_view text, int64_t& ms);
+std::vector<OnvifRecording> parseRecordings(std::string_view xml, bool& completed);
 /// What a SOAP fault means in LUMONET_ERROR; 0 when the text is no fault. REFUSED for what is no XML.
 int errorOfFault(std::string_view xml);
 /// Path and query of an address.

@@ -11,6 +11,8 @@ uint32_t get32(const uint8_t* p)
 }
 
 constexpr int kRestartAfter = 4;
+constexpr uint16_t kReplayExtension = 0xABAC;
+constexpr int64_t kNtpOf1970 = 2208988800; // seconds
 
 } // namespace
 
@@ -19,10 +21,14 @@ std::optional<RtpPacket> parseRtp(const uint8_t* data, size_t size)
     if (size < 12 || data[0] >> 6 != 2)
         return std::nullopt;
     size_t at = 12 + 4u * (data[0] & 15);
+    RtpPacket p;
     if (data[0] & 0x10) {
         if (at + 4 > size)
             return std::nullopt;
-        at += 4 + 4 * (size_t(data[at + 2]) << 8 | data[at + 3]);
+        p.extensionId = uint16_t(data[at] << 8 | data[at + 1]);
+        p.extensionSize = 4 * (size_t(data[at + 2]) << 8 | data[at + 3]);
+        p.extension = data + at + 4;
+        at += 4 + p.extensionSize;
     }
     size_t padding = 0;
     if (data[0] & 0x20) {
@@ -32,7 +38,6 @@ std::optional<RtpPacket> parseRtp(const uint8_t* data, size_t size)
     }
     if (at + padding > size)
         return std::nullopt;
-    RtpPacket p;
     p.marker = (data[1] & 0x80) != 0;
     p.payloadType = data[1] & 0x7F;
     p.sequence = uint16_t(data[2] << 8 | data[3]);
@@ -41,6 +46,15 @@ std::optional<RtpPacket> parseRtp(const uint8_t* data, size_t size)
     p.payload = data + at;
     p.size = size - at - padding;
     return p;
+}
+
+std::optional<ReplayTime> replayTimeOf(const RtpPacket& p)
+{
+    if (p.extensionId != kReplayExtension || p.extensionSize < 8)
+        return std::nullopt;
+    const int64_t seconds = int64_t(get32(p.extension)) - kNtpOf1970;
+    const uint64_t fraction = get32(p.extension + 4);
+    return ReplayTime{seconds * 1000 + int64_t((fraction * 1000 + (1u << 31)) >> 32)};
 }
 
 bool hasRtcpBye(const uint8_t* data, size_t size)
@@ -123,6 +137,8 @@ void ReorderBuffer::push(const RtpPacket& packet, int64_t nowMs)
     const auto [slot, isNew] = m_held.try_emplace(uint16_t(packet.sequence - m_base), std::move(held));
     if (isNew)
         slot->second.packet.payload = slot->second.bytes.data();
+    slot->second.packet.extension = nullptr;
+    slot->second.packet.extensionSize = 0;
     while (m_held.size() > kMaxHeld)
         skipGap();
     expire(nowMs);

@@ -19,7 +19,16 @@ struct RtpPacket {
     bool marker = false;
     const uint8_t* payload = nullptr; // points into the packet that was parsed
     size_t size = 0;
+    uint16_t extensionId = 0; // of the header extension; its bytes are not kept by ReorderBuffer
+    const uint8_t* extension = nullptr;
+    size_t extensionSize = 0;
 };
+
+/// What ONVIF's replay extension says: the absolute time of the packet's frame.
+struct ReplayTime {
+    int64_t utcMs = 0; // the device's
+};
+std::optional<ReplayTime> replayTimeOf(const RtpPacket& packet);
 
 /// Empty when the bytes are no RTP packet.
 std::optional<RtpPacket> parseRtp(const uint8_t* data, size_t size);

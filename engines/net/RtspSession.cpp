@@ -86,8 +86,22 @@ void RtspSession::close()
         }
     }
     m_state = State::Closed;
-    m_due = -1;
+    m_due = m_controlDue = -1;
     closeSockets();
+}
+
+void RtspSession::control(const std::string& method, const std::string& headers, int64_t nowMs)
+{
+    m_controlDue = nowMs + m_options.timeoutMs;
+    m_loop.wakeBy(m_controlDue);
+    send(method, m_baseUrl, headers);
+}
+
+void RtspSession::setReading(bool on)
+{
+    m_reading = on;
+    if (m_socket.open() && m_state != State::Connecting && m_state != State::Closed)
+        m_loop.change(m_slot, m_reading, !m_outgoing.empty());
 }
 
 void RtspSession::closeSockets()
@@ -115,6 +129,10 @@ void RtspSession::fail(int error)
 
 void RtspSession::onTime(int64_t nowMs)
 {
+    if (m_controlDue >= 0 && nowMs >= m_controlDue) {
+        fail(LUMONET_ERR_TIMEOUT);
+        return;
+    }
     if (m_due < 0 || nowMs < m_due)
         return;
     if (m_state == State::Playing)
@@ -126,6 +144,8 @@ void RtspSession::onTime(int64_t nowMs)
 void RtspSession::sendKeepAlive(int64_t nowMs)
 {
     m_due = nowMs + m_keepAliveMs;
+    if (m_controlDue >= 0)
+        return; // that request keeps the session alive, too
     if (!m_outgoing.empty()) {
         fail(LUMONET_ERR_TIMEOUT); // the device has not read for half a session
         return;
@@ -160,7 +180,7 @@ void RtspSession::flush()
             break; // a dead connection shows itself in reading
         m_outgoing.erase(0, r.size);
     }
-    m_loop.change(m_slot, true, !m_outgoing.empty());
+    m_loop.change(m_slot, m_reading, !m_outgoing.empty());
 }
 
 void RtspSession::onIo(intptr_t handle, bool readable, bool writable, int64_t nowMs)
@@ -251,7 +271,10 @@ void RtspSession::takeData(const RtspItem& item, int64_t nowMs)
             return;
         }
         if (track.rtpChannel + 1 == item.channel && hasRtcpBye(item.data, item.size)) {
-            fail(LUMONET_ERR_TIMEOUT);
+            if (m_options.replay)
+                m_handler.onBye(track.media);
+            else
+                fail(LUMONET_ERR_TIMEOUT);
             return;
         }
     }
@@ -304,6 +327,11 @@ void RtspSession::takeMessage(const RtspMessage& message, int64_t nowMs)
     if (message.status == 401) {
         if (!authenticate(message))
             fail(LUMONET_ERR_PASSWORD);
+        return;
+    }
+    if (m_state == State::Playing && m_controlDue >= 0) {
+        m_controlDue = -1;
+        m_handler.onControlled(message.status);
         return;
     }
     if (m_state == State::Playing) { // the answer to a keep-alive
@@ -413,7 +441,7 @@ void RtspSession::sendSetup()
         track.rtpChannel = int(2 * m_setupAt);
         send("SETUP", track.url,
              "Transport: RTP/AVP/TCP;unicast;interleaved=" + std::to_string(track.rtpChannel) + "-" +
-                 std::to_string(track.rtpChannel + 1) + "\r\n");
+                 std::to_string(track.rtpChannel + 1) + "\r\n" + m_options.setupHeaders);
         return;
     }
     if (!openDatagramPorts(track)) {

@@ -31,6 +31,10 @@ public:
     virtual void onRtp(size_t mediaIndex, const uint8_t* data, size_t size, int64_t nowMs) = 0;
     /// Once; nothing comes after it. error: LUMONET_ERROR.
     virtual void onFailed(int error) = 0;
+    /// The answer to control(); an RTSP status.
+    virtual void onControlled(int status) {}
+    /// The device said goodbye on a media; only where RtspOptions::replay is set, elsewhere that is a failure.
+    virtual void onBye(size_t mediaIndex) {}
 };
 
 struct RtspOptions {
@@ -39,8 +43,9 @@ struct RtspOptions {
     Address address; // of url.host, resolved beforehand
     std::string user, password;
     bool udp = false;
-    int timeoutMs = 4000;    // to the goal
-    std::string playHeaders; // further lines of PLAY, each with its line end; a live PLAY has none
+    int timeoutMs = 4000;                  // to the goal, and of each control()
+    std::string setupHeaders, playHeaders; // further lines, each with its line end; a live PLAY has none
+    bool replay = false;
 };
 
 /// What an RTSP status means in LUMONET_ERROR.
@@ -55,7 +60,11 @@ public:
     void start(int64_t nowMs);
     /// Sends TEARDOWN when there is a session, waits for nothing. No handler call after it.
     void close();
-    int64_t due() const { return m_due; }
+    /// While playing, one at a time: sends PLAY or PAUSE with further lines, answered by onControlled.
+    void control(const std::string& method, const std::string& headers, int64_t nowMs);
+    /// False: what the device sends stays in the connection, and holds it back.
+    void setReading(bool on);
+    int64_t due() const { return m_controlDue >= 0 && (m_due < 0 || m_controlDue < m_due) ? m_controlDue : m_due; }
     void onTime(int64_t nowMs);
     void onIo(intptr_t handle, bool readable, bool writable, int64_t nowMs) override;
     bool closed() const { return m_state == State::Closed; }
@@ -115,7 +124,8 @@ private:
     size_t m_setupAt = 0;
     bool m_keepAliveByOptions = false;
     int64_t m_keepAliveMs = 30000;
-    int64_t m_due = -1;
+    int64_t m_due = -1, m_controlDue = -1;
+    bool m_reading = true;
 };
 
 } // namespace lumo::net

@@ -9,16 +9,21 @@ namespace lumo::net
 {
 
 struct Timings {
-    int connectMs = 3000;      // one TCP connection
-    int requestMs = 5000;      // one ONVIF request
-    int openMs = 5000;         // a stream from its first byte to the answer to PLAY
-    int silenceMs = 5000;      // a stream without data for so long is dead
-    int watchPeriodMs = 5000;  // between two questions whether the device is there
-    int watchRequestMs = 2000; // one such question
-    int watchFailures = 3;     // failures in a row that make a device lost
-    int discoveryMs = 2500;    // how long answers to a probe are waited for
-    int reorderMs = 80;        // how long a datagram is waited for that others have overtaken
-    int backlogMs = 2000;      // frames kept for a callback that is not set yet
+    int connectMs = 3000;        // one TCP connection
+    int requestMs = 5000;        // one ONVIF request
+    int openMs = 5000;           // a stream from its first byte to the answer to PLAY
+    int silenceMs = 5000;        // a stream without data for so long is dead
+    int watchPeriodMs = 5000;    // between two questions whether the device is there
+    int watchRequestMs = 2000;   // one such question
+    int watchFailures = 3;       // failures in a row that make a device lost
+    int discoveryMs = 2500;      // how long answers to a probe are waited for
+    int reorderMs = 80;          // how long a datagram is waited for that others have overtaken
+    int backlogMs = 2000;        // frames kept for a callback that is not set yet
+    int heldPauseMs = 10000;     // a queue full for so long makes the library pause a replay itself
+    int replayTries = 3;         // attempts to open a replay again that died, retryMs[0] apart
+    int replayEndMs = 500;       // silence after the last picture of a span that counts as its end
+    int handleReturnMs = 20;     // before the first callback, for the call to have returned its handle
+    int maxStallPauseMs = 20000; // between two blocks to a callback that is made to wait
     std::array<int, 3> retryMs = {1000, 5000, 10000};
     int busyTries = 5;      // further attempts at an opening that was answered with 503
     int busyRetryMs = 100;  // between them

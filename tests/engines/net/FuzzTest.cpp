@@ -5,6 +5,7 @@
 #include "Digest.h"
 #include "Discovery.h"
 #include "Onvif.h"
+#include "RecordedName.h"
 #include "RtspMessage.h"
 
 #include <gtest/gtest.h>
@@ -103,6 +104,41 @@ void fuzzDepacketizer(const std::string& sdp, const std::vector<Bytes>& seeds)
 }
 
 } // namespace
+
+TEST(Fuzz, NamesZonesAndTimesOfRecordings)
+{
+    fuzz({bytesOf("rec_0/VIDEO001/20250329T090000Z-20250329T091500Z.h265x"), bytesOf("rec_0/20250329T090000Z.jpg")},
+         [](const Bytes& b) {
+             const auto name = parseRecordedName(textOf(b));
+             EXPECT_TRUE(!name || (!name->recording.empty() && name->beginMs <= name->endMs));
+         });
+    fuzz({bytesOf("CET-1CEST,M3.5.0,M10.5.0/3"), bytesOf("<+0530>-5:30"), bytesOf("AAA0BBB-2,J60/0,J300/0")},
+         [](const Bytes& b) {
+             const auto zone = PosixZone::parse(textOf(b));
+             for (const int64_t at : {0LL, 1743238800LL, 4102444800LL})
+                 EXPECT_LE(zone ? std::abs(zone->offsetAt(at)) : 0, 27 * 3600);
+         });
+    fuzz({bytesOf("2025-03-29T09:00:00.5+01:00"), bytesOf("2025-03-29T09:00:00Z")}, [](const Bytes& b) {
+        int64_t ms = 0;
+        parseIsoTime(textOf(b), ms);
+    });
+}
+
+TEST(Fuzz, SearchResultsAndReplayPackets)
+{
+    fuzz({bytesOf("<e><SearchState>Searching</SearchState><RecordingInformation><RecordingToken>r</RecordingToken>"
+                  "<Source><SourceId>s</SourceId></Source><EarliestRecording>2025-03-29T09:00:00Z</EarliestRecording>"
+                  "</RecordingInformation></e>")},
+         [](const Bytes& b) {
+             bool completed = false;
+             for (const auto& r : parseRecordings(textOf(b), completed))
+                 EXPECT_FALSE(r.token.empty());
+         });
+    fuzz({hex("90e00001000000000000 1234abac0003eb920000800000008000000065888401")}, [](const Bytes& b) {
+        if (const auto packet = parseRtp(b.data(), b.size()))
+            replayTimeOf(*packet);
+    });
+}
 
 TEST(Fuzz, ParameterSets)
 {

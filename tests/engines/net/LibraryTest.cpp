@@ -73,7 +73,7 @@ TEST_F(Library, LastErrorIsPerThread)
     EXPECT_EQ(LUMONET_GetLastError(), LUMONET_ERR_NOT_LOGGED_IN);
     std::thread([] {
         EXPECT_EQ(LUMONET_GetLastError(), LUMONET_ERR_NONE);
-        EXPECT_EQ(LUMONET_StopPlayBack(1), 0);
+        EXPECT_EQ(LUMONET_QueryValue(1, nullptr, nullptr, 0), 0);
         EXPECT_EQ(LUMONET_GetLastError(), LUMONET_ERR_UNSUPPORTED);
     }).join();
     EXPECT_EQ(LUMONET_GetLastError(), LUMONET_ERR_NOT_LOGGED_IN);
@@ -109,20 +109,12 @@ TEST_F(Library, WhatIsNotSpokenYetIsUnsupported)
 {
     begin();
     const int l = login(peer.url());
-    RecordFileInfo file{};
-    RecordTimeInfo span{};
     const int32_t query[3] = {};
     int32_t value = 0;
     const auto unsupported = [](int result) {
         return result == 0 && LUMONET_GetLastError() == LUMONET_ERR_UNSUPPORTED;
     };
     EXPECT_TRUE(unsupported(LUMONET_OpenMessageChannel(l)));
-    EXPECT_TRUE(unsupported(LUMONET_PlayBackByName(l, &file, nullptr, nullptr, 0)));
-    EXPECT_TRUE(unsupported(LUMONET_PlayBackByTimeEx(l, &span, nullptr, 0, nullptr, 0)));
-    EXPECT_TRUE(unsupported(LUMONET_PlayBackControl(1, 0, 0, 0)));
-    EXPECT_TRUE(unsupported(LUMONET_StopPlayBack(1)));
-    EXPECT_TRUE(unsupported(LUMONET_StartFileDownload(l, &file, "/nowhere", nullptr, 0, 0)));
-    EXPECT_TRUE(unsupported(LUMONET_StopFileDownload(1)));
     EXPECT_TRUE(unsupported(LUMONET_QueryValue(l, query, &value, 10)));
 }
 
