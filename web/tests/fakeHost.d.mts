@@ -21,6 +21,7 @@ export interface FakePlayback {
     download: { files: AnyRequest[]; channel: number; index: number; converts: boolean } | null;
     picture: string | null;
     select(wnd: number): void;
+    drag(wnd: number): void;
     tick(seconds?: number): void;
     end(wnd: number): void;
     progress(pos: number): void;

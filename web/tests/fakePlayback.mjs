@@ -15,7 +15,7 @@ export class FakePlayback {
     /** `options`: those of the host. `config`: of the process. `send`: events. */
     constructor(options, config, send) {
         Object.assign(this, { options, config, send, mode: 0, selected: 0, files: [], index: 0, download: null, picture: null });
-        this.windows = Array.from({ length: 4 }, () => ({ channel: -1, playing: false, state: 1, zoom: false, record: false, begin: 0, end: 0, at: 0 }));
+        this.windows = Array.from({ length: 4 }, () => ({ channel: -1, playing: false, state: 1, zoom: false, armed: false, record: false, begin: 0, end: 0, at: 0 }));
         this.sound = -1;
     }
 
@@ -29,7 +29,7 @@ export class FakePlayback {
             case 40: return this.control(request, reply);
             case 41: return this.onWindow(request, reply, () => ({ CapPath: this.config.CapPath }), { CapPath: this.config.CapPath });
             case 42: return this.onWindow(request, reply, (window, wnd) => { this.sound = this.sound === wnd ? -1 : wnd; return { Audio: this.sound === wnd }; }, { Audio: false });
-            case 43: return this.onWindow(request, reply, () => { const w = this.windows[this.selected]; w.zoom = !w.zoom; return { Zoom: w.zoom }; });
+            case 43: return this.onWindow(request, reply, () => { const w = this.windows[this.selected]; w.zoom = w.armed = !w.armed; return { Zoom: w.zoom }; });
             case 44: return this.onWindow(request, reply, (window) => { window.record = !window.record; return { Record: window.record, RecPath: this.config.RecPath }; }, { Record: false, RecPath: this.config.RecPath });
             case 45: return this.status(request, reply);
             case 46: this.download = null; return reply({ Ret: 100 });
@@ -78,7 +78,7 @@ export class FakePlayback {
     }
 
     close(wnd) {
-        Object.assign(this.windows[wnd], { channel: -1, playing: false, state: 1, zoom: false, record: false });
+        Object.assign(this.windows[wnd], { channel: -1, playing: false, state: 1, zoom: false, armed: false, record: false });
         if (this.sound === wnd) this.sound = -1;
     }
 
@@ -156,7 +156,14 @@ export class FakePlayback {
     /** A click into a window of the surface. */
     select(wnd) {
         this.selected = wnd;
+        // A drag may begin with any press on a window that plays.
+        if (this.windows[wnd].playing) this.windows[wnd].armed = true;
         this.sendWindow();
+    }
+
+    /** The user draws a rectangle. */
+    drag(wnd) {
+        this.windows[wnd].armed = false;
     }
 
     sendWindow() {

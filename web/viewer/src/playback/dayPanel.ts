@@ -69,6 +69,8 @@ export class DayPanel {
         this.renderFile(!byTime);
         this.timeline.render({ rows: this.rows(), position: byTime ? model.position : null, range, selected: model.selected, enabled: live });
         setAttribute(this.element, 'data-mode', String(model.mode));
+        // As high as it ever gets: the pictures above stay where they are when a channel comes or goes.
+        this.timeline.element.style.setProperty('--rows', String(Math.min(model.windows.length, Math.max(1, this.session.model.channels.length))));
     }
 
     private positionText(): string {

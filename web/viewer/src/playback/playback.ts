@@ -453,8 +453,11 @@ export class PlaybackActions {
     }
 
     toggleZoom(): Promise<boolean> {
+        const wanted = !this.model.current.zoom;
         return this.onWindow(async (channel) => {
-            const { Zoom } = await this.client.playback.toggleZoom(channel);
+            // A plain click arms a window for a drag, and a drag disarms it: the first toggle may lead to what it is already.
+            let { Zoom } = await this.client.playback.toggleZoom(channel);
+            if (Zoom !== wanted) ({ Zoom } = await this.client.playback.toggleZoom(channel));
             this.model.current.zoom = Zoom;
             return Zoom ? 'Draw a rectangle in the picture to enlarge it.' : 'The whole picture again.';
         }, 'The picture cannot be enlarged now.');

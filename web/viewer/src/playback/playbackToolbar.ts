@@ -29,7 +29,7 @@ export class PlaybackToolbar {
     private readonly sound = tool('sound', null, 'play-sound', 'Sound (M)');
     private readonly snapshot = tool('camera', null, 'play-snapshot', 'Snapshot (S)');
     private readonly clip = tool('record', null, 'clip', 'Cut a clip (R)');
-    private readonly zoom = tool('zoom', null, 'zoom', 'Enlarge a part: draw a rectangle in the picture (Z)');
+    private readonly zoom = tool('zoom', null, 'zoom', 'Enlarge a part: draw a rectangle in the picture; a right click shows the whole again (Z)');
     private readonly full = tool('full', null, 'play-full-screen', 'Full screen (F)');
     private readonly panels: Record<'files' | 'settings', HTMLButtonElement> = {
         files: tool('download', 'Files', 'files-panel', 'Recordings of the day, and downloads (D)'),
