@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 
 namespace
 {
@@ -361,7 +362,10 @@ int CDecodeChannel::GetSeekSeconds(int nPermille) const
     if (!currentFrameTime(st))
         return 0;
     const qint64 nTotal = calendarSeconds(m_stEnd) - calendarSeconds(m_stBegin);
-    return nTotal < 0 ? 0 : int(nPermille / 1000.0 * double(nTotal));
+    if (nTotal < 0)
+        return 0;
+    constexpr double kLimit = std::numeric_limits<int>::max(); // a page may send any number
+    return int(std::clamp(nPermille / 1000.0 * double(nTotal), -kLimit, kLimit));
 }
 
 int CDecodeChannel::SetDrawCallback(DrawFunction fnDraw, int32_t nUser)

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <ctime>
+#include <limits>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -330,6 +331,15 @@ TEST_F(FrameTimeTest, NoFrameAStoppedPortOrABackwardRangeGiveZero)
     EXPECT_EQ(0, channel.GetSeekSeconds(500));
     stub.results["GetCurrentFrameTime"] = 0;
     EXPECT_EQ(0.f, channel.GetTimePos(1));
+}
+
+TEST_F(FrameTimeTest, SeekBeyondAllRangesIsTheLargestNumberOfSeconds)
+{
+    play();
+    channel.SetPlayTime("2026-01-15 10:00:00", "2026-12-31 23:59:59");
+    shown(10, 15, 0);
+    EXPECT_EQ(std::numeric_limits<int>::max(), channel.GetSeekSeconds(std::numeric_limits<int>::max()));
+    EXPECT_EQ(-std::numeric_limits<int>::max(), channel.GetSeekSeconds(std::numeric_limits<int>::min()));
 }
 
 TEST_F(FrameTimeTest, UnreadableTimesAreZeroAndAnEmptyRangeDividesByNothing)

@@ -63,6 +63,7 @@ const QHash<QString, Conversation::Verb>& Conversation::verbs()
         {"allow", &Conversation::doAllow},
         {"forbid", &Conversation::doForbid},
         {"ignore", &Conversation::doIgnore},
+        {"heed", &Conversation::doHeed},
         {"log", &Conversation::doLog},
         {"nolog", &Conversation::doNoLog},
         {"debug", &Conversation::doDebug},

@@ -98,6 +98,7 @@ private:
     void doAllow(const QString& rest);
     void doForbid(const QString& rest);
     void doIgnore(const QString& rest);
+    void doHeed(const QString& rest);
     // Verbs: log, files, screen
     void doLog(const QString& rest);
     void doNoLog(const QString& rest);

@@ -137,6 +137,12 @@ void Conversation::doIgnore(const QString& rest)
     m_ignored.append(parsePattern(rest, m_bindings));
 }
 
+/// heed: nothing is ignored any more.
+void Conversation::doHeed(const QString&)
+{
+    m_ignored.clear();
+}
+
 void Conversation::doForbid(const QString& rest)
 {
     for (int i = m_allowed.size() - 1; i >= 0; --i) {
