@@ -142,6 +142,23 @@ describe('files', () => {
         await told('Saved in /home/you/Downloads.');
     });
 
+    it('of another range are asked for by typing one time after the other', async () => {
+        const type = async (from: string, to: string) => {
+            for (const [name, text] of [['download-from', from], ['download-to', to]] as const) {
+                id<HTMLInputElement>(name).value = text;
+                id(name).dispatchEvent(new Event('change'));
+                await vi.waitFor(() => expect(id<HTMLInputElement>(name).value).toBe(text));
+            }
+        };
+        await type('10:05:00', '10:10:00');
+        await vi.waitFor(() => expect(id('download-start').disabled).toBe(false));
+        await type('10:20:00', '10:25:00'); // between the two the range ends before it begins
+        await vi.waitFor(() => expect(id('download-start').disabled).toBe(false));
+        click('download-start');
+        await told('The download has begun.');
+        expect(last(5, 39).FileInfo).toMatchObject([{ BeginTime: `${DATE} 10:20:00`, EndTime: `${DATE} 10:25:00` }]);
+    });
+
     it('keep the folders that were chosen meanwhile', async () => {
         await app.session.client.saveConfig({ RecPath: '/new/r', CapPath: '/new/c', DownPath: '/new/d', RecordType: 0 });
         id<HTMLSelectElement>('download-format').value = '2';

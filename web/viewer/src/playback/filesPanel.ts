@@ -45,7 +45,7 @@ export class FilesPanel {
             h('div', { class: 'pair' }, h('label', { class: 'field' }, h('span', {}, 'From'), this.from), h('label', { class: 'field' }, h('span', {}, 'To'), this.to)),
             h('label', { class: 'field' }, h('span', {}, 'Save as'), this.format), this.start);
         form.addEventListener('submit', (event) => (event.preventDefault(), void this.downloadRange()));
-        for (const input of [this.from, this.to]) input.addEventListener('change', () => this.onRange(this.typedRange()));
+        for (const input of [this.from, this.to]) input.addEventListener('change', () => this.onTyped());
         this.cancel.addEventListener('click', () => void this.job.stop().catch((error: unknown) => this.session.tell('error', messageOf(error))));
         this.element = h('section', { class: 'panel files-panel', 'aria-label': 'Files' },
             h('h2', {}, 'Download'), form, this.under,
@@ -80,6 +80,12 @@ export class FilesPanel {
         this.range = range;
         this.from.value = range ? clock(range.begin) : '';
         this.to.value = range ? clock(range.end) : '';
+    }
+
+    /** What is typed stands, also while the two times do not fit yet. */
+    private onTyped(): void {
+        this.range = this.typedRange();
+        this.onRange(this.range);
     }
 
     private typedRange(): Block | null {
