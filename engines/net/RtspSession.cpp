@@ -1,5 +1,6 @@
 #include "RtspSession.h"
 
+#include "Farewell.h"
 #include "Rtp.h"
 #include "Text.h"
 
@@ -80,10 +81,8 @@ void RtspSession::close()
         return;
     if (!m_sessionId.empty() && m_socket.open()) {
         send("TEARDOWN", m_baseUrl, {});
-        // Closing with unread data would reset the connection, and the device might never read the TEARDOWN.
-        auto& sink = m_loop.scratch();
-        for (int i = 0; i < 4 && m_socket.receive(sink.data(), sink.size()).state == Io::Done; ++i) {
-        }
+        m_loop.unwatch(m_slot);
+        Farewell::begin(m_loop, std::move(m_socket));
     }
     m_state = State::Closed;
     m_due = m_controlDue = -1;

@@ -54,6 +54,15 @@ protected:
         const auto found = std::find_if(frames.begin(), frames.end(), shown);
         return found == frames.end() ? -1 : found->number;
     }
+    static std::vector<SeenFrame> sinceLastJump(std::vector<SeenFrame> frames)
+    {
+        size_t begin = 0;
+        for (size_t i = 1; i < frames.size(); ++i)
+            if (frames[i].number != frames[i - 1].number + 1)
+                begin = i;
+        frames.erase(frames.begin(), frames.begin() + ptrdiff_t(begin));
+        return frames;
+    }
     static bool inOrder(const std::vector<SeenFrame>& frames)
     {
         for (size_t i = 1; i < frames.size(); ++i)

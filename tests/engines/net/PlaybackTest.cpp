@@ -102,17 +102,17 @@ TEST_F(PlaybackTest, SeekDeliversNothingOfTheOldPositionAnyMore)
     ASSERT_GT(h, 0);
     ASSERT_TRUE(viewer.waitForCount(5));
     ASSERT_EQ(LUMONET_PlayBackControl(h, 2, 7, 0), 1) << LUMONET_GetLastError();
-    viewer.clear();
+    viewer.forgetUntil([](const SeenFrame& f) { return f.number >= 168; }); // the new position may have begun already
     ASSERT_TRUE(viewer.waitForCount(10));
     const auto frames = viewer.frames();
-    EXPECT_GE(frames[0].number, 168);
+    EXPECT_EQ(frames[0].number, 168);
     EXPECT_TRUE(inOrder(frames));
     EXPECT_EQ(firstShown(frames), 175);
     EXPECT_EQ(shownTime(frames[7].video.utcMs), "2025-03-29 09:00:07.000");
     EXPECT_EQ(peer.connections(), 1) << "on the same session";
     // And back.
     ASSERT_EQ(LUMONET_PlayBackControl(h, 2, 1, 0), 1);
-    viewer.clear();
+    viewer.forgetUntil([](const SeenFrame& f) { return f.number < 168; });
     ASSERT_TRUE(viewer.waitForCount(3));
     EXPECT_EQ(firstShown(viewer.frames()), 25);
     LUMONET_StopPlayBack(h);
@@ -140,10 +140,11 @@ TEST_F(PlaybackTest, SeekThatTheDeviceRefusesLeavesItPlaying)
     peer.set([&] { peer.statusOf["PLAY"] = 457; });
     EXPECT_EQ(LUMONET_PlayBackControl(h, 2, 7, 0), 0);
     EXPECT_EQ(LUMONET_GetLastError(), LUMONET_ERR_REFUSED);
-    viewer.clear();
-    ASSERT_TRUE(viewer.waitForCount(10));
-    EXPECT_TRUE(inOrder(viewer.frames())) << "from a key picture on";
-    EXPECT_LT(viewer.frames().back().number, 100);
+    ASSERT_TRUE(viewer.waitForCount(viewer.count() + 10));
+    const auto frames = sinceLastJump(viewer.frames());
+    EXPECT_GE(frames.size(), 10u);
+    EXPECT_TRUE(inOrder(frames)) << "from a key picture on";
+    EXPECT_LT(frames.back().number, 100);
     LUMONET_StopPlayBack(h);
 }
 

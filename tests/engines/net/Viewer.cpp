@@ -1,5 +1,7 @@
 #include "Viewer.h"
 
+#include <algorithm>
+
 namespace lumo::net::test
 {
 
@@ -69,6 +71,12 @@ bool Viewer::waitFor(const std::function<bool(const std::vector<SeenFrame>&)>& c
 bool Viewer::waitForCount(size_t n) const
 {
     return waitFor([n](const auto& f) { return f.size() >= n; });
+}
+
+void Viewer::forgetUntil(const std::function<bool(const SeenFrame&)>& isNew)
+{
+    std::lock_guard lock(m_mutex);
+    m_frames.erase(m_frames.begin(), std::find_if(m_frames.begin(), m_frames.end(), isNew));
 }
 
 void Viewer::clear()

@@ -43,6 +43,8 @@ public:
     bool waitFor(const std::function<bool(const std::vector<SeenFrame>&)>& condition) const;
     bool waitForCount(size_t n) const;
     void clear();
+    /// Forgets what came before the first frame that isNew; all, if none has come yet.
+    void forgetUntil(const std::function<bool(const SeenFrame&)>& isNew);
 
     /// From now on a callback waits inside until release().
     void hold();
