@@ -77,9 +77,8 @@ uint32_t rateOfCode(uint8_t code)
     return code < std::size(kRates) ? kRates[code] : 0;
 }
 
-void appendVideoFrame(std::vector<uint8_t>& out, VideoFrameHeader h, const uint8_t* payload, size_t size)
+void appendVideoHeader(std::vector<uint8_t>& out, const VideoFrameHeader& h, size_t size)
 {
-    out.reserve(out.size() + kVideoHeaderSize + size);
     const uint8_t marker[] = {0, 0, 1, uint8_t(h.key ? 0xF0 : 0xF1), uint8_t(h.codec), h.fps};
     out.insert(out.end(), std::begin(marker), std::end(marker));
     put(out, h.width);
@@ -87,6 +86,12 @@ void appendVideoFrame(std::vector<uint8_t>& out, VideoFrameHeader h, const uint8
     put(out, h.flags);
     put(out, uint32_t(size));
     put(out, h.utcMs);
+}
+
+void appendVideoFrame(std::vector<uint8_t>& out, VideoFrameHeader h, const uint8_t* payload, size_t size)
+{
+    out.reserve(out.size() + kVideoHeaderSize + size);
+    appendVideoHeader(out, h, size);
     out.insert(out.end(), payload, payload + size);
 }
 

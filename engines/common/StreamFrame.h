@@ -47,6 +47,8 @@ struct AudioFrameHeader {
 uint8_t rateCode(uint32_t hz);
 uint32_t rateOfCode(uint8_t code);
 
+/// Appends the header of a payload of this size.
+void appendVideoHeader(std::vector<uint8_t>& out, const VideoFrameHeader& header, size_t payloadSize);
 /// Appends header and payload. payloadSize is taken from payload.
 void appendVideoFrame(std::vector<uint8_t>& out, VideoFrameHeader header, const uint8_t* payload, size_t size);
 void appendAudioFrame(std::vector<uint8_t>& out, AudioFrameHeader header, const uint8_t* payload, size_t size);

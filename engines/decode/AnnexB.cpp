@@ -44,6 +44,20 @@ bool detectBareCodec(const uint8_t* data, size_t size, VideoCodec& codec)
     return false;
 }
 
+bool standsAlone(VideoCodec codec, const uint8_t* unit, size_t size)
+{
+    if (codec == VideoCodec::Mjpeg)
+        return true;
+    for (size_t at = findStartCode(unit, size, 0); at + 4 <= size; at = findStartCode(unit, size, at + 3)) {
+        const uint8_t head = unit[at + 3];
+        const int type = codec == VideoCodec::H264 ? head & 0x1F : (head >> 1) & 0x3F;
+        const bool slice = codec == VideoCodec::H264 ? type >= 1 && type <= 5 : type <= 31;
+        if (slice) // IDR: 5 in H.264; 19 and 20 in H.265
+            return codec == VideoCodec::H264 ? type == 5 : type == 19 || type == 20;
+    }
+    return false;
+}
+
 void AnnexBSplitter::clear()
 {
     *this = {};

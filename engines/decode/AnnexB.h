@@ -12,6 +12,9 @@ namespace lumo
 /// Which codec the parameter sets in a bare stream belong to; false when there are none.
 bool detectBareCodec(const uint8_t* data, size_t size, VideoCodec& codec);
 
+/// Whether nothing after this key frame, also nothing shown before it, needs anything from before it: an IDR picture.
+bool standsAlone(VideoCodec codec, const uint8_t* unit, size_t size);
+
 /// Thread: one at a time. Memory: at most one access unit of kMaxVideoPayload plus what was pushed.
 class AnnexBSplitter
 {

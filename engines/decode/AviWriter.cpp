@@ -1,5 +1,6 @@
 #include "AviWriter.h"
 
+#include "Adts.h"
 #include "Clock.h"
 #include "PictureSize.h"
 
@@ -14,9 +15,9 @@ namespace
 
 constexpr size_t kHeaderSize = 1024; // room for both streams' headers; the frames begin behind
 constexpr int64_t kRoundMs = 2000;
+constexpr int64_t kPauseMs = 1000; // between two pictures: a longer one is not the picture rate
 constexpr uint32_t kKeyFrame = 0x10;
 constexpr uint32_t kHasIndex = 0x10;
-constexpr uint32_t kRates[] = {96000, 88200, 64000, 48000, 44100, 32000, 24000, 22050, 16000, 12000, 11025, 8000, 7350};
 
 /// Bytes of RIFF chunks, low byte first; sizes of open lists are filled in when they close.
 class RiffBuffer
@@ -66,16 +67,6 @@ const char* codecTag(VideoCodec codec)
     return "    ";
 }
 
-bool isAdts(const uint8_t* p, size_t size)
-{
-    return size >= 7 && p[0] == 0xFF && (p[1] & 0xF6) == 0xF0;
-}
-
-size_t adtsSize(const uint8_t* p)
-{
-    return size_t((p[3] & 3) << 11 | p[4] << 3 | p[5] >> 5);
-}
-
 } // namespace
 
 std::unique_ptr<AviWriter> AviWriter::create(const std::string& path)
@@ -109,7 +100,7 @@ bool AviWriter::writeVideo(const Packet& packet)
         if (std::fwrite(head.data(), head.size(), 1, m_file.get()) != 1)
             return false;
     }
-    measure(packet.v.utcMs);
+    measure(packet);
     ++m_pictures;
     m_largest = std::max(m_largest, uint32_t(packet.payloadSize));
     return writeChunk(true, packet.v.key, packet.payload(), packet.payloadSize);
@@ -131,8 +122,8 @@ bool AviWriter::writeSound(const Packet& packet)
         if (aac) { // AudioSpecificConfig of ISO/IEC 14496-3, from the ADTS header
             const int profile = data[2] >> 6, rate = (data[2] >> 2) & 15;
             m_soundChannels = (data[2] & 1) << 2 | data[3] >> 6;
-            if (rate < int(std::size(kRates)))
-                m_soundRate = kRates[rate];
+            if (rate < int(std::size(kAacRates)))
+                m_soundRate = kAacRates[rate];
             m_aacConfig = {uint8_t((profile + 1) << 3 | rate >> 1), uint8_t((rate & 1) << 7 | m_soundChannels << 3)};
         }
     }
@@ -157,12 +148,17 @@ bool AviWriter::writeSound(const Packet& packet)
 
 bool AviWriter::writeChunk(bool video, bool key, const uint8_t* data, size_t size)
 {
-    RiffBuffer head;
-    head.tag(video ? "00dc" : "01wb");
-    head.u32(uint32_t(size));
-    const auto bytes = head.take();
+    const auto byte = [&](int i) { return uint8_t(size >> (8 * i)); };
+    const uint8_t head[] = {'0',
+                            uint8_t(video ? '0' : '1'),
+                            uint8_t(video ? 'd' : 'w'),
+                            uint8_t(video ? 'c' : 'b'),
+                            byte(0),
+                            byte(1),
+                            byte(2),
+                            byte(3)};
     const uint8_t pad = 0;
-    if (std::fwrite(bytes.data(), bytes.size(), 1, m_file.get()) != 1 ||
+    if (std::fwrite(head, sizeof head, 1, m_file.get()) != 1 ||
         (size > 0 && std::fwrite(data, size, 1, m_file.get()) != 1) ||
         ((size & 1) && std::fwrite(&pad, 1, 1, m_file.get()) != 1))
         return false;
@@ -171,22 +167,36 @@ bool AviWriter::writeChunk(bool video, bool key, const uint8_t* data, size_t siz
     return true;
 }
 
-/// The intervals that are taken for the picture rate: a pause or a clock that jumps says nothing about it.
-void AviWriter::measure(uint64_t utcMs)
+/// Counts the pictures and the time of whole groups: within one, pictures that are shown later may come earlier. A
+/// group with a pause in it, or with a clock that jumps, says nothing about the rate.
+void AviWriter::measure(const Packet& packet)
 {
-    if (m_lastUtcMs && utcMs > m_lastUtcMs && utcMs - m_lastUtcMs <= 1000) {
-        m_measuredMs += utcMs - m_lastUtcMs;
-        ++m_measuredSteps;
+    const int64_t time = packet.timeMs;
+    if (packet.isKey() || m_group.pictures == 0) {
+        if (time != kNoTime && m_group.whole(time)) {
+            m_measuredMs += uint64_t(time - m_group.firstMs);
+            m_measuredSteps += m_group.pictures;
+        }
+        m_group = {time, time, 0, time != kNoTime};
     }
-    m_lastUtcMs = utcMs;
+    ++m_group.pictures;
+    if (time == kNoTime || time > m_group.lastMs + kPauseMs || time < m_group.firstMs - kPauseMs)
+        m_group.steady = false;
+    m_group.lastMs = std::max(m_group.lastMs, time);
 }
 
 AviWriter::Rate AviWriter::pictureRate() const
 {
     const uint32_t said = m_form.fps ? m_form.fps : 25;
-    if (m_measuredSteps < 5 || m_measuredMs == 0)
+    uint32_t steps = m_measuredSteps;
+    uint64_t ms = m_measuredMs;
+    if (m_group.steady && m_group.lastMs > m_group.firstMs) { // the group that is not over yet
+        steps += m_group.pictures - 1;
+        ms += uint64_t(m_group.lastMs - m_group.firstMs);
+    }
+    if (steps < 5 || ms == 0)
         return {said, 1};
-    const double real = m_measuredSteps * 1000.0 / double(m_measuredMs);
+    const double real = steps * 1000.0 / double(ms);
     if (std::abs(real - said) < 0.02 * said)
         return {said, 1};
     if (std::abs(real - std::round(real)) < 0.02 * real && real >= 1)

@@ -39,6 +39,16 @@ private:
         bool video, key;
         uint32_t offset, size;
     };
+    /// A key frame and what follows up to the next.
+    struct Group {
+        int64_t firstMs = 0, lastMs = 0;
+        uint32_t pictures = 0;
+        bool steady = false;
+        bool whole(int64_t nextMs) const
+        {
+            return steady && pictures > 0 && nextMs > lastMs && nextMs - lastMs <= 1000;
+        }
+    };
     struct Rate {
         uint32_t rate, scale;
     };
@@ -48,7 +58,7 @@ private:
     bool writeChunk(bool video, bool key, const uint8_t* data, size_t size);
     bool writeRound();
     std::vector<uint8_t> header() const;
-    void measure(uint64_t utcMs);
+    void measure(const Packet& packet);
     Rate pictureRate() const;
 
     FilePtr m_file;
@@ -59,7 +69,8 @@ private:
     VideoFrameHeader m_form;
     int m_width = 0, m_height = 0;
     uint32_t m_pictures = 0, m_largest = 0;
-    uint64_t m_lastUtcMs = 0, m_measuredMs = 0;
+    Group m_group;
+    uint64_t m_measuredMs = 0;
     uint32_t m_measuredSteps = 0;
 
     bool m_hasSound = false;

@@ -1,4 +1,4 @@
-// The one clock of this library: milliseconds that only go forward.
+// The one clock of this library: it only goes forward.
 #pragma once
 
 #include <chrono>
@@ -7,10 +7,15 @@
 namespace lumo
 {
 
-inline int64_t nowMs()
+inline int64_t nowUs()
 {
     using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+    return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+inline int64_t nowMs()
+{
+    return nowUs() / 1000;
 }
 
 } // namespace lumo

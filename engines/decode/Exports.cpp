@@ -1,4 +1,5 @@
 // The library's calls. Each finds its port and lets nothing thrown pass out of the library.
+#include "Converter.h"
 #include "Port.h"
 
 #include <exception>
@@ -20,7 +21,7 @@ template <typename Ask> int onPort(int number, Ask ask)
 }
 
 /// A number from the port; 0 when there is none.
-template <typename Ask> int fromPort(int number, Ask ask)
+template <typename Ask> auto fromPort(int number, Ask ask) -> decltype(ask(*portOf(number)))
 {
     try {
         Port* port = portOf(number);
@@ -34,47 +35,64 @@ template <typename Ask> int fromPort(int number, Ask ask)
 
 extern "C" {
 
-// ---- files: a port for recorded files is not built in yet, so all of these are refused
+// ---- files
 
-int LUMODEC_OpenFile(int, const char*)
+int LUMODEC_OpenFile(int nPort, const char* szPath)
 {
-    return 0;
+    return onPort(nPort, [&](Port& port) { return szPath && port.openFile(szPath); });
 }
-int LUMODEC_CloseFile(int)
+
+int LUMODEC_CloseFile(int nPort)
 {
-    return 0;
+    return onPort(nPort, [](Port& port) { return port.closeFile(); });
 }
-int LUMODEC_Fast(int)
+
+int LUMODEC_SetPlayPos(int nPort, float fPos)
 {
-    return 0;
+    return onPort(nPort, [&](Port& port) { return port.seek(fPos); });
 }
-int LUMODEC_Slow(int)
+
+float LUMODEC_GetPlayPos(int nPort)
 {
-    return 0;
+    return fromPort(nPort, [](Port& port) { return port.position(); });
 }
-int LUMODEC_OneByOne(int)
+
+int LUMODEC_SetFileEndCallBack(int nPort, LumoFileEndCallback fnEnd, intptr_t nUser)
 {
-    return 0;
+    return onPort(nPort, [&](Port& port) { return port.setFileEndHook({fnEnd, nUser}); });
 }
-int LUMODEC_OneByOneBack(int)
+
+int LUMODEC_ConvertFile(const char* szSource, const char* szTarget, int nType, LumoConvertCallback fnPosition,
+                        intptr_t nUser)
 {
-    return 0;
+    try {
+        return szSource && szTarget && nType == LUMODEC_RECORD_AVI &&
+               startConverting(szSource, szTarget, fnPosition, nUser);
+    } catch (const std::exception&) {
+        return 0;
+    }
 }
-int LUMODEC_SetPlayPos(int, float)
+
+// ---- speed and steps, of files and of pushed recordings
+
+int LUMODEC_Fast(int nPort)
 {
-    return 0;
+    return onPort(nPort, [](Port& port) { return port.changeSpeed(1); });
 }
-float LUMODEC_GetPlayPos(int)
+
+int LUMODEC_Slow(int nPort)
 {
-    return 0.0f;
+    return onPort(nPort, [](Port& port) { return port.changeSpeed(-1); });
 }
-int LUMODEC_SetFileEndCallBack(int, LumoFileEndCallback, intptr_t)
+
+int LUMODEC_OneByOne(int nPort)
 {
-    return 0;
+    return onPort(nPort, [](Port& port) { return port.step(1); });
 }
-int LUMODEC_ConvertFile(const char*, const char*, int, LumoConvertCallback, intptr_t)
+
+int LUMODEC_OneByOneBack(int nPort)
 {
-    return 0;
+    return onPort(nPort, [](Port& port) { return port.step(-1); });
 }
 
 // ---- streams

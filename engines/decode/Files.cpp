@@ -5,6 +5,12 @@
 
 namespace lumo
 {
+namespace
+{
+
+constexpr size_t kBufferBytes = 64 << 10; // frames are small, calls to the system are not free
+
+} // namespace
 
 FilePtr createFile(const std::string& path)
 {
@@ -14,7 +20,27 @@ FilePtr createFile(const std::string& path)
     const std::filesystem::path folder = std::filesystem::path(path).parent_path();
     if (!folder.empty())
         std::filesystem::create_directories(folder, ignored);
-    return FilePtr(std::fopen(path.c_str(), "w+b"));
+    FilePtr file(std::fopen(path.c_str(), "w+b"));
+    if (file)
+        std::setvbuf(file.get(), nullptr, _IOFBF, kBufferBytes);
+    return file;
+}
+
+bool renameFile(const std::string& from, const std::string& to)
+{
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(from, error))
+        return false;
+    std::filesystem::rename(from, to, error);
+    return !error;
+}
+
+std::string pathWith(const std::string& path, const std::string& addition)
+{
+    const size_t dot = path.find_last_of('.');
+    const size_t folder = path.find_last_of("/\\");
+    const bool hasDot = dot != std::string::npos && (folder == std::string::npos || dot > folder);
+    return hasDot ? path.substr(0, dot) + addition + path.substr(dot) : path + addition;
 }
 
 void removeFile(const std::string& path)

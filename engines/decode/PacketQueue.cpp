@@ -1,7 +1,6 @@
 #include "PacketQueue.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace lumo
 {
@@ -12,23 +11,6 @@ namespace
 constexpr int64_t kLongestSpanMs = 60'000;
 
 } // namespace
-
-Packet makePacket(const FrameView& frame, int64_t arrivalMs)
-{
-    Packet packet;
-    packet.video = frame.video;
-    packet.v = frame.v;
-    packet.a = frame.a;
-    packet.wholeSize = frame.wholeSize;
-    packet.payloadSize = frame.payloadSize;
-    packet.arrivalMs = arrivalMs;
-    packet.buffer.reset(av_buffer_alloc(frame.wholeSize + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (!packet.buffer)
-        throw std::bad_alloc();
-    std::memcpy(packet.buffer->data, frame.whole, frame.wholeSize);
-    std::memset(packet.buffer->data + frame.wholeSize, 0, AV_INPUT_BUFFER_PADDING_SIZE);
-    return packet;
-}
 
 void PacketQueue::push(Packet&& packet, size_t bytes)
 {
@@ -48,6 +30,7 @@ std::optional<Packet> PacketQueue::pop()
     if (m_frames.empty())
         return std::nullopt;
     std::optional<Packet> packet(std::move(m_frames.front()));
+    packet->heard = m_heard > 0;
     dropFront();
     return packet;
 }
@@ -57,6 +40,21 @@ void PacketQueue::dropFront()
     m_bytes -= m_frames.front().wholeSize;
     m_cost -= m_frames.front().wholeSize + kOverhead;
     m_frames.pop_front();
+    m_heard -= m_heard > 0;
+}
+
+std::optional<Packet> PacketQueue::soundAhead(int64_t untilMs)
+{
+    for (; m_heard < m_frames.size(); ++m_heard) {
+        const Packet& frame = m_frames[m_heard];
+        if (frame.video)
+            continue;
+        if (frame.timeMs != kNoTime && frame.timeMs > untilMs)
+            return std::nullopt;
+        ++m_heard;
+        return sharePacket(frame);
+    }
+    return std::nullopt;
 }
 
 void PacketQueue::dropOldestGroup()
@@ -70,7 +68,7 @@ void PacketQueue::dropOldestGroup()
 void PacketQueue::clear()
 {
     m_frames.clear();
-    m_bytes = m_cost = 0;
+    m_bytes = m_cost = m_heard = 0;
     m_needKey = false;
 }
 

@@ -25,6 +25,8 @@ public:
     void push(Packet&& packet) { push(std::move(packet), m_limit); }
 
     std::optional<Packet> pop();
+    /// The first sound that was not asked for yet, when it begins up to untilMs or nobody knows when; it stays.
+    std::optional<Packet> soundAhead(int64_t untilMs);
     void clear();
 
     bool hasVideo() const;
@@ -46,6 +48,7 @@ private:
     size_t m_limit;
     size_t m_bytes = 0; // as received
     size_t m_cost = 0;  // with what each entry costs
+    size_t m_heard = 0; // frames at the front whose sound was asked for
     bool m_needKey = false;
 };
 

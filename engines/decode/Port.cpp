@@ -1,7 +1,15 @@
 #include "Port.h"
 
+#include "FileSource.h"
+#include "LiveSession.h"
+#include "PlaySession.h"
+#include "PushedSource.h"
+#include "Trouble.h"
+
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <utility>
 
 namespace lumo
 {
@@ -25,6 +33,21 @@ bool Port::onOwnThread() const
     return playing && playing->onOwnThread();
 }
 
+/// Region, aspect and sound begin anew with what is opened.
+void Port::openAnew(Open what)
+{
+    m_playback = false;
+    m_reader.reset();
+    m_path.clear();
+    m_settings.changeView([](View& view) {
+        view.region = {0, 0, kRegionUnits, kRegionUnits};
+        view.original = false;
+    });
+    m_settings.setFileEndHook({});
+    stopSound();
+    m_open = what;
+}
+
 bool Port::openStream(int bufferBytes)
 {
     if (onOwnThread())
@@ -32,27 +55,41 @@ bool Port::openStream(int bufferBytes)
     std::lock_guard guard(m_control);
     if (session())
         return false;
+    openAnew(Open::Stream);
     m_bufferBytes = size_t(std::clamp(bufferBytes, kSmallestBuffer, kLargestBuffer));
-    m_playback = false;
-    m_settings.changeView([](View& view) {
-        view.region = {0, 0, kRegionUnits, kRegionUnits};
-        view.original = false;
-    });
-    stopSound();
-    m_open = true;
     return true;
 }
 
-bool Port::closeStream()
+bool Port::openFile(const std::string& path)
 {
     if (onOwnThread())
         return false;
     std::lock_guard guard(m_control);
-    if (!m_open)
+    if (session())
+        return false;
+    auto reader = openFileReader(path);
+    if (!reader) {
+        tellTrouble("no recording that can be played", path);
+        return false;
+    }
+    openAnew(Open::File);
+    m_path = path;
+    m_reader = std::move(reader);
+    return true;
+}
+
+bool Port::close(Open what)
+{
+    if (onOwnThread())
+        return false;
+    std::lock_guard guard(m_control);
+    if (what == Open::Nothing || m_open != what)
         return false;
     endSession();
-    m_open = false;
+    m_open = Open::Nothing;
+    m_reader.reset();
     m_settings.setDrawHook({});
+    m_settings.setFileEndHook({});
     std::lock_guard soundGuard(m_sound.lock);
     m_sound.stream.reset();
     return true;
@@ -64,19 +101,39 @@ bool Port::play(LumoWindow window)
     if (onOwnThread())
         return false;
     std::lock_guard guard(m_control);
-    if (!m_open)
+    if (m_open == Open::Nothing)
         return false;
-    if (const auto playing = session(); playing && window == m_window) {
-        playing->pause(false);
+    const auto playing = session();
+    if (playing && window == m_window) {
+        playing->playNormally();
         return true;
     }
+    const double position = playing ? playing->position() : 0;
     endSession();
     m_window = window;
-    auto started =
-        std::make_shared<Session>(Session::Setup{m_number, window, m_bufferBytes, m_playback}, m_settings, m_sound);
+    auto started = startSession();
+    if (!started)
+        return false;
+    if (position > 0)
+        started->seek(position);
     std::lock_guard sessionGuard(m_sessionLock);
     m_session = std::move(started);
     return true;
+}
+
+Port::SessionPtr Port::startSession()
+{
+    const Playing::Setup setup{m_number, m_window};
+    if (m_open == Open::File) {
+        auto reader = m_reader ? std::move(m_reader) : openFileReader(m_path);
+        if (!reader)
+            return nullptr; // it was there when it was opened
+        auto source = std::make_unique<FileSource>(m_path, std::move(reader));
+        return std::make_shared<PlaySession>(setup, std::move(source), m_settings, m_sound);
+    }
+    if (m_playback)
+        return std::make_shared<PlaySession>(setup, std::make_unique<PushedSource>(m_bufferBytes), m_settings, m_sound);
+    return std::make_shared<LiveSession>(setup, m_bufferBytes, m_settings, m_sound);
 }
 
 bool Port::stop()
@@ -110,7 +167,7 @@ bool Port::endSession()
 bool Port::input(const uint8_t* data, int size)
 {
     const auto playing = session();
-    if (!playing || !data || size <= 0)
+    if (!playing || m_open != Open::Stream || !data || size <= 0)
         return false;
     playing->input(data, size_t(size));
     return true;
@@ -132,10 +189,44 @@ bool Port::refresh()
     return playing != nullptr;
 }
 
+bool Port::changeSpeed(int steps)
+{
+    const auto playing = session();
+    return playing && playing->changeSpeed(steps);
+}
+
+bool Port::step(int pictures)
+{
+    const auto playing = session();
+    return playing && playing->step(pictures);
+}
+
+bool Port::seek(float fraction)
+{
+    const auto playing = session();
+    if (!playing || m_open != Open::File || std::isnan(fraction))
+        return false;
+    return playing->seek(std::clamp(double(fraction), 0.0, 1.0));
+}
+
+float Port::position() const
+{
+    const auto playing = session();
+    return playing && m_open == Open::File ? float(playing->position()) : 0.0f;
+}
+
+bool Port::setFileEndHook(FileEndHook hook)
+{
+    if (m_open != Open::File)
+        return false;
+    m_settings.setFileEndHook(hook);
+    return true;
+}
+
 bool Port::setPreviewOption(int option)
 {
     constexpr int kLive = 8;
-    if (!m_open || option != kLive)
+    if (m_open != Open::Stream || option != kLive)
         return false;
     m_playback = false;
     return true;
@@ -143,7 +234,7 @@ bool Port::setPreviewOption(int option)
 
 bool Port::setStreamMode(int mode)
 {
-    if (!m_open || (mode != 0 && mode != 1))
+    if (m_open != Open::Stream || (mode != 0 && mode != 1))
         return false;
     m_playback = mode == 1;
     return true;
@@ -157,7 +248,7 @@ void Port::viewChanged()
 
 bool Port::setDisplayRegion(const LumoRect* region, bool enable)
 {
-    if (!m_open || (enable && !region))
+    if (m_open == Open::Nothing || (enable && !region))
         return false;
     LumoRect part{0, 0, kRegionUnits, kRegionUnits};
     if (enable) {
@@ -175,7 +266,7 @@ bool Port::setDisplayRegion(const LumoRect* region, bool enable)
 
 bool Port::setOriginal(bool original)
 {
-    if (!m_open)
+    if (m_open == Open::Nothing)
         return false;
     m_settings.changeView([&](View& view) { view.original = original; });
     viewChanged();
@@ -184,7 +275,7 @@ bool Port::setOriginal(bool original)
 
 bool Port::setColor(const ColorLevels& color)
 {
-    if (!m_open)
+    if (m_open == Open::Nothing)
         return false;
     const auto level = [](int value) { return std::clamp(value, 0, 128); };
     m_settings.changeView([&](View& view) {
@@ -197,7 +288,7 @@ bool Port::setColor(const ColorLevels& color)
 bool Port::getColor(ColorLevels& color) const
 {
     color = m_settings.view().color;
-    return m_open;
+    return m_open != Open::Nothing;
 }
 
 bool Port::setDrawHook(DrawHook hook)
@@ -209,7 +300,7 @@ bool Port::setDrawHook(DrawHook hook)
 
 bool Port::playSound()
 {
-    if (!m_open)
+    if (m_open == Open::Nothing)
         return false;
     std::lock_guard guard(m_sound.lock);
     if (!m_sound.stream)
@@ -221,7 +312,7 @@ bool Port::stopSound()
 {
     std::lock_guard guard(m_sound.lock);
     m_sound.stream.reset();
-    return m_open;
+    return m_open != Open::Nothing;
 }
 
 bool Port::catchPicture(const std::string& path)

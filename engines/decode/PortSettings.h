@@ -16,6 +16,11 @@ struct DrawHook {
     int32_t user = 0;
 };
 
+struct FileEndHook {
+    LumoFileEndCallback call = nullptr;
+    intptr_t user = 0;
+};
+
 class PortSettings
 {
 public:
@@ -47,12 +52,28 @@ public:
             m_draw.call(port, context, m_draw.user);
     }
 
+    /// As with the draw hook.
+    void setFileEndHook(FileEndHook hook)
+    {
+        std::lock_guard guard(m_endLock);
+        m_fileEnd = hook;
+    }
+    void fileEnded(int port)
+    {
+        std::lock_guard guard(m_endLock);
+        const FileEndHook hook = m_fileEnd;
+        if (hook.call)
+            hook.call(port, hook.user);
+    }
+
 private:
     mutable std::mutex m_lock;
     View m_view;
     std::recursive_mutex m_drawLock; // held while the hook runs; the hook may change it
     DrawHook m_draw;
     std::atomic<bool> m_hasDraw{false};
+    std::recursive_mutex m_endLock; // held while the hook runs; the hook may change it
+    FileEndHook m_fileEnd;
 };
 
 } // namespace lumo

@@ -3,9 +3,10 @@
 #include "AviWriter.h"
 #include "Clock.h"
 #include "Files.h"
+#include "Trouble.h"
 #include "decode/LumoDecode.h"
 
-#include <optional>
+#include <vector>
 
 namespace lumo
 {
@@ -13,6 +14,14 @@ namespace
 {
 
 constexpr int64_t kFlushMs = 1000;
+constexpr char kIncomplete[] = ".incomplete";
+constexpr char kUnfinished[] = ".part"; // behind the name of a conversion that is not whole yet
+
+void keepIncomplete(const std::string& path)
+{
+    tellSystemTrouble("recording ended, it cannot be written", path);
+    renameFile(path, pathWith(path, kIncomplete));
+}
 
 /// The frames, headers and all, one after the other.
 class RawRecorder final : public Recorder
@@ -34,13 +43,23 @@ public:
         return std::fflush(m_file.get()) == 0;
     }
 
-    void finish() override
+    bool finish() override
     {
         if (!m_file)
-            return;
-        m_file.reset();
+            return true;
+        if (std::fclose(m_file.release()) != 0) {
+            keepIncomplete(m_path);
+            return false;
+        }
         if (!m_started)
             removeFile(m_path);
+        return true;
+    }
+
+    void abandon() override
+    {
+        m_file.reset();
+        keepIncomplete(m_path);
     }
 
 private:
@@ -54,11 +73,19 @@ private:
 class AviRecorder final : public Recorder
 {
 public:
-    AviRecorder(std::unique_ptr<AviWriter> first, std::string path)
-        : m_writer(std::move(first)), m_path(std::move(path))
+    AviRecorder(std::string path, bool conversion) : m_path(std::move(path)), m_tail(conversion ? kUnfinished : "") {}
+    ~AviRecorder() override
     {
+        if (m_writer)
+            m_tail.empty() ? void(finish()) : abandon();
     }
-    ~AviRecorder() override { finish(); }
+
+    bool start()
+    {
+        m_writer = AviWriter::create(m_path + m_tail);
+        m_files.push_back(m_path);
+        return m_writer != nullptr;
+    }
 
     bool write(const Packet& packet) override
     {
@@ -75,14 +102,31 @@ public:
         return m_writer && m_writer->write(packet);
     }
 
-    void finish() override
+    bool finish() override
     {
         if (!m_writer)
-            return;
-        m_writer->finish();
+            return true;
+        bool good = m_writer->finish();
         m_writer.reset();
         if (!m_started)
-            removeFile(m_path);
+            removeFile(m_path + m_tail);
+        for (size_t i = 0; good && m_started && !m_tail.empty() && i < m_files.size(); ++i)
+            good = renameFile(m_files[i] + m_tail, m_files[i]);
+        if (!good)
+            abandon();
+        return good;
+    }
+
+    void abandon() override
+    {
+        if (m_writer)
+            m_writer->finish(); // so far as it will go, it can be played
+        m_writer.reset();
+        if (m_tail.empty())
+            return keepIncomplete(m_files.back());
+        tellSystemTrouble("conversion ended, the file cannot be written", m_path);
+        for (const std::string& file : m_files)
+            removeFile(file + m_tail);
     }
 
 private:
@@ -94,22 +138,26 @@ private:
 
     bool nextPart()
     {
-        m_writer->finish();
-        const size_t dot = m_path.find_last_of('.');
-        const size_t folder = m_path.find_last_of("/\\");
-        const bool hasDot = dot != std::string::npos && (folder == std::string::npos || dot > folder);
-        const std::string stem = hasDot ? m_path.substr(0, dot) : m_path;
-        const std::string tail = hasDot ? m_path.substr(dot) : std::string();
-        m_writer = AviWriter::create(stem + "_" + std::to_string(++m_part) + tail);
+        if (!m_writer->finish())
+            return false;
+        m_files.push_back(pathWith(m_path, "_" + std::to_string(m_files.size())));
+        m_writer = AviWriter::create(m_files.back() + m_tail);
         return m_writer != nullptr;
     }
 
     std::unique_ptr<AviWriter> m_writer;
     const std::string m_path;
+    const std::string m_tail; // behind each name until all is written
+    std::vector<std::string> m_files;
     VideoFrameHeader m_form;
     bool m_started = false;
-    int m_part = 0;
 };
+
+std::unique_ptr<Recorder> startAvi(const std::string& path, bool conversion)
+{
+    auto recorder = std::make_unique<AviRecorder>(path, conversion);
+    return recorder->start() ? std::move(recorder) : nullptr;
+}
 
 } // namespace
 
@@ -119,11 +167,12 @@ std::unique_ptr<Recorder> startRecorder(const std::string& path, int type)
         FilePtr file = createFile(path);
         return file ? std::make_unique<RawRecorder>(std::move(file), path) : nullptr;
     }
-    if (type == LUMODEC_RECORD_AVI) {
-        auto writer = AviWriter::create(path);
-        return writer ? std::make_unique<AviRecorder>(std::move(writer), path) : nullptr;
-    }
-    return nullptr;
+    return type == LUMODEC_RECORD_AVI ? startAvi(path, false) : nullptr;
+}
+
+std::unique_ptr<Recorder> startConversion(const std::string& path)
+{
+    return path.empty() ? nullptr : startAvi(path, true);
 }
 
 } // namespace lumo

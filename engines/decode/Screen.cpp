@@ -12,7 +12,7 @@ Screen::Screen(int port, PortSettings& settings, LumoWindow window, std::functio
 {
 }
 
-void Screen::show(Picture&& picture)
+void Screen::show(Picture&& picture, bool paintNow)
 {
     {
         std::lock_guard guard(m_pictureLock);
@@ -21,7 +21,9 @@ void Screen::show(Picture&& picture)
     picture.frame.reset();
     const uint64_t seconds = picture.utcMs / 1000;
     m_frameTime = seconds <= INT_MAX ? int(seconds) : 0;
-    if (m_presenter)
+    if (!paintNow)
+        m_paintedWidth = 0;
+    else if (m_presenter)
         paint(m_presenter->poll());
 }
 

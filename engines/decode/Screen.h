@@ -19,8 +19,8 @@ public:
     Screen(int port, PortSettings& settings, LumoWindow window, std::function<void()> wake);
 
     // Port thread.
-    /// From here on this is the current picture.
-    void show(Picture&& picture);
+    /// From here on this is the current picture. Not painted, it comes on the window with the next update().
+    void show(Picture&& picture, bool paintNow = true);
     /// Looks what changed around the picture (window, settings, exposure) and puts it right.
     void update();
 

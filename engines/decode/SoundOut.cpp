@@ -1,8 +1,7 @@
 #include "SoundOut.h"
 
-extern "C" {
-#include <libswresample/swresample.h>
-}
+#include "Clock.h"
+
 #include <SDL.h>
 
 #include <algorithm>
@@ -17,6 +16,10 @@ namespace
 constexpr int kRate = 48000;
 constexpr int kChannels = 2;
 constexpr int kValuesPerMs = kRate / 1000 * kChannels;
+constexpr int kBlock = 1024; // samples that the device asks for at a time
+// What lies between a block's mixing and its being heard is the device's own; half a block is never far off.
+constexpr double kDeviceMs = kBlock * 500.0 / kRate;
+constexpr double kToleranceMs = 12; // closer than this is in step; below lies the jitter of the device's thread
 
 class Device;
 class Stream;
@@ -36,6 +39,8 @@ public:
     void add(Stream* stream);
     void remove(Stream* stream);
     std::mutex& lock() { return m_lock; }
+    /// When the next block will be mixed, in ms of nowMs(). Under the lock.
+    double nextMixMs() const;
 
 private:
     static void SDLCALL fill(void* user, Uint8* out, int size) { static_cast<Device*>(user)->mix(out, size); }
@@ -43,6 +48,7 @@ private:
 
     std::mutex m_lock;
     std::vector<Stream*> m_streams;
+    int64_t m_mixedUs = 0; // the last mixing
     SDL_AudioDeviceID m_id = 0;
     bool m_ready = false;
 };
@@ -53,24 +59,24 @@ public:
     explicit Stream(std::shared_ptr<Device> device) : m_device(std::move(device)) { m_device->add(this); }
     ~Stream() override { m_device->remove(this); }
     void push(const Samples& samples) override;
+    void pushAt(const Samples& samples, int64_t heardMs) override;
     void clear() override;
     /// Adds to out, under the device's lock.
     void mixInto(int16_t* out, int count);
 
 private:
-    struct SwrFree {
-        void operator()(SwrContext* p) const { swr_free(&p); }
-    };
     bool openConverter(const Samples& samples);
+    bool convert(const Samples& samples);
 
     const std::shared_ptr<Device> m_device;
     // Under the device's lock.
-    std::unique_ptr<SwrContext, SwrFree> m_converter; // not SDL's: that one holds a quarter of a second back
+    SwrPtr m_converter; // not SDL's: that one holds a quarter of a second back
     std::vector<int16_t> m_converted;
     std::deque<int16_t> m_waiting; // in the device's form
     int m_rate = 0, m_channels = 0;
     bool m_playing = false;
-    int m_silentMs = 0; // heard nothing while something waited
+    bool m_timed = false; // what waits has its time: nothing is gathered first
+    int m_silentMs = 0;   // heard nothing while something waited
 };
 
 std::shared_ptr<Device> Device::shared()
@@ -101,7 +107,7 @@ bool Device::open()
     wanted.freq = kRate;
     wanted.format = AUDIO_S16SYS;
     wanted.channels = kChannels;
-    wanted.samples = 1024;
+    wanted.samples = kBlock;
     wanted.callback = &Device::fill;
     wanted.userdata = this;
     m_id = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
@@ -135,8 +141,15 @@ void Device::mix(Uint8* out, int size)
 {
     std::lock_guard guard(m_lock);
     std::fill_n(out, size, Uint8(0));
+    m_mixedUs = nowUs();
     for (Stream* stream : m_streams)
         stream->mixInto(reinterpret_cast<int16_t*>(out), size / int(sizeof(int16_t)));
+}
+
+double Device::nextMixMs() const
+{
+    const double now = double(nowUs()) / 1000;
+    return m_mixedUs ? std::max(now, double(m_mixedUs) / 1000 + kBlock * 1000.0 / kRate) : now;
 }
 
 bool Stream::openConverter(const Samples& samples)
@@ -157,23 +170,50 @@ bool Stream::openConverter(const Samples& samples)
     return m_converter != nullptr;
 }
 
-void Stream::push(const Samples& samples)
+/// Into m_converted; false when there is nothing. Under the device's lock.
+bool Stream::convert(const Samples& samples)
 {
-    if (samples.pcm.empty() || samples.rate <= 0 || samples.channels <= 0)
-        return;
-    std::lock_guard guard(m_device->lock());
-    if (!openConverter(samples))
-        return;
+    if (samples.pcm.empty() || samples.rate <= 0 || samples.channels <= 0 || !openConverter(samples))
+        return false;
     const int frames = int(samples.pcm.size()) / samples.channels;
     const int room = swr_get_out_samples(m_converter.get(), frames);
     m_converted.resize(size_t(std::max(room, 0)) * kChannels);
     auto* to = reinterpret_cast<uint8_t*>(m_converted.data());
     const auto* from = reinterpret_cast<const uint8_t*>(samples.pcm.data());
     const int got = swr_convert(m_converter.get(), &to, room, &from, frames);
-    if (got > 0)
-        m_waiting.insert(m_waiting.end(), m_converted.begin(), m_converted.begin() + ptrdiff_t(got) * kChannels);
+    m_converted.resize(size_t(std::max(got, 0)) * kChannels);
+    return got > 0;
+}
+
+void Stream::push(const Samples& samples)
+{
+    std::lock_guard guard(m_device->lock());
+    if (!convert(samples))
+        return;
+    m_timed = false;
+    m_waiting.insert(m_waiting.end(), m_converted.begin(), m_converted.end());
     if (m_waiting.size() > size_t(kLateMs * kValuesPerMs))
         m_waiting.erase(m_waiting.begin(), m_waiting.end() - kKeepMs * kValuesPerMs);
+}
+
+/// The samples go behind those that wait. Where that is not their time, silence goes before them, or their beginning
+/// is left out.
+void Stream::pushAt(const Samples& samples, int64_t heardMs)
+{
+    std::lock_guard guard(m_device->lock());
+    if (!convert(samples))
+        return;
+    m_timed = true;
+    const double heard = m_device->nextMixMs() + double(m_waiting.size()) / kValuesPerMs + kDeviceMs;
+    const double early = std::clamp(double(heardMs) - heard, -double(kLongestMs), double(kLongestMs));
+    const auto values = std::min(size_t(std::abs(early) * kRate / 1000) * kChannels,
+                                 early < 0 ? m_converted.size() : size_t(kLongestMs * kValuesPerMs));
+    if (early > kToleranceMs)
+        m_waiting.insert(m_waiting.end(), values, 0);
+    else if (early < -kToleranceMs)
+        m_converted.erase(m_converted.begin(), m_converted.begin() + ptrdiff_t(values));
+    if (m_waiting.size() < size_t(kLongestMs * kValuesPerMs))
+        m_waiting.insert(m_waiting.end(), m_converted.begin(), m_converted.end());
 }
 
 void Stream::clear()
@@ -194,7 +234,7 @@ void Stream::mixInto(int16_t* out, int count)
     if (!m_playing) {
         m_silentMs += count / kValuesPerMs;
         // A short sound is heard after a while, too.
-        m_playing = m_waiting.size() >= size_t(kStartMs * kValuesPerMs) || m_silentMs > 2 * kStartMs;
+        m_playing = m_timed || m_waiting.size() >= size_t(kStartMs * kValuesPerMs) || m_silentMs > 2 * kStartMs;
         if (!m_playing)
             return;
     }
