@@ -91,6 +91,22 @@ export class Picture {
         if (crc8(bytes) !== (value & 255)) return null;
         return { channel: bytes[0] & 63, frame: bytes[1] * 256 + bytes[2] };
     }
+
+    /** When a recorded picture in a part was taken, as "2025-03-29 10:00:00.04" of the device's own clock, or null. */
+    time({ x, y, w, h } = this.whole) {
+        const bits = [];
+        for (let row = 0; row < 3; ++row)
+            for (let column = 0; column < 16; ++column) {
+                const patch = { x: Math.round(x + ((column + 0.5) * w) / 16) - 2, y: Math.round(y + h * (0.6 + 0.06 * (row + 0.5))) - 2, w: 4, h: 4 };
+                bits.push(this.brightness(patch) >= 128 ? 1 : 0);
+            }
+        const value = BigInt(`0b${bits.join('')}`);
+        if (value >> 46n !== 1n) return null;
+        const bytes = [40n, 32n, 24n, 16n, 8n].map((shift) => Number((value >> shift) & 255n));
+        if (crc8(bytes) !== Number(value & 255n)) return null;
+        const hundredths = Number((value >> 8n) & ((1n << 38n) - 1n));
+        return new Date(Date.UTC(2000, 0, 1) + hundredths * 10).toISOString().slice(0, 22).replace('T', ' ');
+    }
 }
 
 function crc8(bytes) {

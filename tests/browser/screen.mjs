@@ -30,9 +30,12 @@ export class Screen {
         return this.ask(`read ${x} ${y} ${w} ${h}`);
     }
 
-    /** Samples all cells for `seconds`: pictures a second, first and last frame of each. */
-    watch(seconds, cells) {
-        return this.ask([`watch ${seconds} ${cells.length}`, ...cells.map((c) => `${c.x} ${c.y} ${c.w} ${c.h}`)].join('\n'), (seconds + 30) * 1000);
+    /**
+     * Samples all cells for `seconds`: pictures a second, first and last frame of each. `loop`: frames until the numbers
+     * begin anew; `ages`: also each number with the time of its appearance.
+     */
+    watch(seconds, cells, { loop = 125, ages = false } = {}) {
+        return this.ask([`watch ${seconds} ${cells.length} ${loop}${ages ? ' ages' : ''}`, ...cells.map((c) => `${c.x} ${c.y} ${c.w} ${c.h}`)].join('\n'), (seconds + 30) * 1000);
     }
 
     /** The whole screen, pixel by pixel. */

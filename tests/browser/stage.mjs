@@ -1,5 +1,5 @@
 // The whole product on one display: recorder, host, browser and the page, started in that order and ended together.
-import { cpSync, existsSync, mkdirSync, mkdtempSync, rmSync } from 'node:fs';
+import { cpSync, existsSync, mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { dirname, join, resolve } from 'node:path';
@@ -22,11 +22,11 @@ const BROWSER_FLAGS = [
 export class Stage {
     /**
      * bin: where the programs are. channels, recorder: number of channels and further arguments of the recorder.
-     * size: the browser window's, at `position`.
+     * size: the browser window's, at `position`. env: of host, program and browser; recorderEnv: of the recorder.
      */
-    static async open({ bin = programs, channels = 4, recorder = [], host = [], size = [1500, 950], position = [60, 40], env = {} } = {}) {
+    static async open({ bin = programs, channels = 4, recorder = [], host = [], size = [1500, 950], position = [60, 40], env = {}, recorderEnv = {} } = {}) {
         const stage = new Stage();
-        Object.assign(stage, { dir: mkdtempSync(join(tmpdir(), 'lumo-stage-')), bin, env, size, position, started: [] });
+        Object.assign(stage, { dir: mkdtempSync(join(tmpdir(), 'lumo-stage-')), bin, env, recorderEnv, size, position, started: [] });
         try {
             stage.screen = stage.keep(new Screen(bin));
             await stage.startRecorder(channels, recorder);
@@ -48,9 +48,9 @@ export class Stage {
         const all = ['--http-port', '0', '--rtsp-port', '0', '--channels', String(channels), '--web', join(root, 'web/dist'), ...args];
         // A scene that is encoded while somebody waits for it takes longer than a stream may take to open. The first time
         // takes a while; later ones find all in the cache.
-        const { code } = await this.keep(start(program, [...all, '--prepare'])).ended;
+        const { code } = await this.keep(start(program, [...all, '--prepare'], { env: this.recorderEnv })).ended;
         if (code !== 0) throw new Error(`the recorder could not make its scenes (${code})`);
-        this.recorder = this.keep(start(program, all));
+        this.recorder = this.keep(start(program, all, { env: this.recorderEnv }));
         this.ports = JSON.parse(await this.recorder.line(60000));
         this.recorderUrl = `http://127.0.0.1:${this.ports.http}`;
     }
@@ -68,6 +68,13 @@ export class Stage {
         for (const file of ['LumoPlayTool', 'libLumoNet.so', 'libLumoDecode.so', 'style.ss'])
             if (existsSync(join(this.bin, file))) cpSync(join(this.bin, file), join(own, file));
         return join(own, 'LumoPlayTool');
+    }
+
+    /** What the next picker answers: a stand-in found beside the program, in place of the dialog. Null: the user cancels. */
+    pick(path) {
+        const answer = join(this.dir, 'picked');
+        writeFileSync(answer, path ?? '');
+        writeFileSync(join(this.dir, 'bin', 'Browse'), `#!/bin/sh\ncat '${answer}'\n`, { mode: 0o755 });
     }
 
     /** The page's address; keys of `query` become its parameters. */
