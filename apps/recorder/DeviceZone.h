@@ -19,7 +19,7 @@ public:
     int64_t offsetAt(int64_t utc) const;
     bool summerAt(int64_t utc) const;
     int64_t civilOf(int64_t utc) const { return utc + offsetAt(utc); }
-    /// The first instant that shows these hours; in the hour that a change to summer time leaves out, the one after.
+    /// The first instant that shows these hours; of the hour that a change to summer time leaves out, the one before.
     int64_t utcOf(int64_t civil) const;
     /// As POSIX writes it, rules of summer time included where they are known.
     const std::string& posixText() const { return m_posix; }

@@ -282,7 +282,9 @@ int RecordingStore::prepareAll()
     std::vector<Stretch> all;
     for (int channel = 0; channel < channels(); ++channel) {
         for (const Stretch& s : stretches(channel)) {
-            all.push_back(s);
+            if (!s.running()) { // which there may or may not be already
+                all.push_back(s);
+            }
         }
         all.push_back({channel, kParts, m_startMs, 1, static_cast<double>(m_options.fps)});
     }

@@ -25,6 +25,7 @@ constexpr size_t kPacedAhead = 64 * 1024;  // bytes not yet taken, above which n
 constexpr size_t kFastAhead = 1024 * 1024; // the same when as fast as possible
 constexpr int kSilentMs = 20;              // between two looks whether the recorder speaks again
 constexpr int kSessionSeconds = 60;
+constexpr double kNtpOf1970 = 2208988800.0; // seconds
 
 bool sameName(const std::string& a, const char* b)
 {
@@ -96,7 +97,14 @@ bool readRange(const std::string& range, PlayRequest& out)
     const std::string begin = trimmed(range.substr(equals + 1, dash - equals - 1));
     const std::string end = trimmed(range.substr(dash + 1, range.find(';') - dash - 1));
     if (range.compare(0, equals, "npt") == 0) {
-        out.nptSeconds = begin == "now" ? 0.0 : std::atof(begin.c_str());
+        const double seconds = begin == "now" ? 0.0 : std::atof(begin.c_str());
+        if (seconds > kNtpOf1970) { // a client that made seconds since 1900 of the description's range
+            out.beginMs = static_cast<int64_t>((seconds - kNtpOf1970) * 1000);
+            out.endMs = end.empty() ? std::nullopt
+                                    : std::optional(static_cast<int64_t>((std::atof(end.c_str()) - kNtpOf1970) * 1000));
+        } else {
+            out.nptSeconds = seconds;
+        }
         return true;
     }
     out.beginMs = parseClockText(begin);
@@ -320,21 +328,27 @@ bool ReplayConnection::open(const Request& request)
     return true;
 }
 
+// What the address asks for, else all that there is.
+std::string ReplayConnection::rangeLine() const
+{
+    const auto stretches = m_store.stretches(m_player->channel());
+    if (stretches.empty()) {
+        return "";
+    }
+    const auto begin = parseClockText(queryText(m_parameters, "begin")),
+               end = parseClockText(queryText(m_parameters, "end"));
+    return "a=range:clock=" + clockText(begin.value_or(stretches.front().beginMs)) + "-" +
+           clockText(end.value_or(stretches.back().endMs())) + "\r\n";
+}
+
 void ReplayConnection::describe(const Request& request)
 {
     if (!open(request)) {
         reply(request, 404);
         return;
     }
-    const auto stretches =
-        m_store.stretches(static_cast<int>(std::strtol(m_base.c_str() + m_base.rfind("/replay/") + 8, nullptr, 10)));
     std::string sdp = "v=0\r\no=- 1 1 IN IP4 " + m_options.address +
-                      "\r\ns=Recording\r\nc=IN IP4 0.0.0.0\r\nt=0 0\r\n"
-                      "a=control:*\r\n";
-    if (!stretches.empty()) {
-        sdp += "a=range:clock=" + clockText(stretches.front().beginMs) + "-" + clockText(stretches.back().endMs()) +
-               "\r\n";
-    }
+                      "\r\ns=Recording\r\nc=IN IP4 0.0.0.0\r\nt=0 0\r\na=control:*\r\n" + rangeLine();
     sdp += "m=video 0 RTP/AVP 96\r\na=rtpmap:96 H264/90000\r\na=fmtp:96 packetization-mode=1\r\na=framerate:" +
            std::to_string(m_options.fps) + "\r\na=x-onvif-track:" + RecordingStore::videoTrack() +
            "\r\na=control:video\r\na=recvonly\r\n";

@@ -40,6 +40,7 @@ private:
     void reply(const Request& request, int status, const std::string& headers = "", const std::string& body = "");
     bool authorized(const Request& request) const;
     bool open(const Request& request);
+    std::string rangeLine() const;
     void describe(const Request& request);
     void setup(const Request& request);
     void play(const Request& request);

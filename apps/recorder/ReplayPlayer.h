@@ -31,6 +31,7 @@ public:
 
     RtpTrack video{96, 90000};
     RtpTrack sound{8, 8000};
+    int channel() const { return m_channel; }
     bool hasSound() const { return m_channel == 0; }
 
     /// False when nothing is recorded there: nothing changes then.

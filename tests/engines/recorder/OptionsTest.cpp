@@ -34,11 +34,17 @@ TEST(Options, DefaultsAreThePublishedOnes)
 TEST(Options, WrongOnesAreRefusedByName)
 {
     const std::vector<std::vector<const char*>> wrong = {
-        {"--main", "1280"},          {"--main", "1280x"},          {"--main", "1281x720"}, {"--main", "0x0"},
-        {"--sub", "640x99999"},      {"--http-port", "65536"},     {"--http-port", "-1"},  {"--rtsp-port", "8554x"},
-        {"--channels", "0"},         {"--channels", "65"},         {"--codec", "vp8"},     {"--fps", "0"},
-        {"--video", "/no/such.mp4"}, {"--web", "/no/such/folder"}, {"--serial", "A B"},    {"--user", ""},
-        {"--utc-offset", "x"},       {"--colour", "red"},          {"--channels"},
+        {"--main", "1280"},          {"--main", "1280x"},
+        {"--main", "1281x720"},      {"--main", "0x0"},
+        {"--sub", "640x99999"},      {"--http-port", "65536"},
+        {"--http-port", "-1"},       {"--rtsp-port", "8554x"},
+        {"--channels", "0"},         {"--channels", "65"},
+        {"--codec", "vp8"},          {"--fps", "0"},
+        {"--video", "/no/such.mp4"}, {"--web", "/no/such/folder"},
+        {"--serial", "A B"},         {"--user", ""},
+        {"--utc-offset", "x"},       {"--recorded", "3601"},
+        {"--recorded", "-1"},        {"--replay-port", "x"},
+        {"--colour", "red"},         {"--channels"},
     };
     for (const auto& arguments : wrong) {
         const auto parsed = parse(arguments);
@@ -66,7 +72,8 @@ TEST(Options, HelpNamesEveryOptionAndEndsWell)
 {
     const Finished done = runRecorder({"--help"});
     EXPECT_EQ(done.exitCode, 0);
-    for (const char* option : {"--address", "--video", "--prepare", "--no-discovery", "--utc-offset"}) {
+    for (const char* option :
+         {"--address", "--video", "--prepare", "--no-discovery", "--utc-offset", "--recorded", "--replay-port"}) {
         EXPECT_NE(done.out.find(option), std::string::npos) << option;
     }
 }

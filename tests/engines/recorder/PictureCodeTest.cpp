@@ -51,6 +51,51 @@ TEST(PictureCode, BlackWhiteAndGreyCarryNone)
     }
 }
 
+TEST(PictureTime, EveryFlippedBitIsFound)
+{
+    const PictureTime time = 79657200004; // any
+    const uint64_t bits = encodePictureTime(time);
+    EXPECT_EQ(bits >> 48, 0u);
+    EXPECT_EQ(decodePictureTime(bits), time);
+    for (int bit = 0; bit < 48; ++bit) {
+        EXPECT_FALSE(decodePictureTime(bits ^ (uint64_t{1} << bit))) << bit;
+    }
+}
+
+TEST(PictureTime, TextIsTheDeviceClockToHundredths)
+{
+    EXPECT_EQ(pictureTimeText(0), "2000-01-01 00:00:00.00");
+    EXPECT_EQ(pictureTimeText((366LL * 86400 + 10 * 3600 + 61) * 100 + 4), "2001-01-01 10:01:01.04");
+}
+
+TEST(PictureTime, StandsBesideTheCodeAtAnySize)
+{
+    for (const auto& [width, height] : {std::pair{640, 360}, {1280, 720}, {320, 176}, {160, 96}}) {
+        std::vector<uint8_t> plane(static_cast<size_t>(width) * height, 120);
+        const I420View view{plane.data(), nullptr, nullptr, width, 0, width, height};
+        drawPictureStrip(view, {3, 44999});
+        drawPictureTime(view, 79657200004);
+        EXPECT_EQ(readPictureTimeLuma(plane.data(), width, width, height), 79657200004) << width;
+        EXPECT_EQ(readPictureCodeLuma(plane.data(), width, width, height), (PictureCode{3, 44999})) << width;
+        const RowSpan rows = pictureTimeRows(height);
+        EXPECT_EQ(readPictureTimeLuma(plane.data() + static_cast<size_t>(rows.first) * width, width, width, height,
+                                      rows.first),
+                  79657200004);
+        std::vector<uint8_t> bgrx;
+        for (const uint8_t luma : plane) {
+            bgrx.insert(bgrx.end(), {luma, luma, luma, 0});
+        }
+        EXPECT_EQ(readPictureTimeBgrx(bgrx.data(), 4 * width, width, height), 79657200004) << width;
+    }
+}
+
+TEST(PictureTime, ALiveSceneCarriesNone)
+{
+    ScenePainter painter(0, {640, 360});
+    painter.paint(7);
+    EXPECT_FALSE(readPictureTimeLuma(painter.y(), painter.strideY(), 640, 360));
+}
+
 TEST(PictureCode, APictureTooSmallForTheStripCarriesNone)
 {
     const std::vector<uint8_t> plane(15 * 9 * 4, 255);

@@ -109,6 +109,7 @@ RecorderProcess::RecorderProcess(const std::vector<std::string>& more)
     }
     m_http = ready["http"].asInt();
     m_rtsp = ready["rtsp"].asInt();
+    m_replay = ready["replay"].asInt();
     m_channels = ready["channels"].asInt();
     m_serial = ready["serial"].asString();
 }
@@ -137,4 +138,10 @@ std::string RecorderProcess::rtsp(int channel, int stream, const std::string& us
 {
     return "rtsp://" + user + "@127.0.0.1:" + std::to_string(m_rtsp) + "/live/" + std::to_string(channel) + "/" +
            std::to_string(stream);
+}
+
+std::string RecorderProcess::replay(int channel, const std::string& parameters, const std::string& user) const
+{
+    return "rtsp://" + user + "@127.0.0.1:" + std::to_string(m_replay) + "/replay/" + std::to_string(channel) + "?" +
+           parameters;
 }

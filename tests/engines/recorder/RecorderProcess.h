@@ -25,6 +25,7 @@ public:
 
     int httpPort() const { return m_http; }
     int rtspPort() const { return m_rtsp; }
+    int replayPort() const { return m_replay; }
     int channels() const { return m_channels; }
     std::string serial() const { return m_serial; }
     /// True while it runs.
@@ -32,10 +33,13 @@ public:
 
     std::string http(const std::string& path) const;
     std::string rtsp(int channel, int stream, const std::string& userAndPassword = "admin:lumo") const;
+    /// parameters: "ratecontrol=no&begin=...&end=..."
+    std::string replay(int channel, const std::string& parameters,
+                       const std::string& userAndPassword = "admin:lumo") const;
 
 private:
     int m_pid = -1;
     int m_outFd = -1;
-    int m_http = 0, m_rtsp = 0, m_channels = 0;
+    int m_http = 0, m_rtsp = 0, m_replay = 0, m_channels = 0;
     std::string m_serial;
 };

@@ -70,7 +70,9 @@ std::optional<SeenPicture> RtspReader::next(int timeoutMs)
         } else if (avcodec_send_packet(m_decoder, packet) >= 0 && avcodec_receive_frame(m_decoder, frame) >= 0) {
             const auto code =
                 lumo::readPictureCodeLuma(frame->data[0], frame->linesize[0], frame->width, frame->height);
-            seen = SeenPicture{code.value_or(lumo::PictureCode{-1, -1}), now, frame->key_frame != 0};
+            const auto time =
+                lumo::readPictureTimeLuma(frame->data[0], frame->linesize[0], frame->width, frame->height);
+            seen = SeenPicture{code.value_or(lumo::PictureCode{-1, -1}), time, now, frame->key_frame != 0};
         }
         av_packet_unref(packet);
     }

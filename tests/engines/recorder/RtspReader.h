@@ -13,7 +13,8 @@ struct AVCodecContext;
 
 struct SeenPicture {
     lumo::PictureCode code;
-    int64_t receivedUs = 0; // CLOCK_REALTIME when its packet was in
+    std::optional<lumo::PictureTime> time; // of a recorded picture
+    int64_t receivedUs = 0;                // CLOCK_REALTIME when its packet was in
     bool key = false;
 };
 
