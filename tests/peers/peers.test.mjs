@@ -12,7 +12,7 @@ const root = resolve(dirname(fileURLToPath(import.meta.url)), '../..');
 const program = join(process.env.LUMO_BIN ?? join(root, 'build/dev/bin'), 'lumo-recorder');
 const require = createRequire(import.meta.url);
 
-const CHANNELS = 2;
+const CHANNELS = 6; // a channel of its own for every player
 const STREAMS = 2;
 const PICTURES = 50;
 const user = 'admin';
@@ -84,24 +84,25 @@ test('onvif-nvt: logs in and asks for a stream', async () => {
     assert.equal(new URL(answer.data.GetStreamUriResponse.MediaUri.Uri).port, String(ports.rtsp));
 });
 
-for (const [channel, codec] of ['H.264', 'H.265'].entries()) {
+for (const [odd, codec] of ['H.264', 'H.265'].entries()) {
     test(`mpv plays ${codec}`, () => {
         const { code, said } = play('mpv', [
-            '--no-config', '--vo=null', '--ao=null', '--rtsp-transport=tcp', `--frames=${PICTURES}`, '--term-status-msg=shown ${estimated-frame-number}', streamUri(channel, 0),
+            '--no-config', '--vo=null', '--ao=null', '--rtsp-transport=tcp', `--frames=${PICTURES}`, '--term-status-msg=shown ${estimated-frame-number}', streamUri(odd, 0),
         ]);
         assert.equal(code, 0, said);
         const shown = [...said.matchAll(/shown (\d+)/g)].map((m) => Number(m[1]));
         assert.ok(Math.max(...shown) >= PICTURES / 2, said);
     });
 
-    for (const transport of ['tcp', 'udp']) {
-        test(`rtspsrc plays ${codec} over ${transport}`, () => {
-            const { code, said } = play('gst-launch-1.0', [
-                '-m', 'rtspsrc', `location=${streamUri(channel, 1)}`, `protocols=${transport}`, '!', `rtph26${channel + 4}depay`, '!', 'decodebin', '!',
-                'identity', `eos-after=${PICTURES}`, '!', 'fakesink', 'sync=false',
+    for (const [i, transport] of ['tcp', 'udp'].entries()) {
+        test(`rtspsrc plays ${codec} over ${transport}`, async () => {
+            const player = start('gst-launch-1.0', [
+                '-v', 'rtspsrc', `location=${streamUri(2 * (i + 1) + odd, 1)}`, `protocols=${transport}`, '!', `rtph26${odd + 4}depay`, '!', 'decodebin', '!',
+                'fakesink', 'sync=false', 'silent=false',
             ]);
-            assert.equal(code, 0, said);
-            assert.match(said, /\(eos\)/);
+            // Fails by itself when the player ends or falls silent.
+            for (let shown = 0; shown < PICTURES; ) if (/last-message = chain/.test(await player.line(20000))) ++shown;
+            await player.stop();
         });
     }
 }
