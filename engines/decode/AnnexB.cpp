@@ -44,6 +44,21 @@ bool detectBareCodec(const uint8_t* data, size_t size, VideoCodec& codec)
     return false;
 }
 
+bool mayBeginWith(VideoCodec codec, const uint8_t* unit, size_t size)
+{
+    if (codec == VideoCodec::Mjpeg)
+        return true;
+    for (size_t at = findStartCode(unit, size, 0); at + 4 <= size; at = findStartCode(unit, size, at + 3)) {
+        const uint8_t head = unit[at + 3];
+        const int type = codec == VideoCodec::H264 ? head & 0x1F : (head >> 1) & 0x3F;
+        if (codec == VideoCodec::H264 ? type == 5 || type == 7 : type >= 16 && type <= 21)
+            return true;
+        if (codec == VideoCodec::H264 ? type >= 1 && type <= 4 : type < 16)
+            return false;
+    }
+    return false;
+}
+
 bool standsAlone(VideoCodec codec, const uint8_t* unit, size_t size)
 {
     if (codec == VideoCodec::Mjpeg)

@@ -12,6 +12,9 @@ namespace lumo
 /// Which codec the parameter sets in a bare stream belong to; false when there are none.
 bool detectBareCodec(const uint8_t* data, size_t size, VideoCodec& codec);
 
+/// Whether decoding may begin with this access unit: it brings its parameter sets, or is a picture made for that.
+bool mayBeginWith(VideoCodec codec, const uint8_t* unit, size_t size);
+
 /// Whether nothing after this key frame, also nothing shown before it, needs anything from before it: an IDR picture.
 bool standsAlone(VideoCodec codec, const uint8_t* unit, size_t size);
 

@@ -1,6 +1,7 @@
 #include "ContainerFile.h"
 
 #include "Adts.h"
+#include "AnnexB.h"
 
 extern "C" {
 #include <libavutil/parseutils.h>
@@ -98,6 +99,7 @@ bool ContainerFile::openVideo()
         !avcodec_find_decoder(form.codec_id))
         return false;
     m_foreign = !ownCodec(form.codec_id, m_header.codec);
+    m_doubtKeys = !m_foreign && std::string(m_file->iformat->name) == "avi";
     if (form.codec_id == AV_CODEC_ID_H264 && !makeFilter("h264_mp4toannexb"))
         return false;
     if (form.codec_id == AV_CODEC_ID_HEVC && !makeFilter("hevc_mp4toannexb"))
@@ -143,12 +145,14 @@ int64_t ContainerFile::msOf(int64_t stamp, int stream) const
     return (av_rescale_q(stamp, m_file->streams[stream]->time_base, AVRational{1, 1'000'000}) - beginUs) / 1000;
 }
 
-/// The next frame of either stream, as the file has it.
+/// The next frame of either stream, as the file has it. A frame whose end is missing is the end of the file; but in a
+/// transport stream the same flag tells of a loss in the middle.
 bool ContainerFile::read()
 {
+    const bool endsCut = (m_file->iformat->flags & AVFMT_TS_DISCONT) == 0;
     do {
         av_packet_unref(m_read.get());
-        if (av_read_frame(m_file.get(), m_read.get()) < 0)
+        if (av_read_frame(m_file.get(), m_read.get()) < 0 || (endsCut && (m_read->flags & AV_PKT_FLAG_CORRUPT)))
             return false;
     } while (m_read->stream_index != m_videoStream && m_read->stream_index != m_soundStream);
     return true;
@@ -188,6 +192,8 @@ Packet ContainerFile::makeVideo()
         av_bsf_flush(m_filter.get());
         av_packet_unref(m_read.get());
     }
+    if (header.key && m_doubtKeys)
+        header.key = mayBeginWith(header.codec, m_read->data, size_t(m_read->size));
     Packet packet = makeVideoPacket(header, m_read->data, size_t(m_read->size));
     packet.timeMs = timeMs;
     packet.intervalMs = m_intervalMs;

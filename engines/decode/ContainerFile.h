@@ -50,7 +50,8 @@ private:
     VideoFrameHeader m_header; // what all frames have in common
     StreamForm m_videoForm, m_soundForm;
     bool m_foreign = false;
-    bool m_pending = false; // m_read, a picture, was found by rewind() and is the next
+    bool m_doubtKeys = false; // an AVI without its index calls every frame a key frame
+    bool m_pending = false;   // m_read, a picture, was found by rewind() and is the next
     int m_intervalMs = 40;
     int64_t m_createdMs = 0; // the calendar time of the begin; 0 if the file does not tell
     std::unique_ptr<PictureOrder> m_order;

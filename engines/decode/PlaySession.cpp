@@ -170,11 +170,15 @@ void PlaySession::playOn()
     const bool sounding = playSound();
     if (got == Got::End)
         return atEnd();
-    if (got == Got::Later)
+    if (got == Got::Later) {
+        m_starved = true;
         return awaitNews();
+    }
     const int64_t now = nowUs();
     const bool first = m_shownTimeMs == kNoTime;
-    const int64_t due = first ? now : m_pace.dueUs(stepMs(m_feed.run().next()));
+    int64_t due = first ? now : m_pace.dueUs(stepMs(m_feed.run().next()));
+    if (std::exchange(m_starved, false))
+        due = std::max(due, now); // what came late is played on from there, not hurried through
     if (now >= due)
         showNext(due);
     else

@@ -92,6 +92,7 @@ private:
     PlayPace m_pace;
     bool m_held = false;
     bool m_endTold = false;
+    bool m_starved = false;          // the next picture had to be waited for
     bool m_painted = true;           // whether the shown picture is on the window
     int64_t m_paintedUs = 0;         // when one was painted last
     int64_t m_shownTimeMs = kNoTime; // of the shown picture, reckoned where it has none; kNoTime before the first

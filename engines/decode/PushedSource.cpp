@@ -33,6 +33,8 @@ void PushedSource::input(const uint8_t* data, size_t size)
     }
     m_parsed = generation;
     m_parser.push(data, size, [&](Packet&& packet) {
+        if (packet.video && packet.v.flags & kFlagNewPosition)
+            m_times.restart(kNoTime);
         if (packet.video)
             m_times.picture(packet.timeMs);
         else
@@ -46,7 +48,10 @@ void PushedSource::enqueue(Packet&& packet, unsigned generation)
     {
         std::unique_lock guard(m_lock);
         const auto gone = [&] { return m_stop || m_generation != generation; };
-        if (!m_queue.hasRoom(packet.wholeSize))
+        if (packet.video && packet.v.flags & kFlagNewPosition) {
+            throwAway();
+            m_begun = true;
+        } else if (!m_queue.hasRoom(packet.wholeSize))
             m_room.wait_for(guard, std::chrono::milliseconds(kInputWaitMs),
                             [&] { return gone() || m_queue.hasRoom(packet.wholeSize); });
         if (gone())
@@ -69,16 +74,25 @@ int PushedSource::waitingBytes()
     return int(std::min<size_t>(m_queue.bytes(), INT32_MAX));
 }
 
+/// After a seek the first pictures of the new position may be here before this call: they stay.
 bool PushedSource::forget()
 {
     std::lock_guard guard(m_lock);
+    if (std::exchange(m_begun, false))
+        return true;
+    throwAway();
+    ++m_generation;
+    m_room.notify_all();
+    return true;
+}
+
+/// Under m_lock.
+void PushedSource::throwAway()
+{
     m_queue.clear();
     m_history.clear();
     m_replay = -1;
-    ++m_generation;
     m_forgotten = true;
-    m_room.notify_all();
-    return true;
 }
 
 void PushedSource::stop()

@@ -36,6 +36,7 @@ public:
 
 private:
     void enqueue(Packet&& packet, unsigned generation);
+    void throwAway();
 
     std::mutex m_inputLock; // one input at a time
     InputParser m_parser;   // under m_inputLock
@@ -50,6 +51,7 @@ private:
     int64_t m_replay = -1;     // the next picture, while it comes from the history
     unsigned m_generation = 0; // counts what was thrown away
     bool m_forgotten = false;
+    bool m_begun = false; // a new position came before the call that was to make room for it
     bool m_stop = false;
     int64_t m_lastInputMs = 0;
 };

@@ -76,7 +76,7 @@ TEST_F(FileBadTest, WhatIsNoRecordingDoesNotOpen)
 TEST_F(FileBadTest, CutOffFilesPlayToWhereTheyWereCut)
 {
     TestWindow window(320, 240);
-    for (const std::string ending : {"h265x", "mkv", "ts"}) {
+    for (const std::string ending : {"h265x", "avi", "mkv", "ts"}) {
         constexpr int kPictures = 300; // so that heads and tables are a small part of the file
         const auto path = ending == "h265x" ? raw(kPictures) : movie(ending, kPictures);
         std::filesystem::resize_file(path, std::filesystem::file_size(path) * 6 / 10);
@@ -116,8 +116,9 @@ TEST_F(FileBadTest, EveryLengthOfACutOffRawFileIsHarmless)
 TEST_F(FileBadTest, DamageInTheMiddleIsPassedOver)
 {
     TestWindow window(320, 240);
-    for (const std::string ending : {"h265x", "mkv", "ts", "mp4"}) {
-        const auto path = ending == "h265x" ? raw() : movie(ending);
+    for (const std::string ending : {"h265x", "avi", "mkv", "ts", "mp4"}) {
+        constexpr int kPictures = 300; // so that the middle is neither head nor table
+        const auto path = ending == "h265x" ? raw(kPictures) : movie(ending, kPictures);
         auto bytes = readFile(path);
         for (size_t i = bytes.size() * 4 / 10; i < bytes.size() * 5 / 10; ++i)
             bytes[i] = uint8_t(i * 7);

@@ -186,11 +186,10 @@ TEST_F(FilePlayTest, PauseHoldsThePictureAndPlayGoesOnAtNormalSpeed)
     ASSERT_EQ(LUMODEC_Fast(player.port()), 1);
     ASSERT_EQ(LUMODEC_Play(player.port(), window.id()), 1);
     ASSERT_EQ(LUMODEC_Pause(player.port(), 1), 1);
-    ASSERT_EQ(LUMODEC_OneByOne(player.port()), 1);
-    int at = -1;
-    ASSERT_TRUE(eventually([&] { return std::exchange(at, window.shot().number()) == at && at > 2; }));
-    const float position = LUMODEC_GetPlayPos(player.port());
-    EXPECT_NEAR(position, at / 100.0f, 0.011f);
+    ASSERT_EQ(LUMODEC_SetPlayPos(player.port(), 0.5f), 1);
+    constexpr int at = 50;
+    ASSERT_TRUE(FilePlayer::shows(window, at));
+    EXPECT_NEAR(LUMODEC_GetPlayPos(player.port()), 0.5f, 0.001f);
     EXPECT_EQ(LUMODEC_OneByOneBack(player.port()), 1);
     ASSERT_TRUE(FilePlayer::shows(window, at - 1));
     EXPECT_EQ(LUMODEC_OneByOne(player.port()), 1);

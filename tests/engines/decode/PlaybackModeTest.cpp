@@ -131,6 +131,30 @@ TEST_F(PlaybackModeTest, RefreshEmptiesTheQueueAndKeepsThePicture)
     EXPECT_TRUE(eventually([&] { return LUMODEC_GetCurrentFrameTime(player.port()) == 1'600'000'000; }));
 }
 
+TEST_F(PlaybackModeTest, RefreshKeepsWhatCameOfANewPositionBeforeIt)
+{
+    TestWindow window(320, 240);
+    Player player(window.id(), Mode::Playback);
+    player.feed(pictures(50, 5));
+    ASSERT_TRUE(shown(window, 0));
+    LUMODEC_Pause(player.port(), 1);
+    Spec spec;
+    spec.frames = 10;
+    spec.utcMs = 1'600'000'000'000;
+    auto fresh = solid(spec, kWhite);
+    fresh.front().frame[10] |= lumo::kFlagNewPosition; // the low byte of the flags
+    player.feed(fresh);
+    const int waiting = LUMODEC_GetSourceBufferRemain(player.port());
+    EXPECT_EQ(LUMODEC_RefreshPlay(player.port()), 1);
+    EXPECT_TRUE(shows(window, 10, 10, {255, 255, 255}));
+    EXPECT_TRUE(eventually([&] { return LUMODEC_GetCurrentFrameTime(player.port()) == 1'600'000'000; }));
+    EXPECT_GT(waiting, 0);
+    EXPECT_GT(LUMODEC_GetSourceBufferRemain(player.port()), 0) << "the rest waits";
+    // The next call is an ordinary one again.
+    EXPECT_EQ(LUMODEC_RefreshPlay(player.port()), 1);
+    EXPECT_EQ(LUMODEC_GetSourceBufferRemain(player.port()), 0);
+}
+
 TEST_F(PlaybackModeTest, RefreshWhenPausedShowsTheFirstPictureThatArrives)
 {
     TestWindow window(320, 240);

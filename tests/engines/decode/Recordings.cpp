@@ -43,8 +43,8 @@ bool make(const std::string& path, const Movie& movie)
 std::string beep(double second, const std::string& codec)
 {
     const std::string from = std::to_string(second), to = std::to_string(second + 0.1);
-    return "-f lavfi -i \"sine=f=1000:r=16000:d=4,volume='if(between(t," + from + "," + to +
-           "),1,0)':eval=frame,asetnsamples=160\" -shortest -c:a " + codec;
+    return "-f lavfi -i \"sine=f=1000:r=16000:d=4:samples_per_frame=160,volume='if(between(t," + from + "," + to +
+           "),1,0)':eval=frame\" -shortest -c:a " + codec;
 }
 
 void writeFile(const std::string& path, const clip::Bytes& bytes)
