@@ -26,6 +26,7 @@ inline constexpr size_t kVideoHeaderSize = 24;
 inline constexpr size_t kAudioHeaderSize = 8;
 inline constexpr size_t kMaxVideoPayload = 8u << 20; // bytes; larger is taken for damage
 inline constexpr uint16_t kFlagDecodeOnly = 1;       // decode, do not show
+inline constexpr uint16_t kFlagNewPosition = 2; // the first picture after a seek: what came before is of another place
 
 struct VideoFrameHeader {
     bool key = false;
