@@ -47,14 +47,16 @@ void PushedSource::enqueue(Packet&& packet, unsigned generation)
 {
     {
         std::unique_lock guard(m_lock);
+        const bool begins = packet.video && (packet.v.flags & kFlagNewPosition) != 0;
         const auto gone = [&] { return m_stop || m_generation != generation; };
-        if (packet.video && packet.v.flags & kFlagNewPosition) {
+        if (begins) {
+            m_begun = m_generation == generation; // else the room was made while this block was on its way
             throwAway();
-            m_begun = true;
-        } else if (!m_queue.hasRoom(packet.wholeSize))
+        } else if (!m_queue.hasRoom(packet.wholeSize)) {
             m_room.wait_for(guard, std::chrono::milliseconds(kInputWaitMs),
                             [&] { return gone() || m_queue.hasRoom(packet.wholeSize); });
-        if (gone())
+        }
+        if (m_stop || (gone() && !begins))
             return; // the rest of this block belongs to the old position
         m_lastInputMs = nowMs();
         m_queue.push(std::move(packet), kMostBytes);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace lumo::net
 {
@@ -236,6 +237,8 @@ void ReplayFeed::takeFrame(Track& track, const MediaFrame& frame)
         header.width = frame.format.width;
         header.height = frame.format.height;
         header.flags = item.decodeOnly ? kFlagDecodeOnly : 0;
+        if (std::exchange(m_newPosition, false))
+            header.flags |= kFlagNewPosition;
         header.utcMs = uint64_t(time + shift(time));
         appendVideoFrame(item.bytes, header, frame.data, frame.size);
         item.type = frame.key ? LUMO_FRAME_VIDEO_I : LUMO_FRAME_VIDEO_P;
@@ -502,6 +505,7 @@ void ReplayFeed::seekTo(int64_t utcMs)
     m_lastMs = m_lastSoundMs = -1;
     m_attempts = 0;
     m_allIn = m_discard = m_devicePaused = m_held = false;
+    m_newPosition = true;
     m_queue.clear();
     restartTracks();
 }

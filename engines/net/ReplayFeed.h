@@ -132,7 +132,8 @@ private:
     std::vector<std::unique_ptr<Track>> m_tracks;
     std::deque<Command> m_commands; // the first one is under way when m_busy
     bool m_busy = false;
-    bool m_discard = false; // a seek is under way: what comes is of the old position
+    bool m_discard = false;     // a seek is under way: what comes is of the old position
+    bool m_newPosition = false; // the next picture is the first after a seek
     bool m_userPaused = false, m_devicePaused = false;
     bool m_allIn = false, m_dead = false, m_closed = false, m_overflowed = false;
     double m_scale = 1.0, m_lastScale = 1.0;

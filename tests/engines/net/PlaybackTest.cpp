@@ -106,6 +106,8 @@ TEST_F(PlaybackTest, SeekDeliversNothingOfTheOldPositionAnyMore)
     ASSERT_TRUE(viewer.waitForCount(10));
     const auto frames = viewer.frames();
     EXPECT_EQ(frames[0].number, 168);
+    EXPECT_EQ(frames[0].video.flags, kFlagDecodeOnly | kFlagNewPosition);
+    EXPECT_EQ(frames[1].video.flags, kFlagDecodeOnly);
     EXPECT_TRUE(inOrder(frames));
     EXPECT_EQ(firstShown(frames), 175);
     EXPECT_EQ(shownTime(frames[7].video.utcMs), "2025-03-29 09:00:07.000");
