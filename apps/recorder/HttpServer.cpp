@@ -10,16 +10,34 @@ namespace lumo::recorder
 namespace
 {
 
-void answer(SoupServerMessage* message, int status, const char* type, const std::string& body)
-{
-    soup_server_message_set_status(message, static_cast<guint>(status), nullptr);
-    soup_server_message_set_response(message, type, SOUP_MEMORY_COPY, body.data(), body.size());
-}
-
 std::string header(SoupServerMessage* message, const char* name)
 {
     const char* value = soup_message_headers_get_one(soup_server_message_get_request_headers(message), name);
     return value ? value : "";
+}
+
+/// The list of recordings is also for pages that the host on the viewer's machine serves.
+void allowHostedPages(SoupServerMessage* message)
+{
+    const std::string path = g_uri_get_path(soup_server_message_get_uri(message));
+    const std::string origin = header(message, "Origin");
+    if (path.rfind("/api/recordings", 0) != 0) {
+        return;
+    }
+    for (const char* loopback : {"http://127.0.0.1:", "http://localhost:", "http://[::1]:"}) {
+        if (origin.rfind(loopback, 0) == 0) {
+            SoupMessageHeaders* headers = soup_server_message_get_response_headers(message);
+            soup_message_headers_replace(headers, "Access-Control-Allow-Origin", origin.c_str());
+            soup_message_headers_replace(headers, "Vary", "Origin");
+        }
+    }
+}
+
+void answer(SoupServerMessage* message, int status, const char* type, const std::string& body)
+{
+    allowHostedPages(message);
+    soup_server_message_set_status(message, static_cast<guint>(status), nullptr);
+    soup_server_message_set_response(message, type, SOUP_MEMORY_COPY, body.data(), body.size());
 }
 
 std::string requestBody(SoupServerMessage* message)

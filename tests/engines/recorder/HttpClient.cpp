@@ -34,6 +34,8 @@ HttpReply perform(const std::string& url, const std::string* body, const std::ve
     curl_easy_setopt(curl, CURLOPT_HTTPHEADER, list);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, collect);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &reply.body);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, collect);
+    curl_easy_setopt(curl, CURLOPT_HEADERDATA, &reply.headers);
     if (body) {
         curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body->c_str());
         curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body->size()));
@@ -107,9 +109,9 @@ Json::Value HttpReply::json() const
     return value;
 }
 
-HttpReply httpGet(const std::string& url, int timeoutMs)
+HttpReply httpGet(const std::string& url, int timeoutMs, const std::vector<std::string>& headers)
 {
-    return perform(url, nullptr, {}, timeoutMs);
+    return perform(url, nullptr, headers, timeoutMs);
 }
 
 HttpReply httpPost(const std::string& url, const std::string& body, const std::vector<std::string>& headers,

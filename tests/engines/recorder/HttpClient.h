@@ -10,10 +10,11 @@ struct HttpReply {
     int status = 0; // 0: no answer in time, or none at all
     std::string body;
     std::string type;
+    std::string headers; // as they came
     Json::Value json() const;
 };
 
-HttpReply httpGet(const std::string& url, int timeoutMs = 10000);
+HttpReply httpGet(const std::string& url, int timeoutMs = 10000, const std::vector<std::string>& headers = {});
 HttpReply httpPost(const std::string& url, const std::string& body, const std::vector<std::string>& headers = {},
                    int timeoutMs = 10000);
 

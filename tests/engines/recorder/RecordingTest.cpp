@@ -94,6 +94,20 @@ TEST_F(RecordingTest, DaysAreThoseOfTheHourAndToday)
         << "four channels record";
 }
 
+TEST_F(RecordingTest, ListIsForPagesOfThisMachineToo)
+{
+    const auto headersFor = [this](const std::string& path, const std::string& origin) {
+        return httpGet(recorder.http(path), 10000, {"Origin: " + origin}).headers;
+    };
+    const std::string path = "/api/recordings/days?channel=0";
+    const std::string allowed = "Access-Control-Allow-Origin: ";
+    for (const std::string origin : {"http://127.0.0.1:9002", "http://localhost:9002", "http://[::1]:9002"})
+        EXPECT_NE(headersFor(path, origin).find(allowed + origin), std::string::npos) << origin;
+    for (const std::string origin : {"http://example.org", "http://127.0.0.1.example.org:80", "null"})
+        EXPECT_EQ(headersFor(path, origin).find(allowed), std::string::npos) << origin;
+    EXPECT_EQ(headersFor("/api/channels", "http://127.0.0.1:9002").find(allowed), std::string::npos);
+}
+
 TEST_F(RecordingTest, PicturesAreListedAndFetched)
 {
     const Json::Value pictures = list(0, "2025-03-29")["pictures"];
