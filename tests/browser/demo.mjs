@@ -61,7 +61,8 @@ async function judgeFile(stage, cells) {
 
 const stage = await Stage.open({
     channels,
-    recorder: options.video ? ['--video', options.video] : [],
+    // A few minutes of recordings are made in seconds; the whole hour would have to be waited for at the first look.
+    recorder: [...(options.video ? ['--video', options.video] : []), '--recorded', '240'],
     ...(options.bin ? { bin: options.bin } : {}),
 });
 let good = true;
