@@ -283,17 +283,14 @@ int64_t PlaySession::stepMs(const Picture& next) const
     return PlayPace::stepMs(m_shownTimeMs, next.timeMs, m_shownForMs);
 }
 
-/// At high speed there are more pictures than a screen can show, and a port that is late wins time.
+/// At high speed there are more pictures than a screen can show; a port that is late wins time.
 bool PlaySession::worthPainting(int64_t dueUs) const
 {
+    if (m_pace.level() <= 0)
+        return true;
     const int64_t now = nowUs();
-    const int64_t late = now - dueUs;
-    int64_t apart = 0;
-    if (m_pace.level() > 0)
-        apart = late > 20'000 ? 40'000 : 15'000;
-    else if (late > 100'000)
-        apart = 40'000;
-    return now - m_paintedUs >= apart;
+    const bool late = now - dueUs > 20'000;
+    return now - m_paintedUs >= (late ? 40'000 : 15'000);
 }
 
 void PlaySession::showNext(int64_t dueUs)
