@@ -226,4 +226,21 @@ int LUMODEC_StopDataRecord(int nPort)
     return onPort(nPort, [](Port& port) { return port.stopRecord(); });
 }
 
+// ---- microphone: none is opened yet, which a caller learns as "no device"
+
+int LUMODEC_StartAudioCapture(LumoCaptureCallback, int, int, int, intptr_t)
+{
+    return 0;
+}
+
+int LUMODEC_StopAudioCapture(intptr_t)
+{
+    return 0;
+}
+
+int LUMODEC_GetLastError(int)
+{
+    return LUMODEC_ERR_NO_DEVICE;
+}
+
 } // extern "C"

@@ -256,3 +256,94 @@ int LUMONET_QueryValue(int, const int32_t*, int32_t*, int)
 {
     return refuse(LUMONET_ERR_UNSUPPORTED);
 }
+
+// What a device can do beside its pictures is not asked yet: each call refuses with the error that says so.
+
+int LUMONET_StartVoiceCom_MR(int, LumoVoiceCallback, intptr_t)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+int LUMONET_StartVoiceCom_NVR_IPC(int, int, LumoVoiceCallback, intptr_t)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+uint8_t LUMONET_VoiceComSendData(int, const uint8_t*, int)
+{
+    return 0;
+}
+
+int LUMONET_StopVoiceCom(int)
+{
+    return refuse(LUMONET_ERR_NOT_LOGGED_IN);
+}
+
+int LUMONET_GetDevConfig(int, int, int, void*, int, int*, int)
+{
+    refuse(LUMONET_ERR_UNSUPPORTED);
+    return -1;
+}
+
+int LUMONET_SetDevConfig(int, int, int, const void*, int, int)
+{
+    refuse(LUMONET_ERR_UNSUPPORTED);
+    return -1;
+}
+
+int LUMONET_GetChannelAbility_Json(int, const char*, int, char*, int, int*, int)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+int LUMONET_GetSystemAbility_Json(int, const char*, int, int, char*, int, int*, int)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+bool LUMONET_HasAbility(int, const char*, int)
+{
+    return false;
+}
+
+int LUMONET_CmdWithResult_Json(int, const char*, int, int, const char*, int, char*, int, int*, int)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+int LUMONET_CmdWithOutput_Json(int, const char*, int, int, const char*, int, char*, int)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+int LUMONET_Cmd_Json(int, const char*, int, int, const char*, int, int)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+int LUMONET_SendFileDataToDevice(int, const char*, LumoSendFileCallback, intptr_t)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+int LUMONET_CloseSendFile(int, int, long, long)
+{
+    return refuse(LUMONET_ERR_NOT_LOGGED_IN);
+}
+
+int LUMONET_StartLocalUpgrade(int, const char*, int, LumoUpgradeCallback, intptr_t)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+int LUMONET_StartOnlineUpgrade(int, const char*, int, LumoUpgradeCallback, intptr_t)
+{
+    return refuse(LUMONET_ERR_UNSUPPORTED);
+}
+
+int LUMONET_GetUpgradeState(int)
+{
+    return LUMO_UPGRADE_FAILED;
+}
+
+void LUMONET_CloseUpgradeHandle(int) {}

@@ -48,9 +48,12 @@ typedef struct LumoDrawSurface {
 enum { LUMODEC_PORTS = 500 };       /* ports are 0 to 499; any other fails */
 enum { LUMODEC_RECORD_RAW = 0, LUMODEC_RECORD_AVI = 2 };
 
+enum { LUMODEC_ERR_NONE = 0, LUMODEC_ERR_NO_DEVICE = 1, LUMODEC_ERR_BUSY = 2, LUMODEC_ERR_NOT_RUNNING = 3, LUMODEC_ERR_ARGUMENT = 4 };
+
 typedef void (*LumoFileEndCallback)(int nPort, intptr_t nUser);
 /** nUser is a 32-bit word by contract: closed libraries carry no more. */
 typedef void (*LumoDrawCallback)(int nPort, void* hDC, int32_t nUser);
+typedef void (*LumoCaptureCallback)(const uint8_t* pBlock, int nSize, intptr_t nUser);
 typedef void (*LumoConvertCallback)(long nCurrent, long nTotal, intptr_t nUser);
 
 /*  1 */ LUMODEC_API int LUMODEC_OpenFile(int nPort, const char* szPath);
@@ -98,6 +101,15 @@ typedef void (*LumoConvertCallback)(long nCurrent, long nTotal, intptr_t nUser);
 /* 98 */ LUMODEC_API int LUMODEC_ConvertFile(const char* szSource, const char* szTarget, int nType, LumoConvertCallback fnPosition, intptr_t nUser);
 /** *pFlag 1: keep the picture's aspect, with black bars; 0: fill the window. */
 /*104 */ LUMODEC_API int LUMODEC_SetOriginalMode(int nPort, int nRegion, const int32_t* pFlag);
+
+/** Microphone sound, one capture in the process: blocks of nBlockSize bytes of 16-bit signed samples, one channel, at
+ *  nSampleRate (8000 or 16000). Fails while another captures, and without a microphone. The callback comes on the
+ *  capture's own thread. */
+/*201 */ LUMODEC_API int LUMODEC_StartAudioCapture(LumoCaptureCallback fnBlock, int nBits, int nSampleRate, int nBlockSize, intptr_t nUser);
+/** Of the capture that was started with nUser; 0 when there is none. Returns when the callback is not running. */
+/*202 */ LUMODEC_API int LUMODEC_StopAudioCapture(intptr_t nUser);
+/** The last error of the port, or with port 0 of the capture: LUMODEC_ERR_... */
+/*203 */ LUMODEC_API int LUMODEC_GetLastError(int nPort);
 
 #ifdef __cplusplus
 }

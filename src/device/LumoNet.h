@@ -1,4 +1,4 @@
-/* LumoNet: the device library. Login, live streams, playback, download.
+/* LumoNet: the device library. Login, live streams, playback, download, talk, files, firmware, commands.
  *
  * A C header without Qt, included alike by the process, by our own library (engines/net) and by the
  * recording library of the tests, so that the three cannot drift apart.
@@ -15,6 +15,7 @@
 #ifndef LUMO_DEVICE_LUMONET_H
 #define LUMO_DEVICE_LUMONET_H
 
+#include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -120,6 +121,28 @@ typedef struct LumoFrame {
     uint32_t       nReserved2;
 } LumoFrame;
 
+/** The newest firmware that a device knows of, read by LUMONET_GetDevConfig with LUMO_CONFIG_VERSION; zeroed before. */
+typedef struct LumoVersionInfo {
+    int32_t nCount;                 /* versions known; 0 none */
+    char    szVersion[128];
+    char    szBuildDate[128];
+    uint8_t reserved[2884 - 4 - 2 * 128];
+} LumoVersionInfo;
+
+/** What a device tells of its own talk, read by LUMONET_GetDevConfig with LUMO_CONFIG_TALK; zeroed before. 229 bytes. */
+typedef struct LumoTalkInfo {
+    uint8_t reserved0[128];
+    uint8_t nTalkRefused[4];        /* an int32, low byte first; other than 0: the device does not talk */
+    uint8_t reserved1[59];
+    uint8_t byAudioParam;
+    uint8_t reserved2[37];
+} LumoTalkInfo;
+
+/** Numbers of device settings. */
+enum { LUMO_CONFIG_TALK = 9, LUMO_CONFIG_IMPORT = 52, LUMO_CONFIG_VERSION = 192 };
+/** States of an upgrade; 1 and 3 are final. */
+enum { LUMO_UPGRADE_RUNNING = 0, LUMO_UPGRADE_DONE = 1, LUMO_UPGRADE_WRITING = 2, LUMO_UPGRADE_FAILED = 3 };
+
 enum { LUMO_FRAME_OTHER = 0, LUMO_FRAME_VIDEO_I = 1, LUMO_FRAME_VIDEO_P = 2, LUMO_FRAME_AUDIO = 3 };
 
 #ifdef __cplusplus
@@ -135,6 +158,9 @@ static_assert(offsetof(RecordFileInfo, nStreamType) == 192, "offsets");
 static_assert(sizeof(RecordTimeInfo) == 168 && offsetof(RecordTimeInfo, stBegin) == 8, "record size");
 static_assert(offsetof(RecordTimeInfo, stEnd) == 32 && offsetof(RecordTimeInfo, nStreamType) == 96, "offsets");
 static_assert(offsetof(RecordTimeInfo, szNamePart1) == 100 && offsetof(RecordTimeInfo, szNamePart2) == 132, "offsets");
+static_assert(sizeof(LumoVersionInfo) == 2884 && offsetof(LumoVersionInfo, szBuildDate) == 132, "record size");
+static_assert(sizeof(LumoTalkInfo) == 229 && offsetof(LumoTalkInfo, nTalkRefused) == 128, "record size");
+static_assert(offsetof(LumoTalkInfo, byAudioParam) == 191, "offsets");
 static_assert(sizeof(void*) != 8 || (offsetof(LumoFrame, pData) == 8 && offsetof(LumoFrame, nSize) == 16), "offsets");
 static_assert(sizeof(void*) != 8 || (offsetof(LumoFrame, nWidth) == 64 && offsetof(LumoFrame, nHeight) == 66), "offsets");
 #endif
@@ -149,6 +175,13 @@ typedef int (*LumoRealDataCallback)(long lRealHandle, long nDataType, uint8_t* p
 typedef int (*LumoRealDataCallback_V2)(long lRealHandle, const LumoFrame* pFrame, intptr_t nUser);
 /** Position of a playback (its end) or a download (bytes, -1 at the end). */
 typedef int (*LumoPositionCallback)(long lHandle, long nTotal, long nCurrent, intptr_t nUser);
+
+/** Sound of a talk: one or more whole frames, as LUMONET_VoiceComSendData takes them. */
+typedef void (*LumoVoiceCallback)(long lTalkHandle, uint8_t* pData, long nSize, long nDataType, intptr_t nUser);
+/** The one end of a sent file: nStatus 1 when the device has all of it, else nError tells why. */
+typedef void (*LumoSendFileCallback)(long lSendHandle, long nStatus, long nError, long nExtra, intptr_t nUser);
+/** Progress of an upgrade, in bytes; LUMONET_GetUpgradeState tells its state. Raised last with a final state. */
+typedef void (*LumoUpgradeCallback)(long lLoginID, long lUpgradeHandle, long nTotal, long nSent, intptr_t nUser);
 
 /** 1 on success. Once per process, before all else. */
 LUMONET_API int  LUMONET_Init(LumoDisconnectCallback fnDisconnect, void* pUser);
@@ -190,6 +223,49 @@ LUMONET_API int  LUMONET_StopPlayBack(int nPlayHandle);
 LUMONET_API int  LUMONET_StartFileDownload(int nLoginID, const RecordFileInfo* pInfo, const char* szPath,
                                            LumoPositionCallback fnPosition, intptr_t nUser, int nReserved);
 LUMONET_API int  LUMONET_StopFileDownload(int nDownloadHandle);
+
+/** Two-way sound with the device, and with one channel of it (-1: all that can talk). Above 0: the talk's handle. */
+LUMONET_API int  LUMONET_StartVoiceCom_MR(int nLoginID, LumoVoiceCallback fnVoice, intptr_t nUser);
+LUMONET_API int  LUMONET_StartVoiceCom_NVR_IPC(int nLoginID, int nChannel, LumoVoiceCallback fnVoice, intptr_t nUser);
+/** One talk frame: 00 00 01 FA, codec 14 (G.711 A-law), rate code (2: 8000 Hz, 4: 16000), length (low byte first), payload.
+ *  Never blocks: 500 ms are kept, then the oldest go. 1 when taken. */
+LUMONET_API uint8_t LUMONET_VoiceComSendData(int nTalkHandle, const uint8_t* pFrame, int nSize);
+LUMONET_API int  LUMONET_StopVoiceCom(int nTalkHandle);
+
+/** Reads one setting into a record; see LUMO_CONFIG_. Above 0 on success, with the bytes written. Time-outs in ms. */
+LUMONET_API int  LUMONET_GetDevConfig(int nLoginID, int nNumber, int nChannel, void* pBuffer, int nSize, int* pReturned,
+                                      int nTimeoutMs);
+/** Below 0 on failure. */
+LUMONET_API int  LUMONET_SetDevConfig(int nLoginID, int nNumber, int nChannel, const void* pBuffer, int nSize,
+                                      int nTimeoutMs);
+/** An ability of all channels as JSON text, ended by a zero. 1 on success; an answer that does not fit is a failure. */
+LUMONET_API int  LUMONET_GetChannelAbility_Json(int nLoginID, const char* szName, int nChannel, char* pBuffer, int nSize,
+                                                int* pReturned, int nTimeoutMs);
+/** 1 on success. */
+LUMONET_API int  LUMONET_GetSystemAbility_Json(int nLoginID, const char* szName, int nNumber, int nChannel, char* pBuffer,
+                                               int nSize, int* pReturned, int nTimeoutMs);
+/** An ability by its path, with slashes. The device is asked once per login. */
+LUMONET_API bool LUMONET_HasAbility(int nLoginID, const char* szPath, int nReserved);
+/** A JSON command. 1 on success. szInput may be empty; nInputSize is the room that it may take, or its length. */
+LUMONET_API int  LUMONET_CmdWithResult_Json(int nLoginID, const char* szName, int nNumber, int nChannel, const char* szInput,
+                                            int nInputSize, char* pOutput, int nOutputSize, int* pReturned, int nTimeoutMs);
+LUMONET_API int  LUMONET_CmdWithOutput_Json(int nLoginID, const char* szName, int nNumber, int nChannel, const char* szInput,
+                                            int nInputSize, char* pOutput, int nTimeoutMs);
+LUMONET_API int  LUMONET_Cmd_Json(int nLoginID, const char* szName, int nNumber, int nChannel, const char* szInput,
+                                  int nInputSize, int nTimeoutMs);
+
+/** Sends a file that a command announced. The transfer's handle, above 0; 0 on failure. Goes on in the background. */
+LUMONET_API int  LUMONET_SendFileDataToDevice(int nLoginID, const char* szPath, LumoSendFileCallback fnEnd, intptr_t nUser);
+/** Ends and frees a transfer; the only call that may be made from its own callback. The last three are the callback's. */
+LUMONET_API int  LUMONET_CloseSendFile(int nSendHandle, int nReserved, long nError, long nExtra);
+/** Above 0: the upgrade's handle, to be closed when its state is final. */
+LUMONET_API int  LUMONET_StartLocalUpgrade(int nLoginID, const char* szPath, int nKind, LumoUpgradeCallback fnProgress,
+                                           intptr_t nUser);
+LUMONET_API int  LUMONET_StartOnlineUpgrade(int nLoginID, const char* szVersion, int nKind, LumoUpgradeCallback fnProgress,
+                                            intptr_t nUser);
+/** LUMO_UPGRADE_...; 3 for a handle that is none. */
+LUMONET_API int  LUMONET_GetUpgradeState(int nUpgradeHandle);
+LUMONET_API void LUMONET_CloseUpgradeHandle(int nUpgradeHandle);
 
 /** A library query: a, b, c in pQuery, the answer in its return value. Nothing in the program asks today. */
 LUMONET_API int  LUMONET_QueryValue(int nHandle, const int32_t pQuery[3], int32_t* pAnswer, int nTimeoutMs);
