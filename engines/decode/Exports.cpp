@@ -1,7 +1,9 @@
 // The library's calls. Each finds its port and lets nothing thrown pass out of the library.
 #include "Converter.h"
 #include "Port.h"
+#include "SoundIn.h"
 
+#include <atomic>
 #include <exception>
 
 using namespace lumo;
@@ -29,6 +31,20 @@ template <typename Ask> auto fromPort(int number, Ask ask) -> decltype(ask(*port
     } catch (const std::exception&) {
         return 0;
     }
+}
+
+std::atomic<int> g_captureError{LUMODEC_ERR_NONE}; // of the last start or stop
+
+/// 1 when ask() gives LUMODEC_ERR_NONE; what it gives is kept.
+template <typename Ask> int tellCapture(Ask ask)
+{
+    int error = LUMODEC_ERR_NO_DEVICE; // out of memory, or out of threads
+    try {
+        error = ask();
+    } catch (const std::exception&) {
+    }
+    g_captureError = error;
+    return error == LUMODEC_ERR_NONE ? 1 : 0;
 }
 
 } // namespace
@@ -226,21 +242,21 @@ int LUMODEC_StopDataRecord(int nPort)
     return onPort(nPort, [](Port& port) { return port.stopRecord(); });
 }
 
-// ---- microphone: none is opened yet, which a caller learns as "no device"
+// ---- microphone
 
-int LUMODEC_StartAudioCapture(LumoCaptureCallback, int, int, int, intptr_t)
+int LUMODEC_StartAudioCapture(LumoCaptureCallback fnBlock, int nBits, int nSampleRate, int nBlockSize, intptr_t nUser)
 {
-    return 0;
+    return tellCapture([&] { return startCapture({fnBlock, nBits, nSampleRate, nBlockSize, nUser}); });
 }
 
-int LUMODEC_StopAudioCapture(intptr_t)
+int LUMODEC_StopAudioCapture(intptr_t nUser)
 {
-    return 0;
+    return tellCapture([&] { return stopCapture(nUser); });
 }
 
-int LUMODEC_GetLastError(int)
+int LUMODEC_GetLastError(int nPort)
 {
-    return LUMODEC_ERR_NO_DEVICE;
+    return nPort == 0 ? g_captureError.load() : LUMODEC_ERR_NONE;
 }
 
 } // extern "C"

@@ -304,7 +304,7 @@ bool Port::playSound()
         return false;
     std::lock_guard guard(m_sound.lock);
     if (!m_sound.stream)
-        m_sound.stream = openSoundStream();
+        m_sound.stream = openSoundStream(m_number == LUMODEC_TALK_PORT ? kTalkSound : kPortSound);
     return m_sound.stream != nullptr;
 }
 

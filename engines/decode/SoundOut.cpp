@@ -1,6 +1,7 @@
 #include "SoundOut.h"
 
 #include "Clock.h"
+#include "SdlAudio.h"
 
 #include <SDL.h>
 
@@ -32,7 +33,6 @@ class Device
 {
 public:
     static std::shared_ptr<Device> shared();
-    Device();
     ~Device();
 
     bool open();
@@ -49,14 +49,17 @@ private:
     std::mutex m_lock;
     std::vector<Stream*> m_streams;
     int64_t m_mixedUs = 0; // the last mixing
+    SdlAudio m_audio;
     SDL_AudioDeviceID m_id = 0;
-    bool m_ready = false;
 };
 
 class Stream final : public SoundStream
 {
 public:
-    explicit Stream(std::shared_ptr<Device> device) : m_device(std::move(device)) { m_device->add(this); }
+    Stream(std::shared_ptr<Device> device, const SoundLimits& limits) : m_device(std::move(device)), m_limits(limits)
+    {
+        m_device->add(this);
+    }
     ~Stream() override { m_device->remove(this); }
     void push(const Samples& samples) override;
     void pushAt(const Samples& samples, int64_t heardMs) override;
@@ -69,6 +72,7 @@ private:
     bool convert(const Samples& samples);
 
     const std::shared_ptr<Device> m_device;
+    const SoundLimits m_limits;
     // Under the device's lock.
     SwrPtr m_converter; // not SDL's: that one holds a quarter of a second back
     std::vector<int16_t> m_converted;
@@ -92,17 +96,8 @@ std::shared_ptr<Device> Device::shared()
     return device;
 }
 
-Device::Device()
-{
-    // The process's own signal handlers stay.
-    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-    m_ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
-}
-
 bool Device::open()
 {
-    if (!m_ready)
-        return false;
     SDL_AudioSpec wanted = {};
     wanted.freq = kRate;
     wanted.format = AUDIO_S16SYS;
@@ -110,19 +105,14 @@ bool Device::open()
     wanted.samples = kBlock;
     wanted.callback = &Device::fill;
     wanted.userdata = this;
-    m_id = SDL_OpenAudioDevice(nullptr, 0, &wanted, nullptr, 0);
-    if (!m_id)
-        return false;
-    SDL_PauseAudioDevice(m_id, 0);
-    return true;
+    m_id = m_audio.open(false, wanted);
+    return m_id != 0;
 }
 
 Device::~Device()
 {
     if (m_id)
         SDL_CloseAudioDevice(m_id);
-    if (m_ready)
-        SDL_QuitSubSystem(SDL_INIT_AUDIO);
 }
 
 void Device::add(Stream* stream)
@@ -192,8 +182,8 @@ void Stream::push(const Samples& samples)
         return;
     m_timed = false;
     m_waiting.insert(m_waiting.end(), m_converted.begin(), m_converted.end());
-    if (m_waiting.size() > size_t(kLateMs * kValuesPerMs))
-        m_waiting.erase(m_waiting.begin(), m_waiting.end() - kKeepMs * kValuesPerMs);
+    if (m_waiting.size() > size_t(m_limits.lateMs * kValuesPerMs))
+        m_waiting.erase(m_waiting.begin(), m_waiting.end() - m_limits.keepMs * kValuesPerMs);
 }
 
 /// The samples go behind those that wait. Where that is not their time, silence goes before them, or their beginning
@@ -234,7 +224,8 @@ void Stream::mixInto(int16_t* out, int count)
     if (!m_playing) {
         m_silentMs += count / kValuesPerMs;
         // A short sound is heard after a while, too.
-        m_playing = m_timed || m_waiting.size() >= size_t(kStartMs * kValuesPerMs) || m_silentMs > 2 * kStartMs;
+        m_playing =
+            m_timed || m_waiting.size() >= size_t(m_limits.startMs * kValuesPerMs) || m_silentMs > m_limits.patienceMs;
         if (!m_playing)
             return;
     }
@@ -246,12 +237,12 @@ void Stream::mixInto(int16_t* out, int count)
 
 } // namespace
 
-std::unique_ptr<SoundStream> openSoundStream()
+std::unique_ptr<SoundStream> openSoundStream(const SoundLimits& limits)
 {
     auto device = Device::shared();
     if (!device)
         return nullptr;
-    return std::make_unique<Stream>(std::move(device));
+    return std::make_unique<Stream>(std::move(device), limits);
 }
 
 } // namespace lumo

@@ -9,14 +9,22 @@
 namespace lumo
 {
 
-/// One port's sound. Its memory is bounded: when more than kLateMs wait to be heard, all but the newest kKeepMs go.
-/// Thread: any.
+/// How long sound without times may wait to be heard.
+struct SoundLimits {
+    int lateMs;     // when more than this waits,
+    int keepMs;     // all but the newest of this length goes
+    int startMs;    // gathered before the first is heard, so that jitter is not
+    int patienceMs; // a sound too short for that is heard after this while
+};
+
+inline constexpr SoundLimits kPortSound{400, 150, 60, 120};
+/// Speech is answered: with the device's own two blocks behind it, it stays below 150 ms.
+inline constexpr SoundLimits kTalkSound{100, 60, 60, 60};
+
+/// One port's sound. Thread: any.
 class SoundStream
 {
 public:
-    static constexpr int kLateMs = 400;
-    static constexpr int kKeepMs = 150;
-    static constexpr int kStartMs = 60;     // gathered before the first is heard, so that jitter is not
     static constexpr int kLongestMs = 2000; // of sound with times: what waits at most, and the longest silence between
 
     virtual ~SoundStream() = default;
@@ -29,6 +37,6 @@ public:
 };
 
 /// Null when there is no sound device.
-std::unique_ptr<SoundStream> openSoundStream();
+std::unique_ptr<SoundStream> openSoundStream(const SoundLimits& limits);
 
 } // namespace lumo

@@ -46,6 +46,7 @@ typedef struct LumoDrawSurface {
 } LumoDrawSurface;
 
 enum { LUMODEC_PORTS = 500 };       /* ports are 0 to 499; any other fails */
+enum { LUMODEC_TALK_PORT = 499 };   /* its sound is heard at most 150 ms after its frame came; what is later is left out */
 enum { LUMODEC_RECORD_RAW = 0, LUMODEC_RECORD_AVI = 2 };
 
 enum { LUMODEC_ERR_NONE = 0, LUMODEC_ERR_NO_DEVICE = 1, LUMODEC_ERR_BUSY = 2, LUMODEC_ERR_NOT_RUNNING = 3, LUMODEC_ERR_ARGUMENT = 4 };
@@ -102,13 +103,14 @@ typedef void (*LumoConvertCallback)(long nCurrent, long nTotal, intptr_t nUser);
 /** *pFlag 1: keep the picture's aspect, with black bars; 0: fill the window. */
 /*104 */ LUMODEC_API int LUMODEC_SetOriginalMode(int nPort, int nRegion, const int32_t* pFlag);
 
-/** Microphone sound, one capture in the process: blocks of nBlockSize bytes of 16-bit signed samples, one channel, at
- *  nSampleRate (8000 or 16000). Fails while another captures, and without a microphone. The callback comes on the
- *  capture's own thread. */
+/** Microphone sound, one capture in the process: blocks of nBlockSize bytes (even, 2 to 65534) of 16-bit signed samples
+ *  (nBits 16), low byte first, one channel, at nSampleRate (8000 or 16000). Fails while another captures, and without a
+ *  microphone. The callback comes on the capture's own thread. */
 /*201 */ LUMODEC_API int LUMODEC_StartAudioCapture(LumoCaptureCallback fnBlock, int nBits, int nSampleRate, int nBlockSize, intptr_t nUser);
-/** Of the capture that was started with nUser; 0 when there is none. Returns when the callback is not running. */
+/** Of the capture that was started with nUser; 0 when there is none, and from within its callback. Returns when the
+ *  callback is not running and will not run again. */
 /*202 */ LUMODEC_API int LUMODEC_StopAudioCapture(intptr_t nUser);
-/** The last error of the port, or with port 0 of the capture: LUMODEC_ERR_... */
+/** With port 0 what the last start or stop of a capture came to: LUMODEC_ERR_... Any other port: LUMODEC_ERR_NONE. */
 /*203 */ LUMODEC_API int LUMODEC_GetLastError(int nPort);
 
 #ifdef __cplusplus

@@ -1,18 +1,15 @@
 // Sound out, measured in the samples that reach the device: SDL's disk driver stands for the sound card.
+#include "PlayedSound.h"
 #include "Player.h"
 
-#include "SoundOut.h"
-
-#include <cmath>
 #include <cstdlib>
-#include <numbers>
 
 using namespace clip;
+using played::kRate;
+using played::share;
 
 namespace
 {
-
-constexpr int kRate = 48000; // of the device, two channels
 
 class SoundTest : public ScreenTest
 {
@@ -24,46 +21,12 @@ protected:
         setenv("SDL_DISKAUDIOFILE", m_file.c_str(), 1);
     }
 
-    /// The left channel of what was played.
-    std::vector<double> played() const
-    {
-        const Bytes raw = readFile(m_file);
-        std::vector<double> samples;
-        for (size_t i = 0; i + 4 <= raw.size(); i += 4)
-            samples.push_back(int16_t(raw[i] | raw[i + 1] << 8));
-        return samples;
-    }
-    /// The part between the first and the last sample that is heard.
-    std::vector<double> heard() const
-    {
-        auto samples = played();
-        const auto loud = [](double s) { return std::abs(s) > 300; };
-        const auto first = std::find_if(samples.begin(), samples.end(), loud);
-        const auto last = std::find_if(samples.rbegin(), samples.rend(), loud).base();
-        return first < last ? std::vector<double>(first, last) : std::vector<double>();
-    }
-    /// How much of the power lies at this pitch, 0 to 1 (Goertzel).
-    static double share(const std::vector<double>& samples, double hz)
-    {
-        double re = 0, im = 0, power = 0;
-        for (size_t i = 0; i < samples.size(); ++i) {
-            const double angle = 2 * std::numbers::pi * hz * double(i) / kRate;
-            re += samples[i] * std::cos(angle);
-            im += samples[i] * std::sin(angle);
-            power += samples[i] * samples[i];
-        }
-        return power > 0 ? 2 * (re * re + im * im) / (power * double(samples.size())) : 0;
-    }
+    std::vector<double> heard() const { return played::heard(m_file); }
     bool heardAtLeast(int ms) const
     {
         return eventually([&] { return int(heard().size()) >= kRate / 1000 * ms; });
     }
-    size_t playedMs() const
-    {
-        std::error_code none;
-        const auto size = std::filesystem::file_size(m_file, none);
-        return none ? 0 : size_t(size) / 4 / (kRate / 1000);
-    }
+    size_t playedMs() const { return played::ms(m_file); }
     /// Feeds as the device plays: each frame when the time of those before it was played.
     void feedInTime(Player& player, const std::vector<Bytes>& frames, size_t frameMs)
     {
@@ -133,8 +96,8 @@ TEST_F(SoundTest, SoundIsOffUntilAskedForAndAfterItsEnd)
     ASSERT_EQ(LUMODEC_PlaySound(b.port()), 1);
     ASSERT_EQ(LUMODEC_StopSound(b.port()), 1);
     feedInTime(b, aLawTone(8000, 1000, 200, 40), 0);
-    const size_t before = played().size();
-    ASSERT_TRUE(eventually([&] { return played().size() > before + kRate / 2; }));
+    const size_t before = played::left(m_file).size();
+    ASSERT_TRUE(eventually([&] { return played::left(m_file).size() > before + kRate / 2; }));
     EXPECT_TRUE(heard().empty());
 }
 
@@ -146,8 +109,8 @@ TEST_F(SoundTest, LateSoundIsCutToAHundredAndFiftyMs)
         player.feed(frame); // five seconds at once
     ASSERT_TRUE(eventually([&] { return LUMODEC_GetSourceBufferRemain(player.port()) == 0; }));
     ASSERT_TRUE(heardAtLeast(100));
-    const size_t before = played().size();
-    ASSERT_TRUE(eventually([&] { return played().size() > before + kRate; }));
+    const size_t before = played::left(m_file).size();
+    ASSERT_TRUE(eventually([&] { return played::left(m_file).size() > before + kRate; }));
     EXPECT_LT(heard().size(), size_t(kRate) * 6 / 10);
 }
 

@@ -1,0 +1,42 @@
+#include "SdlAudio.h"
+
+#include <SDL.h>
+
+#include <mutex>
+
+namespace lumo
+{
+namespace
+{
+
+std::mutex g_lock;
+
+} // namespace
+
+SdlAudio::SdlAudio()
+{
+    std::lock_guard guard(g_lock);
+    // The process's own signal handlers stay.
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+    m_ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0;
+}
+
+uint32_t SdlAudio::open(bool capture, const SDL_AudioSpec& wanted)
+{
+    if (!m_ready)
+        return 0;
+    std::lock_guard guard(g_lock);
+    const SDL_AudioDeviceID id = SDL_OpenAudioDevice(nullptr, capture, &wanted, nullptr, 0);
+    if (id)
+        SDL_PauseAudioDevice(id, 0);
+    return id;
+}
+
+SdlAudio::~SdlAudio()
+{
+    std::lock_guard guard(g_lock);
+    if (m_ready)
+        SDL_QuitSubSystem(SDL_INIT_AUDIO);
+}
+
+} // namespace lumo
