@@ -5,6 +5,7 @@
  * connection is opened again by itself when it goes; a new connection means a new process, so logging in again is
  * the application's part: do it in a listener of `open`.
  */
+import { AudioCommands } from './audio.ts';
 import { CommandQueue, lost } from './CommandQueue.ts';
 import { Connection, type ConnectionOptions, type ConnectionState, type Down, type SocketLike } from './Connection.ts';
 import { Emitter } from './Emitter.ts';
@@ -48,7 +49,11 @@ export interface AllReply<T extends Reply> {
     channels: ChannelResult[];
 }
 
+type Command = Request & Record<string, unknown>;
+
 export class LumoClient extends Emitter<ClientEvents> {
+    /** Talk, and the custom alarm voice. */
+    readonly audio: AudioCommands;
     /** Recorded video, downloads. */
     readonly playback: PlaybackCommands;
     private readonly connection: Connection;
@@ -65,11 +70,13 @@ export class LumoClient extends Emitter<ClientEvents> {
         this.connection = new Connection(url, options);
         const queueOptions = { timeoutMs: this.timeouts.commandMs, maxQueued: options.maxQueued ?? 64 };
         this.queue = new CommandQueue((text) => this.connection.send(text), queueOptions);
-        this.playback = new PlaybackCommands({
-            request: (command, timeoutMs) => this.request(command, timeoutMs),
-            checked: (command, timeoutMs) => this.checked(command, timeoutMs),
+        const sender = {
+            request: <T extends Reply>(command: Command, timeoutMs?: number) => this.request<T>(command, timeoutMs),
+            checked: <T extends RetReply>(command: Command, timeoutMs?: number) => this.checked<T>(command, timeoutMs),
             manyMs: this.timeouts.startAllMs,
-        });
+        };
+        this.audio = new AudioCommands(sender);
+        this.playback = new PlaybackCommands(sender);
         this.connection.on('state', (state) => this.emit('state', state));
         this.connection.on('open', () => this.onOpen());
         this.connection.on('down', (down) => this.onDown(down));

@@ -1,6 +1,6 @@
 /** Events that the process raises on its own, typed, and the table from wire numbers to names. */
 import type { Colors } from './requests.ts';
-import { LiveEvent, MainEvent, PlaybackEvent, type RawEvent } from './wire.ts';
+import { LiveEvent, MainEvent, PlaybackEvent, VoiceEvent, type RawEvent } from './wire.ts';
 
 interface CellStatus extends Colors {
     /** See `PlayStatus`. */
@@ -88,6 +88,19 @@ export interface Downloaded {
     DownPath: string;
 }
 
+/** MainEvent 6, SubEvent 0, for each block of sound: seconds left, 5 to 0. */
+export interface VoiceRecording {
+    Pos: number;
+}
+
+/**
+ * MainEvent 6. Recording ended: 100, or 1016 when the file could not be written. Sent: 100, or the device library's own
+ * number. Play ended: 100.
+ */
+export interface VoiceEnd {
+    Ret: number;
+}
+
 export interface ProcessEvents {
     selection: SelectionData;
     channel: ChannelData;
@@ -100,6 +113,10 @@ export interface ProcessEvents {
     downloadProgress: DownloadProgress;
     downloaded: Downloaded;
     deviceLost: DeviceLost;
+    voiceRecording: VoiceRecording;
+    voiceRecordingEnded: VoiceEnd;
+    voiceSent: VoiceEnd;
+    voicePlayEnded: VoiceEnd;
 }
 
 export type NamedEvent = { [K in keyof ProcessEvents]: { name: K; data: ProcessEvents[K] } }[keyof ProcessEvents];
@@ -108,6 +125,7 @@ export type NamedEvent = { [K in keyof ProcessEvents]: { name: K; data: ProcessE
 export function nameEvent(raw: RawEvent): NamedEvent | null {
     if (raw.MainEvent === MainEvent.DeviceLost && raw.SubEvent === 0)
         return { name: 'deviceLost', data: { Ret: Number(raw.Ret) } };
+    if (raw.MainEvent === MainEvent.Voice) return nameVoiceEvent(raw);
     if (raw.MainEvent === MainEvent.Playback) return namePlaybackEvent(raw);
     if (raw.MainEvent !== MainEvent.Live) return null;
     switch (raw.SubEvent) {
@@ -139,6 +157,23 @@ function namePlaybackEvent(raw: RawEvent): NamedEvent | null {
         return { name: 'fileStarted', data: { ...raw.Data, Ret: Number(raw.Ret) } as FileStarted };
     const name = PLAYBACK_NAMES.get(raw.SubEvent);
     return name ? ({ name, data: raw.Data } as unknown as NamedEvent) : null;
+}
+
+/** Their keys stand at the top. The last `Pos` of a recording that ended by itself says no more than its end. */
+function nameVoiceEvent(raw: RawEvent): NamedEvent | null {
+    const end = { Ret: Number(raw.Ret) };
+    switch (raw.SubEvent) {
+        case VoiceEvent.Recording:
+            return { name: 'voiceRecording', data: { Pos: Number(raw.Pos) } };
+        case VoiceEvent.RecordingEnded:
+            return { name: 'voiceRecordingEnded', data: end };
+        case VoiceEvent.Sent:
+            return { name: 'voiceSent', data: end };
+        case VoiceEvent.PlayEnded:
+            return { name: 'voicePlayEnded', data: end };
+        default:
+            return null;
+    }
 }
 
 /** An empty list may come as null: the array was never appended to. */

@@ -7,6 +7,7 @@ export * from './Connection.ts';
 export * from './errors.ts';
 export * from './events.ts';
 export * from './requests.ts';
+export * from './audio.ts';
 export * from './playback.ts';
 export * from './ret.ts';
 export * from './wire.ts';

@@ -50,6 +50,12 @@ const DEVICE_TEXTS: ReadonlyMap<number, string> = new Map([
 /** Codes whose text says less than the device's own number does. */
 const VAGUE = new Set([106, 122, RET_FAILURE, 1017]);
 
+/** A sentence for one of the device library's own numbers. */
+export function deviceErrorText(error: number): string {
+    const text = DEVICE_TEXTS.get(error);
+    return text ? `The device says: ${text}.` : `The device answered with error ${error}.`;
+}
+
 /** A sentence for a result code. `deviceError` is `ErrorCode` or `Error` of the same reply, when there is one. */
 export function retText(ret: number, deviceError?: number): string {
     const text = TEXTS.get(ret) ?? `The command failed with code ${ret}.`;

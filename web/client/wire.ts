@@ -13,8 +13,10 @@ export const MainType = {
     Logout: 9,
     SelectPlaybackWindow: 11,
     Position: 12,
+    Talk: 16,
     ClientConfig: 18,
     Capture: 19,
+    Voice: 20,
     Relogin: 28,
     ScaleStep: 29,
 } as const;
@@ -58,10 +60,16 @@ export const PlaybackSub = {
 /** `SubType` of `MainType` 12. */
 export const PositionSub = { Hide: 1, Show: 2, Nothing: 3, Move: 4 } as const;
 
+/** `SubType` of `MainType` 16. Any other stops a talk and fails. */
+export const TalkSub = { Channel: 0, Device: 1, Stop: 2, Ability: 3 } as const;
+
+/** `SubType` of `MainType` 20. Any other fails. */
+export const VoiceSub = { Record: 0, StopRecording: 1, Play: 2, Send: 3, StopPlaying: 4 } as const;
+
 /** `SubType` of `MainType` 18. */
 export const ConfigSub = { PickA: 48, PickB: 49, Save: 50, Read: 51, PickC: 53 } as const;
 
-export const MainEvent = { Live: 0, Playback: 1, DeviceLost: 5 } as const;
+export const MainEvent = { Live: 0, Playback: 1, DeviceLost: 5, Voice: 6 } as const;
 
 /** `SubEvent` of `MainEvent` 0. */
 export const LiveEvent = { Selection: 0, Channel: 2, Results: 3, ElectronicPtz: 6 } as const;
@@ -69,7 +77,13 @@ export const LiveEvent = { Selection: 0, Channel: 2, Results: 3, ElectronicPtz: 
 /** `SubEvent` of `MainEvent` 1. */
 export const PlaybackEvent = { Window: 0, FileStarted: 1, End: 2, Position: 3, DownloadProgress: 4, Downloaded: 5 } as const;
 
-/** A channel number that means "all channels": `MainType` 4, SubTypes 0, 1 and 10; `MainType` 5, SubTypes 35 and 40. */
+/** `SubEvent` of `MainEvent` 6. */
+export const VoiceEvent = { Recording: 0, RecordingEnded: 1, Sent: 2, PlayEnded: 3 } as const;
+
+/**
+ * A channel number that means "all channels": `MainType` 4, SubTypes 0, 1 and 10; `MainType` 5, SubTypes 35 and 40;
+ * `MainType` 16, SubType 0; `MainType` 20, SubType 3.
+ */
 export const ALL_CHANNELS = -1;
 
 /** A channel number of a reply or event that means "none". */

@@ -28,7 +28,21 @@ export interface FakePlayback {
     converted(count: number): void;
 }
 
+export interface FakeAudio {
+    /** 'device', -1 for all channels, or a channel; null while nobody talks. */
+    talking: 'device' | number | null;
+    recording: boolean;
+    playing: boolean;
+    /** Bytes in the voice file. */
+    size: number;
+    /** Blocks of 20 ms. */
+    hear(blocks: number): void;
+    playEnds(): void;
+    sent(ret: number): void;
+}
+
 export interface FakeProcess {
+    audio: FakeAudio;
     page: number;
     selected: number;
     cells: number[];
@@ -45,6 +59,9 @@ export interface FakeHostSettings {
     picked?: string;
     page?: string;
     reloginRet?: number;
+    /** 1 for each channel that can talk; null: the device does not say. All can without it. */
+    talkers?: number[] | null;
+    noMicrophone?: boolean;
     refusePlayback?: number[];
     refuseDownload?: boolean;
     brokenFile?: boolean;

@@ -6,6 +6,7 @@ import { createReadStream, existsSync, statSync } from 'node:fs';
 import { createServer } from 'node:http';
 import { extname, join, normalize } from 'node:path';
 import { WebSocketServer } from 'ws';
+import { FakeAudio } from './fakeAudio.mjs';
 import { FakePlayback } from './fakePlayback.mjs';
 
 const MIME = { '.html': 'text/html', '.js': 'text/javascript', '.css': 'text/css', '.svg': 'image/svg+xml' };
@@ -31,6 +32,7 @@ class FakeProcess {
         this.page = 0;
         this.away = null;
         this.playback = new FakePlayback(options, this.config, send);
+        this.audio = new FakeAudio(options, send);
     }
 
     handle(request) {
@@ -46,9 +48,11 @@ class FakeProcess {
             case 9: this.loggedIn = false; this.cells.fill(-1); return;
             case 11: case 29: return reply({ Ret: 100 });
             case 12: return request.Potocol === undefined || request.Potocol === null ? reply({ Ret: 100 }) : undefined;
+            case 16: return this.audio.talk(request, reply);
             case 18: return this.clientConfig(request, reply);
             case 19: return this.send({ Msg: 19, Channel: request.SubType, MsgID: request.MsgID, Ret: this.cells.includes(request.SubType) ? 100 : 1016 });
-            case 28: this.playback.leave(); this.cells.fill(-1); this.sound = -1; return reply({ Ret: this.options.reloginRet ?? 100, Id: 7, SerialNo: 'LUMO00000001' });
+            case 20: return this.audio.voice(request, reply);
+            case 28: this.playback.leave(); this.audio.talking = null; this.cells.fill(-1); this.sound = -1; return reply({ Ret: this.options.reloginRet ?? 100, Id: 7, SerialNo: 'LUMO00000001' });
             default: return reply({ Ret: 1019 });
         }
     }
@@ -226,7 +230,7 @@ class FakeProcess {
 
 /**
  * @param {{channels?: number, refuse?: number[], picked?: string, page?: string, reloginRet?: number,
- *          refusePlayback?: number[], refuseDownload?: boolean, brokenFile?: boolean, recordings?: any,
+ *          talkers?: number[] | null, noMicrophone?: boolean, refusePlayback?: number[], refuseDownload?: boolean, brokenFile?: boolean, recordings?: any,
  *          intercept?: (request: any, send: (message: unknown) => void) => boolean}} options
  *   `intercept` sees every request first; true means that it was dealt with. `recordings` is the device's list, by date and
  *   channel: { '2026-11-20': { 0: { files, pictures } } }; without it the device has none.

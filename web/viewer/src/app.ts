@@ -1,5 +1,6 @@
 /** Puts the parts together: one session, its views, and one render for whatever changed. */
 import { PageMode, SessionTitle, type DeviceAddress, type SplitMode } from '../../client/index.ts';
+import { TalkPanel } from './audio/talkPanel.ts';
 import { ChannelList } from './channelList.ts';
 import { h } from './dom.ts';
 import { Header, type ViewName } from './header.ts';
@@ -32,6 +33,7 @@ export class App {
     private readonly status: StatusLine;
     private readonly picture: PicturePanel;
     private readonly settings: SettingsPanel;
+    private readonly talk: TalkPanel;
     private readonly workspace: HTMLElement;
     private openPanel: PanelName | null = null;
     private renderQueued = false;
@@ -45,7 +47,7 @@ export class App {
         this.params = params;
         const title = (this.title = new SessionTitle().keep());
         const kept = recall();
-        this.session = new Session(surroundings.hostUrl, title.text, this.video, params.webType);
+        this.session = new Session(surroundings.hostUrl, title.text, this.video, { webType: params.webType, sampleRate16: params.wideSpeech });
         this.actions = new LiveActions(this.session);
         this.actions.stream = this.keptStream = params.stream ?? kept.stream ?? 0;
         this.header = new Header(this.session, (view) => void this.show(view));
@@ -56,9 +58,10 @@ export class App {
         this.status = new StatusLine(this.session, title.text);
         this.picture = new PicturePanel(this.session, this.actions);
         this.settings = new SettingsPanel(this.session, kept.fill === true, (fill) => this.setFill(fill));
+        this.talk = new TalkPanel(this.session);
         const middle = h('div', { class: 'middle' }, this.stage, this.playback.day.element);
         this.workspace = h('div', { class: 'workspace' }, this.list.element, this.playback.channels.element, middle,
-            this.picture.element, this.settings.element, this.playback.files.element);
+            this.talk.element, this.picture.element, this.settings.element, this.playback.files.element);
         this.setFill(kept.fill === true);
         this.session.on('changed', () => this.queueRender());
         this.session.on('recovered', (channels) => void this.onRecovered(channels));
@@ -144,6 +147,7 @@ export class App {
         this.openPanel = this.openPanel === name ? null : name;
         if (this.openPanel === 'settings') void this.settings.load();
         if (this.openPanel === 'files') void this.playback.files.load();
+        if (this.openPanel === 'talk') void this.talk.load();
         this.render();
     }
 
@@ -180,6 +184,7 @@ export class App {
         this.workspace.hidden = !inside;
         this.toolbar.element.hidden = this.list.element.hidden = !live;
         this.playback.toolbar.element.hidden = this.playback.channels.element.hidden = this.playback.day.element.hidden = !playback;
+        this.talk.element.hidden = this.openPanel !== 'talk';
         this.picture.element.hidden = this.openPanel !== 'picture';
         this.settings.element.hidden = this.openPanel !== 'settings';
         this.playback.files.element.hidden = this.openPanel !== 'files';
@@ -189,6 +194,7 @@ export class App {
         this.list.render();
         if (this.openPanel === 'settings') this.settings.render();
         else this.picture.render();
+        this.talk.render(inside && this.openPanel === 'talk');
         if (playback) this.playback.render(this.openPanel);
         this.status.render(playback ? this.playbackSelection() : this.liveSelection());
         this.rememberStream();

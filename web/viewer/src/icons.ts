@@ -13,6 +13,7 @@ const PATHS = {
     folder: '<path d="M3 5.5h4.5l1.5 2h8v8H3z"/>',
     stop: '<rect x="5.5" y="5.5" width="9" height="9" rx="1" fill="currentColor"/>',
     sound: '<path d="M3 8v4h3l4 3V5L6 8z" fill="currentColor"/><path d="M13 7.5a3.5 3.5 0 0 1 0 5M15.2 5.2a6.6 6.6 0 0 1 0 9.6"/>',
+    talk: '<rect x="7.5" y="2.5" width="5" height="9" rx="2.5"/><path d="M4.5 9.5a5.5 5.5 0 0 0 11 0M10 15v2.5"/>',
     mute: '<path d="M3 8v4h3l4 3V5L6 8z" fill="currentColor"/><path d="m13 8 4 4m0-4-4 4"/>',
     camera: '<path d="M3 7h3l1.2-2h5.6L14 7h3v8.5H3z"/><circle cx="10" cy="11" r="2.6"/>',
     record: '<circle cx="10" cy="10" r="6.2"/><circle cx="10" cy="10" r="3.2" fill="currentColor" stroke="none"/>',

@@ -16,6 +16,8 @@ export interface Params {
     /** 0 main, 1 sub. */
     stream: number | null;
     webType: string;
+    /** Speech at 16000 Hz instead of 8000. */
+    wideSpeech: boolean;
     /** Where an automatic log in leads to. */
     view: 'live' | 'playback';
 }
@@ -33,6 +35,7 @@ export function readParams(search: string): Params {
         channels: integer(query, 'channels', 0, 64) ?? 0,
         stream: integer(query, 'stream', 0, 255),
         webType: query.get('webtype') ?? 'Black',
+        wideSpeech: query.get('speech') === '16',
         view: query.get('view') === 'playback' ? 'playback' : 'live',
     };
 }

@@ -4,7 +4,7 @@
  */
 import {
     detectPlatform, downText, Emitter, LumoClient, LumoError, messageOf, needsContentOffset, SurfaceRect,
-    type DeviceAddress, type Down,
+    type DeviceAddress, type Down, type LoginOptions,
 } from '../../client/index.ts';
 import { LiveModel } from './model.ts';
 
@@ -46,15 +46,15 @@ export class Session extends Emitter<SessionEvents> {
     status: Status = { kind: 'busy', text: 'Connecting to the viewer host…' };
     deviceName = '';
     down: Down | null = null;
-    private readonly webType: string;
+    private readonly loginOptions: LoginOptions;
     private credentials: DeviceAddress | null = null;
     private wasPlaying: number[] = [];
     private recoverTimer: ReturnType<typeof setTimeout> | null = null;
     private recoverWaitMs = RECOVER_FIRST_MS;
 
-    constructor(hostUrl: string, title: string, element: HTMLElement, webType: string) {
+    constructor(hostUrl: string, title: string, element: HTMLElement, loginOptions: LoginOptions) {
         super();
-        this.webType = webType;
+        this.loginOptions = loginOptions;
         this.client = new LumoClient(hostUrl, { title });
         this.surface = new SurfaceRect(element, this.client, { contentOffset: true });
         this.client.on('state', () => this.changed());
@@ -115,7 +115,7 @@ export class Session extends Emitter<SessionEvents> {
 
     /** Log in, learn the channels, bring up the surface. */
     private async enter(device: DeviceAddress): Promise<void> {
-        const reply = await this.client.login(device, { webType: this.webType });
+        const reply = await this.client.login(device, this.loginOptions);
         await this.learnChannels();
         this.phase = 'live';
         this.deviceName = device.kind === 'address' ? `${device.address}:${device.port}` : device.serialNumber;
