@@ -1,7 +1,8 @@
 // The one caller of LumoNet: hides its handles and records, turns its errors into the codes the page knows, and logs
 // each step, for a failed session is usually diagnosed from that log.
 //
-// Thread: hub thread unless noted. Results: handles above 0; nothing throws. Holds no session state.
+// Thread: hub thread unless noted; calls block for up to 20 s. Results: handles above 0; nothing throws. Holds no
+// session state.
 #pragma once
 
 #include "device/LoginContext.h"
@@ -73,6 +74,31 @@ public:
 
     int RequestChannelFrame(int loginId, int channel, int stream);
     void SetAlarmCallback(LumoMessageCallback callback, intptr_t user);
+
+    /// LumoConnectFiles.cpp. fileKind 0 is a configuration of at most 65536 bytes, 1 to 4 as announceFileText knows
+    /// them. A code for the page. For 1 to 4 the transfer then goes on and ends in the callback, on a library thread.
+    int ImportFile(int fileKind, int loginId, int channel, QString path, LumoSendFileCallback callback, intptr_t user);
+    /// json announces the file. 1 when the transfer goes on; -1 when it was not announced, -2 when it could not start.
+    int SendAudioFile(int loginId, const char* path, const char* json, LumoSendFileCallback callback, intptr_t user);
+
+    /// LumoConnectUpgrade.cpp. A code for the page; the answer of all channels in the buffer, ended by a zero.
+    int GetChannelAbility(int loginId, const char* name, char* buffer, int size);
+    /// A code for the page. Progress comes in the callback, on a library thread.
+    int StartLocalUpgrade(int loginId, QString path, LumoUpgradeCallback callback, intptr_t user);
+    int StartOnlineUpgrade(int loginId, QString version, LumoUpgradeCallback callback, intptr_t user);
+    int GetUpgradeState(int handle);
+    /// Nothing for a handle below 1.
+    void CloseUpgrade(int handle);
+    /// The library's result. newVersion changes only when the device knows of a firmware of another build date.
+    int GetNewVersion(int loginId, QString buildDate, QString* newVersion);
+
+    /// LumoConnectTwoLens.cpp. GUI thread. viaPath: the device as a whole is asked, by the ability's path.
+    bool GetScaleTwoLensAbility(int loginId, int channel, bool viaPath);
+    /// 1, 0 when the answer is no JSON, -1 when the device refused. On 1 the device is also told to stay at *times, and
+    /// for stream 0 the other lens to go to 0.
+    int GetScaleTwoLensConfig(int loginId, int channel, int stream, float* times, bool wholeDevice, float* maxTimes);
+    /// 1 or -1. channel -1: the device as a whole.
+    int SetScaleTwoLensConfig(int loginId, int channel, int stream, float fOrignalTimes, float fCurTimes);
 
 private:
     CLumoConnect() = default;

@@ -14,6 +14,7 @@ enum ERet {
     kRetChannelCount = 1008,
     kRetNoDownload = 1009, // the first download could not start
     kRetCloud = 1012,
+    kRetNoPath = 1014, // the user picked no file
     kRetFailure = 1016,
     kRetUnknown = 1019,
     kRetNothingDone = 1019 // the request named nothing to do

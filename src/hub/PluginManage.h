@@ -18,6 +18,7 @@
 #include <QString>
 
 #include <array>
+#include <atomic>
 #include <functional>
 #include <optional>
 #include <type_traits>
@@ -212,6 +213,23 @@ private:
     void deleteConverted();
     static void ConvertFilePosCallback(long nCurrent, long nTotal, intptr_t nUser);
 
+    // maintenance/UpgradeCommands.cpp
+    void onMainMsgLocalUpgrade(const Json::Value& request);
+    void onMainMsgOnlineUpgrade(const Json::Value& request);
+    void pickFirmware(Json::Value reply);
+    void startLocalUpgrade(const Json::Value& request, Json::Value& reply);
+    int askNewVersion(Json::Value& reply);
+    void onUpgradeProgress(int nUpgrade, long nTotal, long nSent);
+    static void UpgradeProgressCallback(long lLoginID, long lUpgrade, long nTotal, long nSent, intptr_t nUser);
+
+    // maintenance/ImportCommands.cpp
+    void onMainMsgImportFile(const Json::Value& request);
+    void importVoice(const Json::Value& request, int nChannel);
+    void importPicked(int nChannel);
+    int importFile(int nSubType, int nChannel, const QString& strFile);
+    void sendImportResult(int nRet);
+    static void ImportFileCallback(long lSendHandle, long nStatus, long nError, long nExtra, intptr_t nUser);
+
     static bool isChannel(int nChannel) { return nChannel >= 0 && nChannel < 64; }
 
     /// What the last key frame said of a channel's picture; 0 when unknown.
@@ -251,4 +269,10 @@ private:
     int m_nCurConvertFileNum = 0;         // handed to the converter so far
     int m_nTotalConvertFileNum = 0;
     bool m_bCancelDownload = false;
+
+    // Upgrade and import. hub thread only but for the two atomics.
+    bool upgradeRunning = false;         // from a good start until the device reports an end
+    QString upgradeVersionName;          // the newest firmware that the device told of
+    std::atomic<int> importSubType = -1; // of the last import; read by the library thread that ends a transfer
+    std::atomic<int> importMsgId = -1;   // likewise
 };

@@ -19,8 +19,11 @@ CPluginManage::Handler CPluginManage::handlerOf(int nMainType)
         { 12, &CPluginManage::onMainMsgPosition          },      // surface/PositionCommands.cpp
         { 18, &CPluginManage::onMainMsgClientConfig      },      // hub/ClientConfigCommands.cpp
         { 19, &CPluginManage::onMainMsgPicture           },      // live/PictureCommands.cpp
+        { 21, &CPluginManage::onMainMsgOnlineUpgrade     },      // maintenance/UpgradeCommands.cpp
+        { 25, &CPluginManage::onMainMsgLocalUpgrade      },      // maintenance/UpgradeCommands.cpp
         { 28, &CPluginManage::onMainMsgLoginAgain        },      // hub/SessionCommands.cpp
         { 29, &CPluginManage::onMainMsgScaleStep         },      // surface/PositionCommands.cpp
+        { 30, &CPluginManage::onMainMsgImportFile        },      // maintenance/ImportCommands.cpp
     };
     for (const SCommandRow& row : kCommands)
         if (row.nMainType == nMainType)

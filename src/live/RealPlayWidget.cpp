@@ -1,6 +1,7 @@
 #include "live/RealPlayWidget.h"
 
 #include "decode/PortTable.h"
+#include "device/LumoConnect.h"
 #include "live/LocalFolders.h"
 #include "platform/Paths.h"
 #include "shell/LightWeightLog.h"
@@ -20,6 +21,7 @@ constexpr int kNoChannel = -1;
 constexpr int kRefused = -2;
 
 constexpr int kFirstSplit = 9;
+constexpr int kTwoLensDevice = 2; // a kind of device that is itself the camera: it is asked as a whole
 
 // Lives as long as the process, for stream data may come when the page has gone.
 constinit CPortTable<CDecodeChannel, 0, kChannels> g_livePorts;
@@ -430,29 +432,51 @@ void CRealPlayWidget::OnQuitPTZElect(int nWndIndex)
     emit changePTZELectPage();
 }
 
-/// No device is asked yet, so no channel has two lenses and the slider stays hidden.
+/// The device is asked on this thread, and the surface stands still meanwhile: the price of a slider that is right at
+/// once.
 void CRealPlayWidget::slot_GetScaleTwoLensAbility(int nWndNo)
 {
-    writeLog("CRealPlayWidget::slot_GetScaleTwoLensAbility",
-             QString("slot_GetScaleTwoLensAbility----------->devType:%1").arg(m_nDevType));
+    static const char* const szTag = "CRealPlayWidget::slot_GetScaleTwoLensAbility";
+    const bool bDevice = m_nDevType == kTwoLensDevice;
+    writeLog(szTag, QString("slot_GetScaleTwoLensAbility----------->devType:%1").arg(m_nDevType));
     const int nChannel = GetWndChannel(nWndNo);
-    writeLog("CRealPlayWidget::slot_GetScaleTwoLensAbility", QString("GetScaleTwoLens------>Channel:%1").arg(nChannel));
+    writeLog(szTag, QString("GetScaleTwoLens------>Channel:%1").arg(nChannel));
     if (!isChannel(nChannel))
         return;
-    m_bScaleTwoLens[nChannel] = false;
-    m_pWindowManage->ShowScaleSlider(nWndNo, false, 0);
+    CLumoConnect* pConnect = CLumoConnect::instance();
+    m_bScaleTwoLens[nChannel] = pConnect->GetScaleTwoLensAbility(m_lLoginID, nChannel, bDevice);
+    float fCur = 0;
+    float fMax = 0;
+    if (!m_bScaleTwoLens[nChannel] ||
+        pConnect->GetScaleTwoLensConfig(m_lLoginID, nChannel, m_nStreamType[nChannel], &fCur, bDevice, &fMax) <= 0) {
+        m_pWindowManage->ShowScaleSlider(nWndNo, false, 0);
+        return;
+    }
+    if (!m_pWindowManage->IsOneCellShown() || m_bFullScreen)
+        return;
+    writeLog(szTag, QString("slot_GetScaleTwoLensAbility----------->fMaxtimes:%1").arg(fMax));
+    m_pWindowManage->ShowScaleSlider(nWndNo, true, fMax);
+    m_fLastTimes = fCur;
+    m_pWindowManage->SetScaleValue(nWndNo, fCur);
 }
 
-/// No device is told yet, so the last value stays.
+/// A device that refuses leaves the slider where the user moved it.
 void CRealPlayWidget::slot_SetScaleTwoLensTimes(float fTimes, int nWndNo)
 {
     const int nChannel = GetWndChannel(nWndNo);
     if (!isChannel(nChannel))
         return;
+    const int nStream = m_nStreamType[nChannel];
     writeLog("CRealPlayWidget::slot_SetScaleTwoLensTimes",
              QString("fLastTimes=%1------fTimes=%2------Channel=%3------Stream=%4")
                  .arg(m_fLastTimes)
                  .arg(fTimes)
                  .arg(nChannel)
-                 .arg(m_nStreamType[nChannel]));
+                 .arg(nStream));
+    const int nAsked = m_nDevType == kTwoLensDevice ? -1 : nChannel;
+    if (CLumoConnect::instance()->SetScaleTwoLensConfig(m_lLoginID, nAsked, nStream, m_fLastTimes, fTimes) <= 0)
+        return;
+    m_fLastTimes = fTimes;
+    if (m_pWindowManage->IsOneCellShown())
+        m_pWindowManage->SetScaleValue(nWndNo, fTimes);
 }

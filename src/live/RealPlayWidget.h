@@ -1,7 +1,8 @@
 // The live view page: one grid of cells, the decode channels of the live path, and which device channel each cell
-// shows. Knows nothing of the network; the command handlers open and close device streams around its calls.
+// shows. Of the network it knows the two-lens scale alone; the command handlers open and close device streams around
+// its calls.
 //
-// Thread:    GUI thread, except InputRealData.
+// Thread:    GUI thread, except InputRealData. The two-lens slots wait there for the device, up to 20 s a call.
 // Ownership: owns the grid and the channels. One at a time in a process.
 // Results:   0 success, -1 bad channel or no decode channel, -2 the decoder refused, unless noted.
 #pragma once

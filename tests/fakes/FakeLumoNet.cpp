@@ -1,9 +1,9 @@
 // The recording LumoNet: every call goes to the conversation runner, which scripts its result. Strict about what a
 // correct caller never does, tolerant of what this program is known to do: removing a callback or stopping with a
 // handle of 0 or below, stopping playback handle 1, never releasing the handles of a login that a second one replaced.
-#include "Wire.h"
-#include "device/LumoNet.h"
+#include "FakeLumoNet.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstring>
 #include <map>
@@ -14,9 +14,7 @@
 namespace
 {
 
-using fakes::Answer;
-using fakes::Args;
-using fakes::Fields;
+using namespace fakes::net;
 
 enum class Kind { Plain, V2, Playback, Download };
 
@@ -64,27 +62,6 @@ fakes::Wire& wire()
     return *instance;
 }
 
-void require(bool fact, const std::string& name, const char* why)
-{
-    if (!fact) {
-        wire().fault(name + ": " + why);
-    }
-}
-
-/// Every call but LUMONET_Init needs the library initialised.
-Answer call(const char* name, const Args& args, bool first = false, fakes::Wire::OnAnswer onAnswer = {})
-{
-    {
-        const std::lock_guard lock(lib().mutex);
-        require(first || lib().initialised, name, "called before LUMONET_Init");
-    }
-    const Answer answer = wire().call(name, args, std::move(onAnswer));
-    if (answer.fields.count("error")) {
-        t_lastError = answer.number("error");
-    }
-    return answer;
-}
-
 void requireLogin(const char* name, int login)
 {
     const std::lock_guard lock(lib().mutex);
@@ -95,17 +72,6 @@ template <size_t N> void copyText(char (&target)[N], const std::string& text)
 {
     std::memset(target, 0, N);
     std::memcpy(target, text.data(), text.size() < N ? text.size() : N - 1);
-}
-
-bool allZero(const void* data, size_t size)
-{
-    const auto* bytes = static_cast<const uint8_t*>(data);
-    for (size_t i = 0; i < size; ++i) {
-        if (bytes[i] != 0) {
-            return false;
-        }
-    }
-    return true;
 }
 
 void requireFresh(const char* name, const NetDeviceInfo* info)
@@ -308,10 +274,41 @@ std::string raise(const std::string& kind, const Fields& fields)
     if (kind == "position") {
         return raisePosition(fields);
     }
-    return "none";
+    return raiseDeviceWork(kind, fields);
 }
 
 } // namespace
+
+namespace fakes::net
+{
+
+void require(bool fact, const std::string& name, const char* why)
+{
+    if (!fact) {
+        wire().fault(name + ": " + why);
+    }
+}
+
+Answer call(const char* name, const Args& args, bool first, fakes::Wire::OnAnswer onAnswer)
+{
+    {
+        const std::lock_guard lock(lib().mutex);
+        require(first || lib().initialised, name, "called before LUMONET_Init");
+    }
+    const Answer answer = wire().call(name, args, std::move(onAnswer));
+    if (answer.fields.count("error")) {
+        t_lastError = answer.number("error");
+    }
+    return answer;
+}
+
+bool allZero(const void* data, size_t size)
+{
+    const auto* bytes = static_cast<const uint8_t*>(data);
+    return std::all_of(bytes, bytes + size, [](uint8_t b) { return b == 0; });
+}
+
+} // namespace fakes::net
 
 int LUMONET_Init(LumoDisconnectCallback fnDisconnect, void* pUser)
 {
@@ -339,6 +336,7 @@ int LUMONET_InitAppInfo(const LumoAppInfo* pInfo)
 int LUMONET_Cleanup(void)
 {
     const Answer a = call("LUMONET_Cleanup", Args());
+    endDeviceWork(kAllLogins);
     const std::lock_guard lock(lib().mutex);
     lib().logins.clear();
     lib().streams.clear();
@@ -381,6 +379,7 @@ int LUMONET_Logout(int nLoginID)
 {
     requireLogin("LUMONET_Logout", nLoginID);
     const Answer a = call("LUMONET_Logout", Args().number(nLoginID));
+    endDeviceWork(nLoginID);
     std::unique_lock lock(lib().mutex);
     // Ends every stream of the login, whatever was left open.
     for (auto it = lib().streams.begin(); it != lib().streams.end();) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,11 @@ struct LibraryStub {
     int loginError = 0;
     std::string cloudError, serialNo, deviceName, softwareVersion;
     int channels = 0, extraChannels = 0, deviceType = 0;
+    /// What the calls with JSON answers write, by call name; and what LUMONET_GetDevConfig puts into the version
+    /// record.
+    std::map<std::string, std::string> outputs;
+    int versionCount = 0;
+    std::string version, versionDate;
     /// What GetColor answers.
     int color[4] = {10, 20, 30, 40};
 
@@ -25,3 +31,22 @@ struct LibraryStub {
 
     int call(const std::string& line);
 };
+
+namespace stub
+{
+
+/// One line of LibraryStub::calls; its scripted result.
+template <typename... Args> int record(const char* szName, const Args&... args)
+{
+    std::ostringstream line;
+    line << szName;
+    ((line << ' ' << args), ...);
+    return LibraryStub::get().call(line.str());
+}
+
+inline std::string quoted(const char* sz)
+{
+    return '"' + std::string(sz) + '"';
+}
+
+} // namespace stub

@@ -227,8 +227,8 @@ TEST_F(RealPlayPictureTest, ScaleStepLogsAndGoesOnToTheSelectedCellsChannel)
               (QStringList{"click to scale", "click to scale", "click to scale", "click to scale"}));
     EXPECT_EQ(log.of("CRealPlayWidget::slot_SetScaleTwoLensTimes"),
               (QStringList{"fLastTimes=0------fTimes=0.5------Channel=3------Stream=0",
-                           "fLastTimes=0------fTimes=7------Channel=3------Stream=0",
-                           "fLastTimes=0------fTimes=0------Channel=3------Stream=0"}));
+                           "fLastTimes=0.5------fTimes=7------Channel=3------Stream=0",
+                           "fLastTimes=7------fTimes=0------Channel=3------Stream=0"}));
 }
 
 TEST_F(RealPlayPictureTest, SoundOffOfAnotherChannelKeepsTheRecord)

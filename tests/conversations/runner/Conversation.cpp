@@ -10,7 +10,9 @@
 namespace
 {
 
-const QStringList kMainThreadCalls{"LUMONET_Init", "LUMONET_InitAppInfo"};
+/// The set-up, and what the live page asks of a device's two lenses.
+const QStringList kMainThreadCalls{"LUMONET_Init",       "LUMONET_InitAppInfo",        "LUMONET_GetSystemAbility_Json",
+                                   "LUMONET_HasAbility", "LUMONET_CmdWithResult_Json", "LUMONET_CmdWithOutput_Json"};
 
 QString serverName()
 {

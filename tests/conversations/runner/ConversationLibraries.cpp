@@ -78,6 +78,8 @@ void Conversation::raise(const QString& library, const QString& kind, const QJso
 /// frame HANDLE TYPE WxH "data" [-> RESULT]   TYPE: I, P, audio, other or a number; the data go in as they are
 /// disconnect LOGIN "address" PORT            RESULT "none": nobody is registered
 /// position HANDLE TOTAL CURRENT              of a playback or download
+/// sendfile HANDLE STATUS ERROR [EXTRA]       the end of a sent file
+/// upgrade HANDLE TOTAL SENT                  progress of an upgrade
 void Conversation::doNetRaise(const QString& rest)
 {
     const QStringList words = splitWords(rest);
@@ -91,6 +93,17 @@ void Conversation::doNetRaise(const QString& rest)
     if (words[0] == "position") {
         const QJsonObject fields{{"handle", words.value(1)}, {"total", words.value(2)}, {"current", words.value(3)}};
         return raise("LumoNet", "position", fields, result.isEmpty() ? "1" : result);
+    }
+    if (words[0] == "sendfile") {
+        const QJsonObject fields{{"handle", words.value(1)},
+                                 {"status", words.value(2)},
+                                 {"code", words.value(3)},
+                                 {"extra", words.value(4, "0")}};
+        return raise("LumoNet", "sendfile", fields, result.isEmpty() ? "0" : result);
+    }
+    if (words[0] == "upgrade") {
+        const QJsonObject fields{{"handle", words.value(1)}, {"total", words.value(2)}, {"sent", words.value(3)}};
+        return raise("LumoNet", "upgrade", fields, result.isEmpty() ? "0" : result);
     }
     if (words[0] != "frame") {
         throw Failure{"unknown callback " + words[0]};
