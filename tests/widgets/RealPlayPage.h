@@ -1,6 +1,7 @@
 // A live page above the recording decode library, on an empty configuration.
 #pragma once
 
+#include "LibraryStub.h"
 #include "StubLumoDecode.h"
 #include "WidgetTest.h"
 #include "live/RealPlayWidget.h"
@@ -35,6 +36,7 @@ protected:
     {
         QFile::remove(configFile());
         stubdecode::reset();
+        LibraryStub::reset();
         m_page = std::make_unique<SOpenPage>(nullptr);
         m_page->resize(804, 804);
         m_page->show();

@@ -12,6 +12,7 @@ import { Emitter } from './Emitter.ts';
 import { LumoError } from './errors.ts';
 import { nameEvent, type ChannelResult, type ProcessEvents } from './events.ts';
 import { loginRequest, type LoginOptions } from './login.ts';
+import { MaintenanceCommands } from './maintenance.ts';
 import { PlaybackCommands } from './playback.ts';
 import type * as R from './requests.ts';
 import { RET_SUCCESS } from './ret.ts';
@@ -54,6 +55,8 @@ type Command = Request & Record<string, unknown>;
 export class LumoClient extends Emitter<ClientEvents> {
     /** Talk, and the custom alarm voice. */
     readonly audio: AudioCommands;
+    /** Firmware of the device, and files into it. */
+    readonly maintenance: MaintenanceCommands;
     /** Recorded video, downloads. */
     readonly playback: PlaybackCommands;
     private readonly connection: Connection;
@@ -76,6 +79,7 @@ export class LumoClient extends Emitter<ClientEvents> {
             manyMs: this.timeouts.startAllMs,
         };
         this.audio = new AudioCommands(sender);
+        this.maintenance = new MaintenanceCommands(sender);
         this.playback = new PlaybackCommands(sender);
         this.connection.on('state', (state) => this.emit('state', state));
         this.connection.on('open', () => this.onOpen());

@@ -101,6 +101,16 @@ export interface VoiceEnd {
     Ret: number;
 }
 
+/** `Status` of an upgrade. `Done` and `Failed` are its end. */
+export const UpgradeState = { Sending: 0, Done: 1, Writing: 2, Failed: 3 } as const;
+
+/** MainEvent 3, SubEvent 0. Sizes in bytes; 0 while they are unknown. */
+export interface UpgradeData {
+    Status: number;
+    TotalSize: number;
+    SendSize: number;
+}
+
 export interface ProcessEvents {
     selection: SelectionData;
     channel: ChannelData;
@@ -112,6 +122,7 @@ export interface ProcessEvents {
     playbackPosition: PlaybackPosition;
     downloadProgress: DownloadProgress;
     downloaded: Downloaded;
+    upgrade: UpgradeData;
     deviceLost: DeviceLost;
     voiceRecording: VoiceRecording;
     voiceRecordingEnded: VoiceEnd;
@@ -125,6 +136,8 @@ export type NamedEvent = { [K in keyof ProcessEvents]: { name: K; data: ProcessE
 export function nameEvent(raw: RawEvent): NamedEvent | null {
     if (raw.MainEvent === MainEvent.DeviceLost && raw.SubEvent === 0)
         return { name: 'deviceLost', data: { Ret: Number(raw.Ret) } };
+    if (raw.MainEvent === MainEvent.Upgrade && raw.SubEvent === 0)
+        return isObject(raw.Data) ? { name: 'upgrade', data: raw.Data as unknown as UpgradeData } : null;
     if (raw.MainEvent === MainEvent.Voice) return nameVoiceEvent(raw);
     if (raw.MainEvent === MainEvent.Playback) return namePlaybackEvent(raw);
     if (raw.MainEvent !== MainEvent.Live) return null;

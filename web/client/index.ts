@@ -8,6 +8,7 @@ export * from './errors.ts';
 export * from './events.ts';
 export * from './requests.ts';
 export * from './audio.ts';
+export * from './maintenance.ts';
 export * from './playback.ts';
 export * from './ret.ts';
 export * from './wire.ts';

@@ -3,6 +3,8 @@
 export const RET_SUCCESS = 100;
 /** SubType 2 of the preview commands answers this in every case. */
 export const RET_FAILURE = 1016;
+/** An import for which no file was picked. */
+export const RET_NO_PATH = 1014;
 
 const TEXTS: ReadonlyMap<number, string> = new Map([
     [100, 'Done.'],

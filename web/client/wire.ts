@@ -17,8 +17,11 @@ export const MainType = {
     ClientConfig: 18,
     Capture: 19,
     Voice: 20,
+    OnlineUpgrade: 21,
+    LocalUpgrade: 25,
     Relogin: 28,
     ScaleStep: 29,
+    Import: 30,
 } as const;
 
 /** `SubType` of `MainType` 2: the page of the surface. */
@@ -66,10 +69,19 @@ export const TalkSub = { Channel: 0, Device: 1, Stop: 2, Ability: 3 } as const;
 /** `SubType` of `MainType` 20. Any other fails. */
 export const VoiceSub = { Record: 0, StopRecording: 1, Play: 2, Send: 3, StopPlaying: 4 } as const;
 
+/** `SubType` of `MainType` 21. Any other answers `Ret` 0. */
+export const OnlineUpgradeSub = { Ask: 0, Start: 1 } as const;
+
+/** `SubType` of `MainType` 25. Any other is never answered; replies have `SubMsg` 1 in every case. */
+export const LocalUpgradeSub = { Pick: 0, Start: 1 } as const;
+
+/** `SubType` of `MainType` 30. Any other is never answered. */
+export const ImportSub = { Config: 0, PickedFile: 1, Voice: 2, VoiceOther: 3, VoiceShort: 4 } as const;
+
 /** `SubType` of `MainType` 18. */
 export const ConfigSub = { PickA: 48, PickB: 49, Save: 50, Read: 51, PickC: 53 } as const;
 
-export const MainEvent = { Live: 0, Playback: 1, DeviceLost: 5, Voice: 6 } as const;
+export const MainEvent = { Live: 0, Playback: 1, Upgrade: 3, DeviceLost: 5, Voice: 6 } as const;
 
 /** `SubEvent` of `MainEvent` 0. */
 export const LiveEvent = { Selection: 0, Channel: 2, Results: 3, ElectronicPtz: 6 } as const;

@@ -41,8 +41,17 @@ export interface FakeAudio {
     sent(ret: number): void;
 }
 
+export interface FakeMaintenance {
+    /** The file or the version that is being installed; null while none is. */
+    upgrading: string | null;
+    progress(status: number, sent: number, total?: number): void;
+    /** The end of a transfer. */
+    imported(ret: number): void;
+}
+
 export interface FakeProcess {
     audio: FakeAudio;
+    maintenance: FakeMaintenance;
     page: number;
     selected: number;
     cells: number[];
@@ -62,6 +71,12 @@ export interface FakeHostSettings {
     /** 1 for each channel that can talk; null: the device does not say. All can without it. */
     talkers?: number[] | null;
     noMicrophone?: boolean;
+    /** What the device can fetch; null: it does not tell. */
+    firmware?: string | null;
+    upgradeRet?: number;
+    importRet?: number;
+    /** The dialog of an import says nothing. */
+    pickerFails?: boolean;
     refusePlayback?: number[];
     refuseDownload?: boolean;
     brokenFile?: boolean;

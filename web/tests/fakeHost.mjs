@@ -7,6 +7,7 @@ import { createServer } from 'node:http';
 import { extname, join, normalize } from 'node:path';
 import { WebSocketServer } from 'ws';
 import { FakeAudio } from './fakeAudio.mjs';
+import { FakeMaintenance } from './fakeMaintenance.mjs';
 import { FakePlayback } from './fakePlayback.mjs';
 
 const MIME = { '.html': 'text/html', '.js': 'text/javascript', '.css': 'text/css', '.svg': 'image/svg+xml' };
@@ -33,6 +34,7 @@ class FakeProcess {
         this.away = null;
         this.playback = new FakePlayback(options, this.config, send);
         this.audio = new FakeAudio(options, send);
+        this.maintenance = new FakeMaintenance(options, send);
     }
 
     handle(request) {
@@ -52,7 +54,10 @@ class FakeProcess {
             case 18: return this.clientConfig(request, reply);
             case 19: return this.send({ Msg: 19, Channel: request.SubType, MsgID: request.MsgID, Ret: this.cells.includes(request.SubType) ? 100 : 1016 });
             case 20: return this.audio.voice(request, reply);
+            case 21: return this.maintenance.online(request, reply);
+            case 25: return this.maintenance.local(request, reply);
             case 28: this.playback.leave(); this.audio.talking = null; this.cells.fill(-1); this.sound = -1; return reply({ Ret: this.options.reloginRet ?? 100, Id: 7, SerialNo: 'LUMO00000001' });
+            case 30: return this.maintenance.importFile(request);
             default: return reply({ Ret: 1019 });
         }
     }
@@ -230,7 +235,8 @@ class FakeProcess {
 
 /**
  * @param {{channels?: number, refuse?: number[], picked?: string, page?: string, reloginRet?: number,
- *          talkers?: number[] | null, noMicrophone?: boolean, refusePlayback?: number[], refuseDownload?: boolean, brokenFile?: boolean, recordings?: any,
+ *          talkers?: number[] | null, noMicrophone?: boolean,
+ *          firmware?: string | null, upgradeRet?: number, importRet?: number, pickerFails?: boolean, refusePlayback?: number[], refuseDownload?: boolean, brokenFile?: boolean, recordings?: any,
  *          intercept?: (request: any, send: (message: unknown) => void) => boolean}} options
  *   `intercept` sees every request first; true means that it was dealt with. `recordings` is the device's list, by date and
  *   channel: { '2026-11-20': { 0: { files, pictures } } }; without it the device has none.

@@ -2,6 +2,7 @@
 import { PageMode, SessionTitle, type DeviceAddress, type SplitMode } from '../../client/index.ts';
 import { TalkPanel } from './audio/talkPanel.ts';
 import { ChannelList } from './channelList.ts';
+import { DevicePanel } from './device/devicePanel.ts';
 import { h } from './dom.ts';
 import { Header, type ViewName } from './header.ts';
 import { LiveActions } from './live.ts';
@@ -34,6 +35,7 @@ export class App {
     private readonly picture: PicturePanel;
     private readonly settings: SettingsPanel;
     private readonly talk: TalkPanel;
+    private readonly device: DevicePanel;
     private readonly workspace: HTMLElement;
     private openPanel: PanelName | null = null;
     private renderQueued = false;
@@ -59,9 +61,10 @@ export class App {
         this.picture = new PicturePanel(this.session, this.actions);
         this.settings = new SettingsPanel(this.session, kept.fill === true, (fill) => this.setFill(fill));
         this.talk = new TalkPanel(this.session);
+        this.device = new DevicePanel(this.session);
         const middle = h('div', { class: 'middle' }, this.stage, this.playback.day.element);
         this.workspace = h('div', { class: 'workspace' }, this.list.element, this.playback.channels.element, middle,
-            this.talk.element, this.picture.element, this.settings.element, this.playback.files.element);
+            this.talk.element, this.picture.element, this.device.element, this.settings.element, this.playback.files.element);
         this.setFill(kept.fill === true);
         this.session.on('changed', () => this.queueRender());
         this.session.on('recovered', (channels) => void this.onRecovered(channels));
@@ -186,6 +189,7 @@ export class App {
         this.playback.toolbar.element.hidden = this.playback.channels.element.hidden = this.playback.day.element.hidden = !playback;
         this.talk.element.hidden = this.openPanel !== 'talk';
         this.picture.element.hidden = this.openPanel !== 'picture';
+        this.device.element.hidden = this.openPanel !== 'device';
         this.settings.element.hidden = this.openPanel !== 'settings';
         this.playback.files.element.hidden = this.openPanel !== 'files';
         this.header.render(this.view);
@@ -194,6 +198,7 @@ export class App {
         this.list.render();
         if (this.openPanel === 'settings') this.settings.render();
         else this.picture.render();
+        if (this.openPanel === 'device') this.device.render();
         this.talk.render(inside && this.openPanel === 'talk');
         if (playback) this.playback.render(this.openPanel);
         this.status.render(playback ? this.playbackSelection() : this.liveSelection());

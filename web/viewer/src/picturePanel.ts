@@ -1,6 +1,7 @@
-/** Colour of the channel in the selected cell. */
+/** Colour and two-lens zoom of the channel in the selected cell. */
 import { ColorType, type ColorIndex, type Colors } from '../../client/index.ts';
 import { h, setText } from './dom.ts';
+import { LensControls } from './lensControls.ts';
 import type { LiveActions } from './live.ts';
 import type { Session } from './session.ts';
 
@@ -17,11 +18,13 @@ export class PicturePanel {
     readonly element: HTMLElement;
     private readonly session: Session;
     private readonly subject = h('p', { class: 'hint' });
+    private readonly lens: LensControls;
     private readonly reset = h('button', { type: 'button', 'data-testid': 'color-reset' }, 'Reset');
     private readonly rows: { key: keyof Colors; input: HTMLInputElement; output: HTMLOutputElement }[];
 
     constructor(session: Session, actions: LiveActions) {
         this.session = session;
+        this.lens = new LensControls(session);
         this.rows = SLIDERS.map(({ type, key, name }) => {
             const input = h('input', { type: 'range', min: 0, max: 128, step: 1, value: MIDDLE, 'aria-label': name, 'data-testid': `color-${name.toLowerCase()}` });
             input.addEventListener('input', () => actions.setColor(type, input.valueAsNumber));
@@ -31,13 +34,15 @@ export class PicturePanel {
         this.reset.addEventListener('click', () => actions.setColor(ColorType.All, MIDDLE));
         const lines = this.rows.map(({ input, output }, index) =>
             h('label', { class: 'slider' }, h('span', {}, SLIDERS[index]?.name ?? ''), output, input));
-        this.element = h('section', { class: 'panel', 'aria-label': 'Picture' }, h('h2', {}, 'Picture'), this.subject, ...lines, this.reset);
+        this.element = h('section', { class: 'panel', 'aria-label': 'Picture' }, h('h2', {}, 'Picture'), this.subject, ...lines, this.reset,
+            this.lens.element);
     }
 
     render(): void {
         const { model, phase } = this.session;
         const active = phase === 'live' && model.currentChannel?.playing === true;
         setText(this.subject, active ? `Channel ${model.current + 1}` : 'Select a cell with a picture.');
+        this.lens.render();
         this.reset.disabled = !active;
         for (const { key, input, output } of this.rows) {
             const value = active ? model.colors[key] : MIDDLE;

@@ -5,7 +5,7 @@ import { icon, type IconName } from './icons.ts';
 import type { LiveActions } from './live.ts';
 import type { Session } from './session.ts';
 
-export type PanelName = 'picture' | 'settings' | 'files' | 'talk';
+export type PanelName = 'picture' | 'settings' | 'files' | 'talk' | 'device';
 
 export class Toolbar {
     readonly element: HTMLElement;
@@ -20,9 +20,10 @@ export class Toolbar {
     private readonly record = tool('record', null, 'record', 'Record (R)');
     private readonly aspect = tool('aspect', null, 'aspect', 'Original aspect (A)');
     private readonly full = tool('full', null, 'full-screen', 'Full screen (F)');
-    private readonly panels: Record<'talk' | 'picture' | 'settings', HTMLButtonElement> = {
+    private readonly panels: Record<'talk' | 'picture' | 'device' | 'settings', HTMLButtonElement> = {
         talk: tool('talk', null, 'talk-panel', 'Talk, and the alarm voice (T)'),
         picture: tool('picture', null, 'picture-panel', 'Picture: brightness, contrast, colour'),
+        device: tool('device', null, 'device-panel', 'Device: firmware, import'),
         settings: tool('settings', null, 'settings-panel', 'Folders and files'),
     };
 
@@ -36,7 +37,7 @@ export class Toolbar {
             group('Split', this.splits), group('Stream', this.streams),
             h('span', { class: 'gap' }), this.startAll, this.stopAll,
             h('span', { class: 'spacer' }), this.sound, this.snapshot, this.record, this.aspect, this.full,
-            h('span', { class: 'gap' }), this.panels.talk, this.panels.picture, this.panels.settings,
+            h('span', { class: 'gap' }), this.panels.talk, this.panels.picture, this.panels.device, this.panels.settings,
         );
         this.wire(togglePanel);
     }
@@ -65,7 +66,8 @@ export class Toolbar {
             [this.sound, () => actions.toggleSound()], [this.snapshot, () => actions.snapshot()],
             [this.record, () => actions.toggleRecord()], [this.aspect, () => actions.toggleAspect()],
             [this.full, () => actions.fullScreen()],
-            [this.panels.talk, () => togglePanel('talk')], [this.panels.picture, () => togglePanel('picture')], [this.panels.settings, () => togglePanel('settings')],
+            [this.panels.talk, () => togglePanel('talk')], [this.panels.picture, () => togglePanel('picture')],
+            [this.panels.device, () => togglePanel('device')], [this.panels.settings, () => togglePanel('settings')],
         ];
         for (const [button, run] of clicks) button.addEventListener('click', () => void run());
         document.addEventListener('keydown', this.onKey);
