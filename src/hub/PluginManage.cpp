@@ -1,5 +1,7 @@
 #include "hub/PluginManage.h"
 
+#include "audio/Talk.h"
+#include "audio/VoiceCustom.h"
 #include "device/LumoConnect.h"
 #include "hub/MainThreadObject.h"
 #include "shell/LightWeightLog.h"
@@ -43,6 +45,9 @@ CPluginManage::CPluginManage(QString wndHandle, int sessionId, QObject* parent)
     downloadContext.State = 1;
     downloadContext.Kind = kKindDownload;
 
+    // Frequent while it records, so not for the log.
+    connect(VoiceCustom::instance(), &VoiceCustom::VoiceRecordTime, this,
+            [this](QString msg) { sendWebSocketMsg(msg, false); });
     if (!g_mainThreadObject) {
         g_mainThreadObject = new MainThreadObject;
         g_mainThreadObject->moveToThread(QCoreApplication::instance()->thread());

@@ -20,10 +20,12 @@
 #include <array>
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <type_traits>
 #include <vector>
 
+class CTalk;
 class MainThreadObject;
 struct DownloadRequest;
 struct PlaybackRequest;
@@ -230,6 +232,17 @@ private:
     void sendImportResult(int nRet);
     static void ImportFileCallback(long lSendHandle, long nStatus, long nError, long nExtra, intptr_t nUser);
 
+    // audio/TalkCommands.cpp
+    void onMainMsgTalk(const Json::Value& request);
+    bool startTalk(const Json::Value& request, int nSubMsg);
+    bool stopTalk();
+    int readTalkAbility(Json::Value& reply);
+
+    // audio/VoiceCustomCommands.cpp
+    void onMainMsgVoiceCustom(const Json::Value& request);
+    int SendCustomVoice(int nChannel, int nPurpose);
+    static void SendVoiceCallBack(long lSendHandle, long nStatus, long nError, long nExtra, intptr_t nUser);
+
     static bool isChannel(int nChannel) { return nChannel >= 0 && nChannel < 64; }
 
     /// What the last key frame said of a channel's picture; 0 when unknown.
@@ -249,6 +262,7 @@ private:
     LoginContext m_login;
     int lastLoginError = 0;
     SWindowVideo windowVideo[64];
+    std::unique_ptr<CTalk> talk; // hub thread only; null when no talk runs
 
     // Playback. hub thread only, except what PlayWndInfo says of itself.
     std::array<PlayWndInfo, kPlaybackWnds> playbackContexts;

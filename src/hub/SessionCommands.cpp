@@ -156,6 +156,7 @@ void CPluginManage::stopPlaybacks()
 void CPluginManage::logoutDev()
 {
     static const char* const szTag = "CPluginManage::logoutDev";
+    stopTalk();
     CLumoConnect* pConnect = CLumoConnect::instance();
     writeLog(szTag, "stop preview begin");
     for (int i = 0; i < m_login.channelCount && isChannel(i); ++i) {

@@ -23,10 +23,11 @@ export class Stage {
     /**
      * bin: where the programs are. channels, recorder: number of channels and further arguments of the recorder.
      * size: the browser window's, at `position`. env: of host, program and browser; recorderEnv: of the recorder.
+     * flags: of the browser.
      */
-    static async open({ bin = programs, channels = 4, recorder = [], host = [], size = [1500, 950], position = [60, 40], env = {}, recorderEnv = {} } = {}) {
+    static async open({ bin = programs, channels = 4, recorder = [], host = [], size = [1500, 950], position = [60, 40], env = {}, recorderEnv = {}, flags = [] } = {}) {
         const stage = new Stage();
-        Object.assign(stage, { dir: mkdtempSync(join(tmpdir(), 'lumo-stage-')), bin, env, recorderEnv, size, position, started: [] });
+        Object.assign(stage, { dir: mkdtempSync(join(tmpdir(), 'lumo-stage-')), bin, env, recorderEnv, size, position, flags, started: [] });
         try {
             stage.screen = stage.keep(new Screen(bin));
             await stage.startRecorder(channels, recorder);
@@ -90,7 +91,7 @@ export class Stage {
 
     async openBrowser(url) {
         const [width, height] = this.size;
-        const flags = [...BROWSER_FLAGS, `--window-size=${width},${height}`, `--window-position=${this.position.join(',')}`];
+        const flags = [...BROWSER_FLAGS, ...this.flags, `--window-size=${width},${height}`, `--window-position=${this.position.join(',')}`];
         if (process.getuid?.() === 0) flags.push('--no-sandbox');
         this.context = await chromium.launchPersistentContext(join(this.dir, 'profile'), {
             executablePath: process.env.LUMO_CHROMIUM ?? '/usr/bin/chromium', headless: false, viewport: null, args: flags,

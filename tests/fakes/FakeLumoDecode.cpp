@@ -1,6 +1,6 @@
 // The recording LumoDecode: every call goes to the conversation runner, which scripts its result. Strict about what a
 // correct caller never does, tolerant of what this program is known to do: input on any port in any state, sound and
-// snapshots on a port that is closed, opening port 320 while open, registering a draw callback before opening,
+// snapshots on a port that is closed, opening ports 320 and 499 while open, registering a draw callback before opening,
 // closing a file port without a file, playing and pausing a port of the playback page that did not open.
 #include "Wire.h"
 #include "decode/LumoDecode.h"
@@ -9,6 +9,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -36,6 +37,9 @@ struct Library {
     LumoConvertCallback convert = nullptr;
     intptr_t convertUser = 0;
     int running = -1; // the port whose callback is running
+    LumoCaptureCallback capture = nullptr;
+    intptr_t captureUser = 0;
+    bool captureRunning = false; // its callback
 };
 
 Library& lib()
@@ -156,8 +160,36 @@ std::string raiseConvert(long current, long total)
     return "0";
 }
 
+/// A block of size bytes whose samples are all the same.
+std::string raiseCapture(int size, int sample)
+{
+    LumoCaptureCallback callback = nullptr;
+    intptr_t user = 0;
+    {
+        const std::lock_guard lock(lib().mutex);
+        if (!lib().capture) {
+            return "none";
+        }
+        callback = lib().capture;
+        user = lib().captureUser;
+        lib().captureRunning = true;
+    }
+    std::vector<uint8_t> block(static_cast<size_t>(size));
+    for (size_t i = 0; i < block.size(); ++i) {
+        block[i] = static_cast<uint8_t>(sample >> (i % 2 * 8));
+    }
+    callback(block.data(), size, user);
+    const std::lock_guard lock(lib().mutex);
+    lib().captureRunning = false;
+    lib().idle.notify_all();
+    return "0";
+}
+
 std::string raise(const std::string& kind, const Fields& f)
 {
+    if (kind == "capture") {
+        return raiseCapture(std::atoi(f.at("size").c_str()), std::atoi(f.at("sample").c_str()));
+    }
     if (kind == "draw" || kind == "fileend") {
         return raiseOnPort(kind, std::atoi(f.at("port").c_str()));
     }
@@ -192,7 +224,7 @@ int LUMODEC_Play(int nPort, LumoWindow hWnd)
     const char* name = "LUMODEC_Play";
     const Port state = stateOf(name, nPort);
     require(state.open || state.file || playbackPort(nPort), name, "the port is not open");
-    require(hWnd != 0, name, "no window");
+    require(hWnd != 0 || nPort == LUMODEC_TALK_PORT, name, "no window");
     return answer(name, nPort, Args().number(nPort).number(static_cast<long long>(hWnd)),
                   [](Port& p, auto&) { p.playing = true; });
 }
@@ -259,7 +291,7 @@ int LUMODEC_OpenStream(int nPort, const uint8_t* pHeader, int nHeaderSize, int n
 {
     const char* name = "LUMODEC_OpenStream";
     const Port state = stateOf(name, nPort);
-    require(!state.open || nPort == kColourPort, name, "the port is open already");
+    require(!state.open || nPort == kColourPort || nPort == LUMODEC_TALK_PORT, name, "the port is open already");
     require(pHeader && nHeaderSize > 0 && nBufferSize > 0, name, "no header or no buffer");
     volatile uint8_t last = pHeader[nHeaderSize - 1]; // a memory checker sees a header shorter than it says
     (void)last;
@@ -415,4 +447,39 @@ int LUMODEC_SetOriginalMode(int nPort, int nRegion, const int32_t* pFlag)
     const char* name = "LUMODEC_SetOriginalMode";
     require(pFlag && (*pFlag == 0 || *pFlag == 1), name, "no flag, or neither 0 nor 1");
     return plainCall(name, nPort, Args().number(nPort).number(nRegion).number(*pFlag));
+}
+
+int LUMODEC_StartAudioCapture(LumoCaptureCallback fnBlock, int nBits, int nSampleRate, int nBlockSize, intptr_t nUser)
+{
+    const char* name = "LUMODEC_StartAudioCapture";
+    require(fnBlock && nBits == 16 && nBlockSize > 0 && nBlockSize % 2 == 0, name, "no callback, or no 16-bit samples");
+    require(nSampleRate == 8000 || nSampleRate == 16000, name, "no such rate");
+    // Known from the moment that the script answers, for it may raise a block at once.
+    const auto remember = [=](const Answer& a) {
+        if (a.result() != 0) {
+            const std::lock_guard lock(lib().mutex);
+            require(!lib().capture, name, "the script starts a second capture");
+            lib().capture = fnBlock;
+            lib().captureUser = nUser;
+        }
+    };
+    return wire().call(name, Args().number(nBits).number(nSampleRate).number(nBlockSize), remember).result();
+}
+
+int LUMODEC_StopAudioCapture(intptr_t nUser)
+{
+    const char* name = "LUMODEC_StopAudioCapture";
+    const Answer a = wire().call(name, Args());
+    std::unique_lock lock(lib().mutex);
+    if (a.result() != 0) {
+        require(lib().capture && lib().captureUser == nUser, name, "not the capture that was started");
+        lib().idle.wait(lock, [] { return !lib().captureRunning; });
+        lib().capture = nullptr;
+    }
+    return a.result();
+}
+
+int LUMODEC_GetLastError(int nPort)
+{
+    return plainCall("LUMODEC_GetLastError", nPort, Args().number(nPort));
 }

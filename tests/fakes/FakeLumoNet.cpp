@@ -274,6 +274,9 @@ std::string raise(const std::string& kind, const Fields& fields)
     if (kind == "position") {
         return raisePosition(fields);
     }
+    if (kind == "voice") {
+        return raiseVoice(fields);
+    }
     return raiseDeviceWork(kind, fields);
 }
 
@@ -337,6 +340,7 @@ int LUMONET_Cleanup(void)
 {
     const Answer a = call("LUMONET_Cleanup", Args());
     endDeviceWork(kAllLogins);
+    endTalks(kAllLogins);
     const std::lock_guard lock(lib().mutex);
     lib().logins.clear();
     lib().streams.clear();
@@ -380,6 +384,7 @@ int LUMONET_Logout(int nLoginID)
     requireLogin("LUMONET_Logout", nLoginID);
     const Answer a = call("LUMONET_Logout", Args().number(nLoginID));
     endDeviceWork(nLoginID);
+    endTalks(nLoginID);
     std::unique_lock lock(lib().mutex);
     // Ends every stream of the login, whatever was left open.
     for (auto it = lib().streams.begin(); it != lib().streams.end();) {

@@ -29,4 +29,8 @@ std::string raiseDeviceWork(const std::string& kind, const Fields& fields);
 /// Ends those of the login, when none of their callbacks runs.
 void endDeviceWork(int login);
 
+// FakeLumoNetVoice.cpp: talks.
+std::string raiseVoice(const Fields& fields);
+void endTalks(int login);
+
 } // namespace fakes::net

@@ -14,6 +14,23 @@ namespace
 const QStringList kMainThreadCalls{"LUMONET_Init",       "LUMONET_InitAppInfo",        "LUMONET_GetSystemAbility_Json",
                                    "LUMONET_HasAbility", "LUMONET_CmdWithResult_Json", "LUMONET_CmdWithOutput_Json"};
 
+/// Speech is the hub's: its port and its capture are not the GUI thread's, but for the stop of a capture by itself.
+bool isSpeech(const Call& call)
+{
+    constexpr int kTalkPort = 499;
+    static const QStringList kCapture{"LUMODEC_StartAudioCapture", "LUMODEC_StopAudioCapture", "LUMODEC_GetLastError"};
+    return kCapture.contains(call.name) ||
+           (call.library == "LumoDecode" && !call.args.isEmpty() && call.args[0].toInt() == kTalkPort);
+}
+
+/// What stops speech by itself runs on another thread than the hub's.
+bool isSpeechEnd(const Call& call)
+{
+    static const QStringList kEnds{"LUMODEC_StopAudioCapture", "LUMODEC_StopSound", "LUMODEC_Stop",
+                                   "LUMODEC_CloseStream"};
+    return isSpeech(call) && kEnds.contains(call.name);
+}
+
 QString serverName()
 {
     return QString("lumo-conversation-%1").arg(QCoreApplication::applicationPid());
@@ -157,18 +174,24 @@ void Conversation::onCall(const Call& call)
     m_pending.push_back(item);
 }
 
-/// Decoder calls belong to the GUI thread, device calls to the hub's one thread, data to the libraries' threads.
+/// Decoder calls belong to the GUI thread, device calls and speech to the hub's one thread, data to the libraries'
+/// threads.
 void Conversation::checkThread(const Call& call)
 {
     if (call.name == "LUMONET_Init") {
         m_mainThread = call.thread;
     }
     const bool onMain = call.thread == m_mainThread;
-    if (call.name == "LUMODEC_InputData") {
+    static const QStringList kDataCalls{"LUMODEC_InputData", "LUMONET_VoiceComSendData", "LUMONET_CloseSendFile"};
+    if (kDataCalls.contains(call.name)) {
         if (onMain || call.thread == m_hubThread) {
-            m_problem = "LUMODEC_InputData does not come on the data callback's thread";
+            m_problem = call.name + " does not come on the data callback's thread";
         }
-    } else if (call.library == "LumoDecode" || kMainThreadCalls.contains(call.name)) {
+    } else if (isSpeechEnd(call)) {
+        if (onMain && call.name != "LUMODEC_StopAudioCapture") {
+            m_problem = call.name + " comes on the GUI thread";
+        }
+    } else if (!isSpeech(call) && (call.library == "LumoDecode" || kMainThreadCalls.contains(call.name))) {
         if (!onMain) {
             m_problem = call.name + " does not come on the GUI thread";
         }

@@ -80,6 +80,7 @@ void Conversation::raise(const QString& library, const QString& kind, const QJso
 /// position HANDLE TOTAL CURRENT              of a playback or download
 /// sendfile HANDLE STATUS ERROR [EXTRA]       the end of a sent file
 /// upgrade HANDLE TOTAL SENT                  progress of an upgrade
+/// voice HANDLE TYPE "data"                   what the device says in a talk
 void Conversation::doNetRaise(const QString& rest)
 {
     const QStringList words = splitWords(rest);
@@ -105,6 +106,10 @@ void Conversation::doNetRaise(const QString& rest)
         const QJsonObject fields{{"handle", words.value(1)}, {"total", words.value(2)}, {"sent", words.value(3)}};
         return raise("LumoNet", "upgrade", fields, result.isEmpty() ? "0" : result);
     }
+    if (words[0] == "voice") {
+        const QJsonObject fields{{"handle", words.value(1)}, {"type", words.value(2)}, {"data", text(3)}};
+        return raise("LumoNet", "voice", fields, result.isEmpty() ? "0" : result);
+    }
     if (words[0] != "frame") {
         throw Failure{"unknown callback " + words[0]};
     }
@@ -118,7 +123,7 @@ void Conversation::doNetRaise(const QString& rest)
     raise("LumoNet", "frame", fields, result.isEmpty() ? "1" : result);
 }
 
-/// draw PORT | fileend PORT | convert CURRENT TOTAL
+/// draw PORT | fileend PORT | convert CURRENT TOTAL | capture SIZE SAMPLE
 void Conversation::doDecRaise(const QString& rest)
 {
     const QStringList words = splitWords(rest);
@@ -126,6 +131,8 @@ void Conversation::doDecRaise(const QString& rest)
     const QString result = arrow < 0 ? QString("0") : words.value(arrow + 1);
     if (words[0] == "convert") {
         raise("LumoDecode", words[0], {{"current", words.value(1)}, {"total", words.value(2)}}, result);
+    } else if (words[0] == "capture") {
+        raise("LumoDecode", words[0], {{"size", words.value(1)}, {"sample", words.value(2)}}, result);
     } else {
         raise("LumoDecode", words[0], {{"port", words.value(1)}}, result);
     }

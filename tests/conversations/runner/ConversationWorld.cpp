@@ -122,8 +122,8 @@ void Conversation::doIni(const QString& rest)
     }
 }
 
-/// file PATH = "content" | file PATH = hex 00ff | file PATH is "content" | file PATH exists | file PATH absent;
-/// relative to the program.
+/// file PATH = "content" | file PATH = hex 00ff | file PATH links "/other" | file PATH is "content" | file PATH exists
+/// | file PATH absent; relative to the program.
 void Conversation::doFile(const QString& rest)
 {
     const QStringList words = splitWords(rest);
@@ -137,6 +137,10 @@ void Conversation::doFile(const QString& rest)
         const bool hex = words.value(2) == "hex";
         file.write(hex ? QByteArray::fromHex(words.value(3).toLatin1())
                        : parsePattern(words.value(2), m_bindings).toString().toUtf8());
+    } else if (words.value(1) == "links") {
+        if (!QFile::link(parsePattern(words.value(2), m_bindings).toString(), path)) {
+            throw Failure{"cannot make the link " + path};
+        }
     } else if (words.value(1) == "is") {
         const bool open = file.open(QIODevice::ReadOnly);
         const QString content = QString::fromUtf8(file.readAll());

@@ -1,0 +1,126 @@
+// Speech for real, on a sound server of the test's own: into the microphone, through program and device, and back to the
+// loudspeaker. Judged from the samples that arrive.
+import assert from 'node:assert/strict';
+import { readFileSync } from 'node:fs';
+import { join } from 'node:path';
+import { after, before, test } from 'node:test';
+
+import { until } from './processes.mjs';
+import { aLawSamples, longestGap, part, pitch, seconds, SoundServer, spoken } from './soundServer.mjs';
+import { Stage } from './stage.mjs';
+
+let sound;
+let stage;
+
+before(async () => {
+    sound = await SoundServer.open();
+    // The browser hears the microphone too, for its level, and asks nobody.
+    stage = await Stage.open({ env: sound.env, flags: ['--use-fake-ui-for-media-stream'] });
+    await stage.openBrowser(stage.liveUrl());
+});
+after(async () => {
+    await stage?.close();
+    await sound?.close();
+});
+
+const fact = (name, body) => test(name, { timeout: 180000 }, () => body(stage.view));
+const heardBy = async (channel) => aLawSamples(Buffer.from(await (await fetch(`${stage.recorderUrl}/api/talk/heard?channel=${channel}`)).arrayBuffer()));
+const talkRoom = (change) => stage.recorderCall('/api/talk', change);
+
+async function openPanel(view) {
+    await view.phase('live');
+    if (await view.byId('talk-hold').isHidden()) await view.click('talk-panel');
+}
+
+/** Holds the button until `during` is done. */
+async function whileTalking(view, target, during) {
+    await openPanel(view);
+    await view.byId('talk-target').selectOption(target);
+    await view.byId('talk-hold').hover();
+    await view.page.mouse.down();
+    try {
+        await view.says(/^Talking to/);
+        await during();
+    } finally {
+        await view.page.mouse.up();
+        await view.says(/^The talk has ended/);
+    }
+}
+
+/** Ten seconds of a 1 kHz tone, said into the microphone, as the channel heard it: after the first second. */
+async function tenSecondsOfTone(view) {
+    await talkRoom({ channel: 0, clear: true });
+    const tone = sound.say(1000, 30);
+    try {
+        await whileTalking(view, '0', () => until(async () => seconds(spoken(await heardBy(0))) > 11.5, 'eleven seconds of speech', 60000));
+    } finally {
+        await tone.stop();
+    }
+    return part(spoken(await heardBy(0)), 1, 11);
+}
+
+function assertTone(samples, hz) {
+    assert.ok(Math.abs(pitch(samples) / hz - 1) < 0.01, `a pitch of ${pitch(samples)} Hz instead of ${hz}`);
+}
+
+fact('a tone in the microphone arrives at the device at its pitch, without a gap', async (view) => {
+    const samples = await tenSecondsOfTone(view);
+    assertTone(samples, 1000);
+    assert.ok(longestGap(samples) <= 40, `a gap of ${longestGap(samples)} ms`);
+    assert.equal(await view.page.evaluate(() => globalThis.lumoViewer.session.phase), 'live');
+});
+
+fact('a tone of the device arrives at the loudspeaker, and is over with the talk', async (view) => {
+    await talkRoom({ channel: 1, tone: 700 });
+    const ear = sound.listen();
+    await whileTalking(view, '1', () => until(() => seconds(spoken(ear.samples())) > 5, 'five seconds of speech', 60000));
+    const { length } = ear.samples().values;
+    await until(() => ear.samples().values.length > length + 48000, 'another second');
+    const all = await ear.stop();
+    const samples = part(spoken(all), 1, 4);
+    assertTone(samples, 700);
+    assert.ok(longestGap(samples) <= 100, `a gap of ${longestGap(samples)} ms`);
+    assert.equal(seconds(spoken(part(all, seconds(all) - 0.5, seconds(all)))), 0, 'silence after the talk');
+    await talkRoom({ channel: 1, tone: 0 });
+});
+
+fact('the level of the microphone is shown while somebody speaks', async (view) => {
+    const tone = sound.say(1000, 20);
+    await whileTalking(view, 'device', () => until(async () => Number(await view.byId('talk-level').evaluate((meter) => meter.value)) > 0.5, 'a level'));
+    await tone.stop();
+    await until(async () => Number(await view.byId('talk-level').evaluate((meter) => meter.value)) === 0, 'no level');
+});
+
+fact('an alarm voice stops by itself at its limit and plays back at its length', async (view) => {
+    await openPanel(view);
+    const tone = sound.say(1000, 20);
+    await view.click('voice-record');
+    await view.says(/^The alarm voice is recorded/);
+    await tone.stop();
+    const file = readFileSync(join(stage.dir, 'bin', 'customAlarmVoice.pcm'));
+    assert.equal(file.length, 40960);
+    assertTone(part(aLawSamples(file), 1, 4), 1000);
+    const ear = sound.listen();
+    await view.click('voice-play');
+    await view.says(/^The alarm voice was played/);
+    const length = seconds(spoken(await ear.stop()));
+    assert.ok(length > 4.5 && length < 5.6, `${length} s`);
+});
+
+fact('an alarm voice arrives byte for byte', async (view) => {
+    await openPanel(view);
+    await view.click('voice-send');
+    await view.says(/^The device has the alarm voice/);
+    const { files } = await stage.recorderCall('/api/device');
+    const received = files.at(-1);
+    const sent = readFileSync(join(stage.dir, 'bin', 'customAlarmVoice.pcm'));
+    assert.equal(received.size, sent.length);
+    assert.deepEqual(readFileSync(received.path), sent);
+});
+
+fact('a tone at 16 kHz passes the 8 kHz way to the device', async (view) => {
+    await view.page.goto(stage.liveUrl({ speech: 16 }));
+    const samples = await tenSecondsOfTone(view);
+    assertTone(samples, 1000);
+    assert.ok(longestGap(samples) <= 40, `a gap of ${longestGap(samples)} ms`);
+});
