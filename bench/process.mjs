@@ -31,6 +31,7 @@ export class Program {
 
     buffer = Buffer.alloc(0);
     waiting = new Map();
+    listeners = new Set();
     nextId = 1;
 
     get pid() {
@@ -46,6 +47,7 @@ export class Program {
             this.buffer = this.buffer.subarray(8 + size);
             this.waiting.get(message.MsgID)?.(message);
             this.waiting.delete(message.MsgID);
+            for (const hear of [...this.listeners]) hear(message);
         }
     }
 
@@ -57,6 +59,16 @@ export class Program {
             const timer = setTimeout(() => reject(new Error(`no reply to ${JSON.stringify(command)}`)), ms);
             this.waiting.set(MsgID, (message) => (clearTimeout(timer), resolve(message)));
             this.socket.write(Buffer.concat([Buffer.from(body.length.toString(16).padStart(8, '0')), body]));
+        });
+    }
+
+    /** The next message that fits. */
+    event(fits, ms) {
+        return new Promise((resolve, reject) => {
+            const end = (how, what) => (clearTimeout(timer), this.listeners.delete(hear), how(what));
+            const hear = (message) => fits(message) && end(resolve, message);
+            const timer = setTimeout(() => end(reject, new Error('the awaited event did not come')), ms);
+            this.listeners.add(hear);
         });
     }
 

@@ -8,13 +8,13 @@ const SCREEN = [2048, 1280];
 
 export class Recorder {
     /** Makes the clips that are not in the recorder's cache yet, then resolves when it serves. */
-    static async open(bin, args) {
+    static async open(bin, args, env = {}) {
         const recorder = new Recorder();
         const program = join(bin, 'lumo-recorder');
-        await start(program, [...args, '--prepare']).line(1200000);
-        recorder.handle = start(program, ['--http-port', '0', '--rtsp-port', '0', '--no-discovery', ...args]);
-        const { http, rtsp, channels } = JSON.parse(await recorder.handle.line());
-        Object.assign(recorder, { httpPort: http, rtspPort: rtsp, channels });
+        await start(program, [...args, '--prepare'], { env }).line(1200000);
+        recorder.handle = start(program, ['--http-port', '0', '--rtsp-port', '0', '--no-discovery', ...args], { env });
+        const { http, rtsp, replay, channels } = JSON.parse(await recorder.handle.line());
+        Object.assign(recorder, { httpPort: http, rtspPort: rtsp, replayPort: replay, channels });
         return recorder;
     }
 
@@ -55,8 +55,8 @@ export class Theatre {
         return theatre;
     }
 
-    recorder(args) {
-        return Recorder.open(this.bin, args);
+    recorder(args, env) {
+        return Recorder.open(this.bin, args, env);
     }
 
     async look(line, ms = 60000) {

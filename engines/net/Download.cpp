@@ -58,6 +58,9 @@ void Download::work()
         m_file.discard();
         const bool disk = error == kDiskError || error == 0;
         log("download to " + m_file.path() + " failed: " + (disk ? m_file.reason() : errorText(error)));
+    } else {
+        // The call with -1 says the same of a whole file and of a failed one; what stands before it does not.
+        tell(m_total, m_total - 1);
     }
     if (m_target.position)
         m_target.position(m_handle, long(m_total), -1, m_target.user);

@@ -38,6 +38,12 @@ protected:
             EXPECT_LT(e.current, e.total);
         }
     }
+    /// The call before the end is one short of the total.
+    bool saysWhole() const
+    {
+        const auto all = positions.entries();
+        return all.size() >= 2 && all[all.size() - 2].current == all[all.size() - 2].total - 1;
+    }
 
     OnvifDevicePeer onvif;
     ReplayPeer peer;
@@ -58,6 +64,7 @@ TEST_F(DownloadTest, HoldsEveryPictureOfItsRangeAndEndsWithOneCall)
     ASSERT_TRUE(positions.waitForEnd());
     expectOneEnd();
     EXPECT_EQ(positions.entries()[0].handle, h);
+    EXPECT_TRUE(saysWhole());
     const auto frames = framesOf(contentOf(path));
     ASSERT_EQ(frames.size(), 250u);
     for (size_t i = 0; i < frames.size(); ++i)
@@ -135,6 +142,7 @@ TEST_F(DownloadTest, DeviceThatStopsInTheMiddleEndsItOnceAndLeavesNothing)
     ASSERT_GT(h, 0);
     ASSERT_TRUE(positions.waitForEnd());
     expectOneEnd();
+    EXPECT_FALSE(saysWhole());
     EXPECT_TRUE(folder.all().empty());
     EXPECT_EQ(LUMONET_StopFileDownload(h), 1);
     // And the next command works.

@@ -112,6 +112,7 @@ describe('files', () => {
         process().playback.progress(430);
         await vi.waitFor(() => expect(id<HTMLProgressElement>('download-progress' as never).value).toBeCloseTo(0.43));
         expect(id('download-text').textContent).toBe('Downloading, 43 %');
+        process().playback.progress(999);
         process().playback.progress(1000);
         await told('Saved in /home/you/Downloads.');
         expect(id('download-progress').hidden).toBe(true);
@@ -128,14 +129,18 @@ describe('files', () => {
         await told('The download has begun.');
         expect(last(18, 50)).toMatchObject({ RecordType: 2, DownPath: '/home/you/Downloads', RecPath: '/home/you/Videos/Record' });
         expect(last(5, 39)).toMatchObject({ Channel: 0, FileInfo: [{ BeginTime: `${DATE} 10:05:00`, EndTime: `${DATE} 10:30:00`, FileLength: '0x00000BB8' }, { BeginTime: `${DATE} 10:30:00`, EndTime: `${DATE} 10:45:00` }] });
+        process().playback.progress(999);
         process().playback.progress(1000);
+        process().playback.progress(999);
         process().playback.progress(1000);
         await vi.waitFor(() => expect(id('download-text').textContent).toContain('Converting to AVI'));
         process().playback.converted(1);
         await vi.waitFor(() => expect(id('download-text').textContent).toBe('Converting to AVI, 50 %'));
         process().playback.converted(2);
         await vi.waitFor(() => expect(last(5, 39)).toMatchObject({ Channel: 1, FileInfo: [{ BeginTime: `${DATE} 10:05:00`, EndTime: `${DATE} 10:10:00` }, { BeginTime: `${DATE} 10:40:00`, EndTime: `${DATE} 10:45:00` }] }));
+        process().playback.progress(999);
         process().playback.progress(1000);
+        process().playback.progress(999);
         process().playback.progress(1000);
         process().playback.converted(1);
         process().playback.converted(2);

@@ -251,40 +251,41 @@ describe('DownloadJob', () => {
         job = new DownloadJob(driver, 30000);
     });
     afterEach(() => vi.useRealTimers());
+    const whole = () => [999, 1000].forEach((pos) => job.onProgress(pos));
 
     it('counts over all files of all lists', async () => {
         await job.run([list(0, 'a', 'b'), list(1, 'c', 'd')], false);
         expect([job.phase, job.progress, job.text]).toEqual(['downloading', 0, 'Downloading file 1 of 4']);
         job.onProgress(500);
         expect(job.progress).toBe(0.125);
-        job.onProgress(1000);
+        whole();
         expect([job.progress, job.text]).toEqual([0.25, 'Downloading file 2 of 4']);
-        job.onProgress(1000);
+        whole();
         await job.onDownloaded('/d');
         expect([job.phase, job.progress, job.text]).toEqual(['downloading', 0.5, 'Downloading file 3 of 4']);
         expect(driver.start.mock.calls.map(([each]) => each.channel)).toEqual([0, 1]);
-        job.onProgress(1000);
-        job.onProgress(1000);
+        whole();
+        whole();
         await job.onDownloaded('/d');
         expect([job.phase, job.progress, job.message]).toEqual(['done', 1, 'Saved in /d.']);
     });
 
     it('shows the conversion that follows, as long as it may take', async () => {
         await job.run([list(0, 'a', 'b')], true);
-        job.onProgress(1000);
-        job.onProgress(1000);
+        whole();
+        whole();
         expect([job.phase, job.progress]).toEqual(['converting', 0]);
         vi.advanceTimersByTime(600000);
         job.onProgress(500);
         expect([job.phase, job.progress, job.text]).toEqual(['converting', 0.5, 'Converting to AVI']);
-        job.onProgress(1000);
+        whole();
         await job.onDownloaded('/d');
         expect(job.phase).toBe('done');
     });
 
     it('of pictures is never converted', async () => {
         await job.run([{ ...list(0, 'a'), fileType: 1 }], true);
-        job.onProgress(1000);
+        whole();
         expect(job.phase).toBe('downloading');
         await job.onDownloaded('/d');
         expect(job.phase).toBe('done');
@@ -302,6 +303,21 @@ describe('DownloadJob', () => {
         expect(job.message).toContain('nothing came from the device for 30 s');
     });
 
+    it('that the device ends early is not called saved', async () => {
+        await job.run([list(0, 'a')], false);
+        job.onProgress(400);
+        job.onProgress(1000);
+        await job.onDownloaded('/d');
+        expect([job.phase, job.message]).toEqual(['failed', 'The download broke off: the device ended it early.']);
+        await job.run([list(0, 'a', 'b'), list(1, 'c')], false);
+        whole();
+        job.onProgress(1000);
+        await job.onDownloaded('/d');
+        whole();
+        await job.onDownloaded('/d');
+        expect([job.phase, job.message]).toEqual(['failed', '1 of 3 downloads broke off: the device ended them early. The others are saved in /d.']);
+    });
+
     it('that cannot begin says why', async () => {
         driver.start.mockRejectedValue(new Error('no such folder'));
         await expect(job.run([list(0, 'a')], false)).rejects.toThrow('no such folder');
@@ -312,7 +328,7 @@ describe('DownloadJob', () => {
     it('whose second list cannot begin has failed', async () => {
         await job.run([list(0, 'a'), list(1, 'b')], false);
         driver.start.mockRejectedValue(new Error('refused'));
-        job.onProgress(1000);
+        whole();
         await job.onDownloaded('/d');
         expect([job.phase, job.message]).toEqual(['failed', 'refused']);
     });
@@ -322,7 +338,7 @@ describe('DownloadJob', () => {
         await job.stop();
         await job.stop();
         expect(driver.stop.mock.calls.length).toBe(1);
-        job.onProgress(1000);
+        whole();
         await job.onDownloaded('/d');
         expect(job.phase).toBe('failed');
     });

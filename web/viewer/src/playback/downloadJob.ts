@@ -22,6 +22,9 @@ export type DownloadPhase = 'idle' | 'downloading' | 'converting' | 'done' | 'fa
 /** Nothing tells the page that a download broke off: it just goes no further. */
 const STALLED_MS = 30000;
 
+/** The end is told alike for a whole file and for one that broke off; only a whole one is nearly full just before. */
+const NEARLY_WHOLE = 990;
+
 export class DownloadJob extends Emitter<{ changed: void }> {
     phase: DownloadPhase = 'idle';
     /** Where the files are, or why they are not. */
@@ -32,6 +35,7 @@ export class DownloadJob extends Emitter<{ changed: void }> {
     private listIndex = 0;
     private fileIndex = 0;
     private thousandths = 0;
+    private brokenOff = 0;
     private converts = false;
     private watchdog: ReturnType<typeof setTimeout> | null = null;
 
@@ -64,6 +68,7 @@ export class DownloadJob extends Emitter<{ changed: void }> {
     async run(lists: readonly DownloadList[], avi: boolean): Promise<void> {
         this.lists = lists.filter(({ files }) => files.length > 0);
         this.listIndex = 0;
+        this.brokenOff = 0;
         this.converts = avi;
         this.message = '';
         try {
@@ -87,10 +92,11 @@ export class DownloadJob extends Emitter<{ changed: void }> {
 
     onProgress(pos: number): void {
         if (!this.isRunning) return;
+        const before = this.thousandths;
         this.thousandths = pos;
         if (this.phase === 'downloading') {
             this.watch();
-            if (pos >= 1000) this.fileDone();
+            if (pos >= 1000) this.fileDone(before >= NEARLY_WHOLE);
         }
         this.emit('changed', undefined);
     }
@@ -98,7 +104,8 @@ export class DownloadJob extends Emitter<{ changed: void }> {
     async onDownloaded(folder: string): Promise<void> {
         if (!this.isRunning) return;
         if (this.listIndex + 1 >= this.lists.length) {
-            this.end('done', `Saved in ${folder}.`);
+            if (this.brokenOff === 0) this.end('done', `Saved in ${folder}.`);
+            else this.end('failed', this.whatBrokeOff(folder));
             return;
         }
         this.listIndex++;
@@ -107,6 +114,12 @@ export class DownloadJob extends Emitter<{ changed: void }> {
 
     private get filesBefore(): number {
         return this.lists.slice(0, this.listIndex).reduce((sum, list) => sum + list.files.length, 0);
+    }
+
+    private whatBrokeOff(folder: string): string {
+        const all = this.filesBefore + (this.lists[this.listIndex]?.files.length ?? 0);
+        if (all === 1) return 'The download broke off: the device ended it early.';
+        return `${this.brokenOff} of ${all} downloads broke off: the device ended them early. The others are saved in ${folder}.`;
     }
 
     private async startList(): Promise<void> {
@@ -120,7 +133,8 @@ export class DownloadJob extends Emitter<{ changed: void }> {
         await this.driver.start(list);
     }
 
-    private fileDone(): void {
+    private fileDone(whole: boolean): void {
+        if (!whole) this.brokenOff++;
         this.fileIndex++;
         this.thousandths = 0;
         const list = this.lists[this.listIndex];
