@@ -56,7 +56,9 @@ SoapAnswer getDeviceInformation(OnvifContext& c, const OnvifCall&)
 {
     return soapAnswer(
         "<tds:GetDeviceInformationResponse><tds:Manufacturer>Lumo</tds:Manufacturer>"
-        "<tds:Model>Simulated Recorder</tds:Model><tds:FirmwareVersion>1.0.0.20260101</tds:FirmwareVersion>"
+        "<tds:Model>Simulated Recorder</tds:Model><tds:FirmwareVersion>" +
+        c.state.firmware() +
+        "</tds:FirmwareVersion>"
         "<tds:SerialNumber>" +
         xmlEscape(c.options.serial) +
         "</tds:SerialNumber><tds:HardwareId>LUMO-SIM-1</tds:HardwareId></tds:GetDeviceInformationResponse>");
@@ -83,18 +85,19 @@ std::string service(const std::string& space, const std::string& address)
 
 SoapAnswer getServices(OnvifContext&, const OnvifCall& call)
 {
-    return soapAnswer("<tds:GetServicesResponse>" + service(kDeviceSpace, deviceAddress(call)) +
-                      service(kMediaSpace, mediaAddress(call)) +
-                      service(kSearchSpace, recordingAddress(call, "search")) +
-                      service(kRecordingSpace, recordingAddress(call, "recording")) +
-                      service(kReplaySpace, recordingAddress(call, "replay")) +
-                      service(kTokenSpace, tokenAddress(call)) + "</tds:GetServicesResponse>");
+    return soapAnswer(
+        "<tds:GetServicesResponse>" + service(kDeviceSpace, deviceAddress(call)) +
+        service(kMediaSpace, mediaAddress(call)) + service(kSearchSpace, recordingAddress(call, "search")) +
+        service(kRecordingSpace, recordingAddress(call, "recording")) +
+        service(kReplaySpace, recordingAddress(call, "replay")) + service(kTokenSpace, tokenAddress(call)) +
+        service(kCommandSpace, "http://" + call.hostAndPort + kCommandPath) + "</tds:GetServicesResponse>");
 }
 
 SoapAnswer getServiceCapabilities(OnvifContext&, const OnvifCall&)
 {
     return soapAnswer("<tds:GetServiceCapabilitiesResponse><tds:Capabilities><tds:Network/>"
-                      "<tds:Security UsernameToken=\"true\" HttpDigest=\"false\"/><tds:System DiscoveryBye=\"false\"/>"
+                      "<tds:Security UsernameToken=\"true\" HttpDigest=\"false\"/><tds:System DiscoveryBye=\"false\" "
+                      "HttpFirmwareUpgrade=\"true\" HttpSystemBackup=\"false\"/>"
                       "</tds:Capabilities></tds:GetServiceCapabilitiesResponse>");
 }
 
@@ -128,6 +131,28 @@ SoapAnswer getUsers(OnvifContext& c, const OnvifCall&)
                       "</tt:Username><tt:UserLevel>Administrator</tt:UserLevel></tds:User></tds:GetUsersResponse>");
 }
 
+/// Where a file is wanted. The address holds a ticket: who has asked with credentials may put a file there.
+SoapAnswer upload(OnvifContext& c, const OnvifCall& call, const std::string& kind, const std::string& response,
+                  const std::string& delay)
+{
+    if (c.state.busy()) {
+        return soapFault("Receiver", "ter:DeviceBusy", "The device is busy with an upgrade");
+    }
+    return soapAnswer("<tds:" + response + "><tds:UploadUri>http://" + call.hostAndPort + "/upload/" +
+                      c.state.beginUpload(kind) + "</tds:UploadUri>" + delay +
+                      "<tds:ExpectedDownTime>PT0S</tds:ExpectedDownTime></tds:" + response + ">");
+}
+
+SoapAnswer startFirmwareUpgrade(OnvifContext& c, const OnvifCall& call)
+{
+    return upload(c, call, "firmware", "StartFirmwareUpgradeResponse", "<tds:UploadDelay>PT0S</tds:UploadDelay>");
+}
+
+SoapAnswer startSystemRestore(OnvifContext& c, const OnvifCall& call)
+{
+    return upload(c, call, "settings", "StartSystemRestoreResponse", "");
+}
+
 } // namespace
 
 const OperationTable& deviceOperations()
@@ -143,6 +168,8 @@ const OperationTable& deviceOperations()
         {"GetNetworkInterfaces", {&getNetworkInterfaces, false}},
         {"GetScopes", {&getScopes, false}},
         {"GetUsers", {&getUsers, false}},
+        {"StartFirmwareUpgrade", {&startFirmwareUpgrade, false}},
+        {"StartSystemRestore", {&startSystemRestore, false}},
     };
     return table;
 }

@@ -38,6 +38,8 @@ Faults::ReplayFault Faults::notePicture()
 void Faults::clear()
 {
     setReplayFault(ReplayFault::None, -1);
+    m_commandFault = CommandFault::None;
+    m_uploadFault = UploadFault::None;
     m_answerDelayMs = 0;
     for (auto& frozen : m_frozen) {
         frozen = false;

@@ -42,6 +42,16 @@ public:
     /// The fault that has begun, if any.
     ReplayFault replayFault() const { return m_replayLeft == 0 ? m_replayFault.load() : ReplayFault::None; }
 
+    /// What the command service answers instead of what it should: 403, nothing, half a text, or far too much.
+    enum class CommandFault { None, Refuse, Hang, Broken, Huge };
+    CommandFault commandFault() const { return m_commandFault; }
+    void setCommandFault(CommandFault fault) { m_commandFault = fault; }
+
+    /// How firmware and settings that come from now on fare.
+    enum class UploadFault { None, Slow, Fail, Busy };
+    UploadFault uploadFault() const { return m_uploadFault; }
+    void setUploadFault(UploadFault fault) { m_uploadFault = fault; }
+
     void clear();
 
 private:
@@ -51,6 +61,8 @@ private:
     std::atomic<int> m_answerDelayMs{0};
     std::atomic<ReplayFault> m_replayFault{ReplayFault::None};
     std::atomic<int> m_replayLeft{-1};
+    std::atomic<CommandFault> m_commandFault{CommandFault::None};
+    std::atomic<UploadFault> m_uploadFault{UploadFault::None};
     std::mutex m_mutex;
     std::condition_variable m_changed;
 };

@@ -1,5 +1,6 @@
 #include "HttpServer.h"
 
+#include "HttpTools.h"
 #include "Snapshot.h"
 #include "StaticFiles.h"
 
@@ -10,17 +11,11 @@ namespace lumo::recorder
 namespace
 {
 
-std::string header(SoupServerMessage* message, const char* name)
-{
-    const char* value = soup_message_headers_get_one(soup_server_message_get_request_headers(message), name);
-    return value ? value : "";
-}
-
 /// The list of recordings is also for pages that the host on the viewer's machine serves.
 void allowHostedPages(SoupServerMessage* message)
 {
     const std::string path = g_uri_get_path(soup_server_message_get_uri(message));
-    const std::string origin = header(message, "Origin");
+    const std::string origin = headerOf(message, "Origin");
     if (path.rfind("/api/recordings", 0) != 0) {
         return;
     }
@@ -33,34 +28,10 @@ void allowHostedPages(SoupServerMessage* message)
     }
 }
 
-void answer(SoupServerMessage* message, int status, const char* type, const std::string& body)
+void answerOpenly(SoupServerMessage* message, int status, const char* type, const std::string& body)
 {
     allowHostedPages(message);
-    soup_server_message_set_status(message, static_cast<guint>(status), nullptr);
-    soup_server_message_set_response(message, type, SOUP_MEMORY_COPY, body.data(), body.size());
-}
-
-std::string requestBody(SoupServerMessage* message)
-{
-    GBytes* bytes = soup_message_body_flatten(soup_server_message_get_request_body(message));
-    gsize size = 0;
-    const auto* data = static_cast<const char*>(g_bytes_get_data(bytes, &size));
-    std::string text(data ? data : "", size);
-    g_bytes_unref(bytes);
-    return text;
-}
-
-bool fromLoopback(SoupServerMessage* message)
-{
-    GSocketAddress* address = soup_server_message_get_remote_address(message);
-    return G_IS_INET_SOCKET_ADDRESS(address) &&
-           g_inet_address_get_is_loopback(g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(address)));
-}
-
-std::string queryOf(SoupServerMessage* message)
-{
-    const char* query = g_uri_get_query(soup_server_message_get_uri(message));
-    return query ? query : "";
+    answer(message, status, type, body);
 }
 
 // An answer that is made on a thread of its own: it may have to wait for a clip.
@@ -76,7 +47,7 @@ struct LaterJob {
 gboolean finishLater(gpointer p)
 {
     std::unique_ptr<LaterJob> job(static_cast<LaterJob*>(p));
-    answer(job->message, job->result.status, job->type.c_str(), job->result.body);
+    answerOpenly(job->message, job->result.status, job->type.c_str(), job->result.body);
     soup_server_message_unpause(job->message);
     g_object_unref(job->message);
     g_object_unref(job->server);
@@ -101,14 +72,16 @@ gpointer runLater(gpointer p)
 
 HttpServer::HttpServer(const Options& options, Faults& faults, OnvifServices& onvif, TestApi& api,
                        RecordingApi& recordingApi, RecordingStore& recordings,
-                       std::vector<std::unique_ptr<LiveStream>>& streams)
+                       std::vector<std::unique_ptr<LiveStream>>& streams, DeviceHttp& device)
     : m_options(options), m_faults(faults), m_onvif(onvif), m_api(api), m_recordingApi(recordingApi),
-      m_recordings(recordings), m_streams(streams), m_server(soup_server_new("server-header", "lumo-recorder", nullptr))
+      m_recordings(recordings), m_streams(streams), m_device(device),
+      m_server(soup_server_new("server-header", "lumo-recorder", nullptr))
 {
     route<&HttpServer::onOnvif>("/onvif");
     route<&HttpServer::onApi>("/api");
     route<&HttpServer::onSnapshot>("/snapshot");
     route<&HttpServer::onPage>("/");
+    m_device.begin(m_server, [this](SoupServerMessage* message) { return held(message); });
 }
 
 template <HttpServer::Handler handler> void HttpServer::route(const char* path)
@@ -168,12 +141,8 @@ void HttpServer::onOnvif(SoupServerMessage* message, const std::string&)
         soup_server_message_set_status(message, SOUP_STATUS_METHOD_NOT_ALLOWED, nullptr);
         return;
     }
-    std::string host = header(message, "Host");
-    if (host.empty()) {
-        GUri* uri = soup_server_message_get_uri(message);
-        host = m_options.address + ":" + std::to_string(g_uri_get_port(uri));
-    }
-    const SoapAnswer result = m_onvif.handle(requestBody(message), header(message, "X-Lumo-Token"), host);
+    const std::string host = hostOf(message, m_options.address);
+    const SoapAnswer result = m_onvif.handle(bodyOf(message), headerOf(message, "X-Lumo-Token"), host);
     const char* type = "application/soap+xml; charset=utf-8";
     if (m_faults.answerDelayMs() > 0) {
         answerLater(
@@ -222,11 +191,12 @@ void HttpServer::onApi(SoupServerMessage* message, const std::string& path)
         return;
     }
     const ApiAnswer result =
-        m_api.handle(soup_server_message_get_method(message), path, queryOf(message), requestBody(message));
+        m_api.handle(soup_server_message_get_method(message), path, queryOf(message), bodyOf(message));
     answer(message, result.status, "application/json", result.body);
     if (!m_faults.silent()) {
         releaseHeld();
     }
+    m_device.releaseHanging();
 }
 
 void HttpServer::onSnapshot(SoupServerMessage* message, const std::string& path)

@@ -1,9 +1,11 @@
-// The HTTP side on one port: ONVIF on /onvif/, test calls on /api/, pictures on /snapshot/, the page on the rest.
+// The HTTP side on one port: ONVIF on /onvif/, test calls on /api/, pictures on /snapshot/, what DeviceHttp has,
+// the page on the rest.
 // What may have to wait for an encoder is answered from a thread of its own.
 //
 // Thread: main loop only. Lives until the process ends.
 #pragma once
 
+#include "DeviceHttp.h"
 #include "OnvifServices.h"
 #include "RecordingApi.h"
 #include "TestApi.h"
@@ -20,7 +22,7 @@ class HttpServer
 {
 public:
     HttpServer(const Options& options, Faults& faults, OnvifServices& onvif, TestApi& api, RecordingApi& recordingApi,
-               RecordingStore& recordings, std::vector<std::unique_ptr<LiveStream>>& streams);
+               RecordingStore& recordings, std::vector<std::unique_ptr<LiveStream>>& streams, DeviceHttp& device);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
@@ -50,6 +52,7 @@ private:
     RecordingApi& m_recordingApi;
     RecordingStore& m_recordings;
     std::vector<std::unique_ptr<LiveStream>>& m_streams;
+    DeviceHttp& m_device;
     SoupServer* m_server;
     std::vector<SoupServerMessage*> m_held; // references; answered with 503 once the recorder speaks again
 };

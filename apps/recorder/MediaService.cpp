@@ -78,7 +78,20 @@ std::string audioConfiguration()
            "<tt:SessionTimeout>PT60S</tt:SessionTimeout></tt:AudioEncoderConfiguration>";
 }
 
-// The schema fixes the order: source configurations, then encoder configurations.
+/// Of a channel that has a loudspeaker.
+std::string outputConfiguration(int channel)
+{
+    const std::string number = std::to_string(channel);
+    return "<tt:Extension><tt:AudioOutputConfiguration token=\"aoc_" + number + "\"><tt:Name>Loudspeaker " +
+           std::to_string(channel + 1) + "</tt:Name><tt:UseCount>2</tt:UseCount><tt:OutputToken>output_" + number +
+           "</tt:OutputToken><tt:SendPrimacy>www.onvif.org/ver20/HalfDuplex/Auto</tt:SendPrimacy>"
+           "<tt:OutputLevel>50</tt:OutputLevel></tt:AudioOutputConfiguration><tt:AudioDecoderConfiguration "
+           "token=\"adc_" +
+           number + "\"><tt:Name>Speech " + std::to_string(channel + 1) +
+           "</tt:Name><tt:UseCount>2</tt:UseCount></tt:AudioDecoderConfiguration></tt:Extension>";
+}
+
+// The schema fixes the order: source configurations, then encoder configurations, then the rest.
 std::string profile(OnvifContext& c, const LiveStream& s, const char* element)
 {
     std::string sound = s.channel == 0 ? audioConfiguration() : "";
@@ -86,7 +99,8 @@ std::string profile(OnvifContext& c, const LiveStream& s, const char* element)
     std::string soundEncoder = sound.substr(soundSource.size());
     return std::string("<trt:") + element + " token=\"" + profileToken(s) + "\" fixed=\"true\"><tt:Name>Channel " +
            std::to_string(s.channel + 1) + " " + streamName(s.stream) + "</tt:Name>" + sourceConfiguration(c, s) +
-           soundSource + encoderConfiguration(c, s) + soundEncoder + "</trt:" + element + ">";
+           soundSource + encoderConfiguration(c, s) + soundEncoder +
+           (s.channel < c.talkers ? outputConfiguration(s.channel) : "") + "</trt:" + element + ">";
 }
 
 SoapAnswer getVideoSources(OnvifContext& c, const OnvifCall&)
@@ -160,19 +174,25 @@ SoapAnswer getAudioSources(OnvifContext&, const OnvifCall&)
                       "</trt:AudioSources></trt:GetAudioSourcesResponse>");
 }
 
+SoapAnswer getAudioOutputs(OnvifContext& c, const OnvifCall&)
+{
+    std::string body;
+    for (int i = 0; i < c.talkers; ++i) {
+        body += "<trt:AudioOutputs token=\"output_" + std::to_string(i) + "\"/>";
+    }
+    return soapAnswer("<trt:GetAudioOutputsResponse>" + body + "</trt:GetAudioOutputsResponse>");
+}
+
 } // namespace
 
 const OperationTable& mediaOperations()
 {
     static const OperationTable table = {
         // operation                 handler                  open without login
-        {"GetVideoSources", {&getVideoSources, false}},
-        {"GetAudioSources", {&getAudioSources, false}},
-        {"GetProfiles", {&getProfiles, false}},
-        {"GetProfile", {&getProfile, false}},
-        {"GetStreamUri", {&getStreamUri, false}},
-        {"GetSnapshotUri", {&getSnapshotUri, false}},
-        {"SetSynchronizationPoint", {&setSynchronizationPoint, false}},
+        {"GetVideoSources", {&getVideoSources, false}}, {"GetAudioSources", {&getAudioSources, false}},
+        {"GetAudioOutputs", {&getAudioOutputs, false}}, {"GetProfiles", {&getProfiles, false}},
+        {"GetProfile", {&getProfile, false}},           {"GetStreamUri", {&getStreamUri, false}},
+        {"GetSnapshotUri", {&getSnapshotUri, false}},   {"SetSynchronizationPoint", {&setSynchronizationPoint, false}},
     };
     return table;
 }

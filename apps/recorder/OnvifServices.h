@@ -3,6 +3,7 @@
 // Thread: main loop only.
 #pragma once
 
+#include "CommandService.h"
 #include "LiveStream.h"
 #include "RecordingStore.h"
 #include "Security.h"
@@ -30,6 +31,8 @@ struct OnvifContext {
     std::vector<std::unique_ptr<LiveStream>>& streams; // index channel * 2 + stream
     const DeviceZone& zone;
     const RecordingStore& recordings;
+    DeviceState& state;
+    int talkers = 0; // how many channels, from the first on, have a loudspeaker
     int httpPort = 0;
     int rtspPort = 0;
     int replayPort = 0;

@@ -31,6 +31,7 @@ constexpr const char* kUsage =
     "  --name N             device name (Lumo Recorder)\n"
     "  --web DIR            page to serve on /\n"
     "  --cache DIR          where encoded scenes are kept ($XDG_CACHE_HOME/lumo-recorder)\n"
+    "  --received DIR       where speech and files that come in are kept (a folder that is removed at the end)\n"
     "  --recorded SEC       recorded video on each of the first four channels, 0 to 3600 (3600; made when first asked\n"
     "                       for, or by --prepare where this option is given)\n"
     "  --utc-offset MIN     the device's local time, in minutes from UTC (this machine's zone, as TZ says)\n"
@@ -169,6 +170,7 @@ void take(Options& o, const std::string& option, const std::string& value)
         {"--name", [](Options& o, auto& n, auto& v) { o.name = word(n, v); }},
         {"--web", [](Options& o, auto& n, auto& v) { o.webDir = word(n, v); }},
         {"--cache", [](Options& o, auto& n, auto& v) { o.cacheDir = word(n, v); }},
+        {"--received", [](Options& o, auto& n, auto& v) { o.receivedDir = word(n, v); }},
         {"--utc-offset", [](Options& o, auto& n, auto& v) { o.utcOffsetMinutes = number(n, v, -14 * 60, 14 * 60); }},
         {"--clock-skew", [](Options& o, auto& n, auto& v) { o.clockSkewSeconds = number(n, v, -100000, 100000); }},
     };

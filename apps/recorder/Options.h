@@ -33,6 +33,7 @@ struct Options {
     std::string name = "Lumo Recorder";
     std::string webDir;                  // empty: no page
     std::string cacheDir;                // never empty after parsing
+    std::string receivedDir;             // of files and speech; empty: one of its own, removed at the end
     std::optional<int> utcOffsetMinutes; // the device's local time minus UTC; nothing: this machine's zone
     int clockSkewSeconds = 0;            // the device's clock minus the true one
     bool discovery = true;

@@ -1,7 +1,12 @@
 #include "RtspServer.h"
 
+#include "LiveFactory.h"
 #include "RtspAuth.h"
 
+#include <gst/app/gstappsink.h>
+#include <gst/rtsp-server/rtsp-onvif-server.h>
+
+#include <atomic>
 #include <cstdio>
 #include <exception>
 
@@ -47,17 +52,85 @@ std::string launchLine(ClipStore& store, LiveStream& stream, bool sound)
     return line + " )";
 }
 
+constexpr const char* kTalkLine = "( audiotestsrc name=mouth is-live=true samplesperbuffer=160 volume=0 "
+                                  "! audio/x-raw,format=S16LE,rate=8000,channels=1 ! alawenc "
+                                  "! rtppcmapay name=pay0 pt=8 min-ptime=20000000 max-ptime=20000000 )";
+constexpr const char* kHeardLine =
+    "( capsfilter name=depay_backchannel caps=application/x-rtp,media=audio,payload=8,clock-rate=8000,"
+    "encoding-name=PCMA ! rtppcmadepay ! appsink name=ear sync=false async=false )";
+
 // What a media's signal handlers need; dies with the media.
 struct LaneHolder {
     std::shared_ptr<Lane> lane;
     Pacer* pacer;
+    GstRTSPMediaFactory* factory;
+    std::atomic<bool> retired{false};
+
+    // From now on whoever comes gets a new media, with a lane of its own.
+    void retire()
+    {
+        if (!retired.exchange(true)) {
+            pacer->remove(lane);
+            retireMedia(factory, false);
+        }
+    }
 };
+
+// The same for a media that talks.
+struct TalkHolder {
+    TalkRoom* room;
+    GstElement* mouth; // the media holds it
+    GstRTSPMediaFactory* factory;
+    std::atomic<bool> retired{false};
+
+    void retire()
+    {
+        if (!retired.exchange(true)) {
+            room->removeMouth(mouth);
+            retireMedia(factory, true);
+        }
+    }
+};
+
+template <typename Holder> void keepWithMedia(GstRTSPMedia* media, Holder* holder)
+{
+    g_object_set_data_full(G_OBJECT(media), "lumo-holder", holder, [](gpointer p) {
+        auto* h = static_cast<Holder*>(p);
+        h->retire();
+        delete h;
+    });
+    g_signal_connect(media, "target-state", G_CALLBACK(+[](GstRTSPMedia*, gint state, gpointer p) {
+                         if (state == GST_STATE_NULL) {
+                             static_cast<Holder*>(p)->retire();
+                         }
+                     }),
+                     holder);
+    g_signal_connect(media, "unprepared",
+                     G_CALLBACK(+[](GstRTSPMedia*, gpointer p) { static_cast<Holder*>(p)->retire(); }), holder);
+}
+
+GstFlowReturn onHeard(GstAppSink* sink, gpointer room)
+{
+    GstSample* sample = gst_app_sink_pull_sample(sink);
+    if (!sample) {
+        return GST_FLOW_EOS;
+    }
+    GstMapInfo map;
+    GstBuffer* buffer = gst_sample_get_buffer(sample);
+    if (gst_buffer_map(buffer, &map, GST_MAP_READ)) {
+        static_cast<TalkRoom*>(room)->hear(map.data, map.size);
+        gst_buffer_unmap(buffer, &map);
+    }
+    gst_sample_unref(sample);
+    return GST_FLOW_OK;
+}
 
 } // namespace
 
 RtspServer::RtspServer(const Options& options, ClipStore& store, Faults& faults,
-                       std::vector<std::unique_ptr<LiveStream>>& streams)
-    : m_options(options), m_store(store), m_faults(faults), m_streams(streams), m_server(gst_rtsp_server_new())
+                       std::vector<std::unique_ptr<LiveStream>>& streams, std::vector<std::unique_ptr<TalkRoom>>& rooms)
+    : m_options(options), m_store(store), m_faults(faults), m_streams(streams), m_rooms(rooms),
+      m_server(gst_rtsp_onvif_server_new())
 {
     gst_rtsp_server_set_address(m_server, options.address.c_str());
     gst_rtsp_server_set_service(m_server, std::to_string(options.rtspPort).c_str());
@@ -82,46 +155,72 @@ RtspServer::RtspServer(const Options& options, ClipStore& store, Faults& faults,
 
 void RtspServer::addMount(GstRTSPMountPoints* mounts, LiveStream& stream)
 {
-    GstRTSPMediaFactory* factory = gst_rtsp_media_factory_new();
-    const bool sound = stream.channel == 0;
-    gst_rtsp_media_factory_set_launch(factory, launchLine(m_store, stream, sound).c_str());
+    const bool sound = stream.channel == 0, talks = static_cast<size_t>(stream.channel) < m_rooms.size();
+    GstRTSPMediaFactory* factory =
+        newLiveFactory({launchLine(m_store, stream, sound), talks ? kTalkLine : "", kHeardLine});
     gst_rtsp_media_factory_set_shared(factory, TRUE);
     gst_rtsp_media_factory_set_protocols(
         factory, static_cast<GstRTSPLowerTrans>(GST_RTSP_LOWER_TRANS_TCP | GST_RTSP_LOWER_TRANS_UDP));
     gst_rtsp_media_factory_add_role(factory, kViewerRole, GST_RTSP_PERM_MEDIA_FACTORY_ACCESS, G_TYPE_BOOLEAN, TRUE,
                                     GST_RTSP_PERM_MEDIA_FACTORY_CONSTRUCT, G_TYPE_BOOLEAN, TRUE, nullptr);
-    m_mounts.push_back(std::make_unique<Mount>(Mount{this, &stream}));
+    m_mounts.push_back(std::make_unique<Mount>(Mount{this, &stream, factory}));
     g_signal_connect(factory, "media-configure",
                      G_CALLBACK(+[](GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer data) {
                          auto* mount = static_cast<Mount*>(data);
-                         mount->server->onMediaConfigure(*mount->stream, media);
+                         mount->server->onMediaConfigure(*mount, media);
                      }),
                      m_mounts.back().get());
     const std::string path = "/live/" + std::to_string(stream.channel) + "/" + std::to_string(stream.stream);
     gst_rtsp_mount_points_add_factory(mounts, path.c_str(), factory);
 }
 
-// On a client's thread. The clip may have to be encoded here; only this client's thread waits for it.
-void RtspServer::onMediaConfigure(LiveStream& stream, GstRTSPMedia* media)
+void RtspServer::onMediaConfigure(const Mount& mount, GstRTSPMedia* media)
 {
     GstElement* bin = gst_rtsp_media_get_element(media);
+    if (GstElement* mouth = gst_bin_get_by_name(GST_BIN(bin), "mouth")) {
+        configureTalk(mount, media, bin, mouth);
+        gst_object_unref(mouth);
+    } else {
+        configureLive(mount, media, bin);
+    }
+    gst_object_unref(bin);
+}
+
+void RtspServer::configureTalk(const Mount& mount, GstRTSPMedia* media, GstElement* bin, GstElement* mouth)
+{
+    TalkRoom* room = m_rooms[static_cast<size_t>(mount.stream->channel)].get();
+    GstElement* ear = gst_bin_get_by_name(GST_BIN(bin), "ear");
+    GstAppSinkCallbacks callbacks{};
+    callbacks.new_sample = onHeard;
+    gst_app_sink_set_callbacks(GST_APP_SINK(ear), &callbacks, room, nullptr);
+    gst_object_unref(ear);
+    auto* holder = new TalkHolder{room, mouth, mount.factory};
+    keepWithMedia(media, holder);
+    g_signal_connect(media, "new-state", G_CALLBACK(+[](GstRTSPMedia*, gint state, gpointer p) {
+                         auto* h = static_cast<TalkHolder*>(p);
+                         if (state == GST_STATE_PLAYING && !h->retired) {
+                             h->room->addMouth(h->mouth);
+                         }
+                     }),
+                     holder);
+    gst_rtsp_media_set_rate_control(media, FALSE);
+}
+
+// On a client's thread. The clip may have to be encoded here; only this client's thread waits for it.
+void RtspServer::configureLive(const Mount& mount, GstRTSPMedia* media, GstElement* bin)
+{
+    LiveStream& stream = *mount.stream;
     GstElement* video = gst_bin_get_by_name(GST_BIN(bin), "video");
     GstElement* audio = gst_bin_get_by_name(GST_BIN(bin), "audio");
     try {
         auto lane = std::make_shared<Lane>(stream, m_faults, GST_APP_SRC(video), audio ? GST_APP_SRC(audio) : nullptr);
-        auto* holder = new LaneHolder{lane, &m_pacer};
-        g_object_set_data_full(G_OBJECT(media), "lumo-lane", holder, [](gpointer p) {
-            auto* h = static_cast<LaneHolder*>(p);
-            h->pacer->remove(h->lane);
-            delete h;
-        });
+        auto* holder = new LaneHolder{lane, &m_pacer, mount.factory};
+        keepWithMedia(media, holder);
         g_signal_connect(media, "new-state", G_CALLBACK(+[](GstRTSPMedia*, gint state, gpointer p) {
-                             static_cast<LaneHolder*>(p)->lane->setPlaying(state == GST_STATE_PLAYING);
-                         }),
-                         holder);
-        g_signal_connect(media, "unprepared", G_CALLBACK(+[](GstRTSPMedia*, gpointer p) {
                              auto* h = static_cast<LaneHolder*>(p);
-                             h->pacer->remove(h->lane);
+                             if (!h->retired) {
+                                 h->lane->setPlaying(state == GST_STATE_PLAYING);
+                             }
                          }),
                          holder);
         // Frames leave when they are handed over; a sink that waits for their time would only add delay.
@@ -134,7 +233,6 @@ void RtspServer::onMediaConfigure(LiveStream& stream, GstRTSPMedia* media)
     if (audio) {
         gst_object_unref(audio);
     }
-    gst_object_unref(bin);
 }
 
 void RtspServer::onClientConnected(GstRTSPClient* client)

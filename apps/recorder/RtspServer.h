@@ -1,10 +1,12 @@
-// The RTSP side: one shared media per stream at /live/<channel>/<stream>, over TCP and UDP.
+// The RTSP side: one shared media per stream at /live/<channel>/<stream>, over TCP and UDP; of channels that talk
+// another one, for who asks for ONVIF's back channel.
 //
 // Thread: made and started on the main loop's thread. Clients are served by gst-rtsp-server's own threads.
 // Lives until the process ends: those threads hold on to it, and the library has no way to wait for them.
 #pragma once
 
 #include "Pacer.h"
+#include "TalkRoom.h"
 
 #include <gst/rtsp-server/rtsp-server.h>
 
@@ -21,9 +23,9 @@ namespace lumo::recorder
 class RtspServer
 {
 public:
-    /// streams: index channel * 2 + stream; must outlive this.
+    /// streams: index channel * 2 + stream; rooms: of the first channels. Both must outlive this.
     RtspServer(const Options& options, ClipStore& store, Faults& faults,
-               std::vector<std::unique_ptr<LiveStream>>& streams);
+               std::vector<std::unique_ptr<LiveStream>>& streams, std::vector<std::unique_ptr<TalkRoom>>& rooms);
     RtspServer(const RtspServer&) = delete;
     RtspServer& operator=(const RtspServer&) = delete;
 
@@ -37,6 +39,7 @@ private:
     struct Mount {
         RtspServer* server;
         LiveStream* stream;
+        GstRTSPMediaFactory* factory; // the mount points hold it
     };
     struct Client {
         GSocket* socket = nullptr; // a reference
@@ -45,7 +48,9 @@ private:
     };
 
     void addMount(GstRTSPMountPoints* mounts, LiveStream& stream);
-    void onMediaConfigure(LiveStream& stream, GstRTSPMedia* media);
+    void onMediaConfigure(const Mount& mount, GstRTSPMedia* media);
+    void configureLive(const Mount& mount, GstRTSPMedia* media, GstElement* bin);
+    void configureTalk(const Mount& mount, GstRTSPMedia* media, GstElement* bin, GstElement* mouth);
     void onClientConnected(GstRTSPClient* client);
     void onClientClosed(GstRTSPClient* client);
     void onBeforePlay(GstRTSPContext* context);
@@ -55,6 +60,7 @@ private:
     ClipStore& m_store;
     Faults& m_faults;
     std::vector<std::unique_ptr<LiveStream>>& m_streams;
+    std::vector<std::unique_ptr<TalkRoom>>& m_rooms;
     std::vector<std::unique_ptr<Mount>> m_mounts;
     Pacer m_pacer;
     GstRTSPServer* m_server = nullptr;

@@ -4,6 +4,7 @@
 #include <libsoup/soup.h>
 
 #include <charconv>
+#include <map>
 
 namespace lumo::recorder
 {
@@ -146,6 +147,8 @@ ApiAnswer TestApi::fault(const std::string& body)
         m_faults.setAnswerDelayMs(request["answerDelayMs"].asInt());
     } else if (request.isMember("replay")) {
         return replayFault(request);
+    } else if (request.isMember("command") || request.isMember("upload")) {
+        return serviceFault(request);
     } else {
         return channelFault(request);
     }
@@ -161,6 +164,30 @@ ApiAnswer TestApi::replayFault(const Json::Value& request)
         return badApiAnswer(400, "replay: cut, stall or none");
     }
     m_faults.setReplayFault(kind == "cut" ? Fault::Cut : kind == "stall" ? Fault::Stall : Fault::None, after);
+    return goodApiAnswer(Json::Value(Json::objectValue));
+}
+
+ApiAnswer TestApi::serviceFault(const Json::Value& request)
+{
+    using Command = Faults::CommandFault;
+    using Upload = Faults::UploadFault;
+    static const std::map<std::string, Command> commands = {{"none", Command::None},
+                                                            {"refuse", Command::Refuse},
+                                                            {"hang", Command::Hang},
+                                                            {"broken", Command::Broken},
+                                                            {"huge", Command::Huge}};
+    static const std::map<std::string, Upload> uploads = {
+        {"none", Upload::None}, {"slow", Upload::Slow}, {"fail", Upload::Fail}, {"busy", Upload::Busy}};
+    const bool command = request.isMember("command");
+    const Json::Value& named = request[command ? "command" : "upload"];
+    const std::string kind = named.isString() ? named.asString() : "";
+    if (command && commands.count(kind)) {
+        m_faults.setCommandFault(commands.at(kind));
+    } else if (!command && uploads.count(kind)) {
+        m_faults.setUploadFault(uploads.at(kind));
+    } else {
+        return badApiAnswer(400, "command: none, refuse, hang, broken, huge; upload: none, slow, fail, busy");
+    }
     return goodApiAnswer(Json::Value(Json::objectValue));
 }
 

@@ -7,6 +7,8 @@
 //                                                {"refusePassword":bool} {"stopAnswering":bool} {"clear":true}
 //                                                {"answerDelayMs":N} all answers but these come so late
 //                                                {"replay":"cut"|"stall"|"none","after":N} N pictures from now
+//                                                {"command":"refuse"|"hang"|"broken"|"huge"|"none"} of the service
+//                                                {"upload":"slow"|"fail"|"busy"|"none"} of firmware and settings
 // Thread: main loop only.
 #pragma once
 
@@ -62,6 +64,7 @@ private:
     ApiAnswer state();
     ApiAnswer fault(const std::string& body);
     ApiAnswer replayFault(const Json::Value& request);
+    ApiAnswer serviceFault(const Json::Value& request);
     ApiAnswer channelFault(const Json::Value& request);
 
     const Options& m_options;

@@ -8,14 +8,17 @@
 #include <glib-unix.h>
 #include <gst/gst.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 extern "C" {
 #include <libavutil/log.h>
 }
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <vector>
 
@@ -23,6 +26,8 @@ using namespace lumo::recorder;
 
 namespace
 {
+
+constexpr int kTalkers = 2; // more than one, so that "all" is not "the first"
 
 // 64 channels with several clients each need more sockets than the usual 1024.
 void raiseFileLimit()
@@ -62,7 +67,10 @@ GMainLoop* newLoop()
 
 // All that is alive while the recorder serves. Never destroyed: the streams' threads use it to the last moment.
 struct Recorder {
-    Recorder(const Options& options, ClipStore& store) : options(options), store(store), streams(makeStreams()) {}
+    Recorder(const Options& options, ClipStore& store)
+        : options(options), store(store), streams(makeStreams()), rooms(makeRooms())
+    {
+    }
 
     std::vector<std::unique_ptr<LiveStream>> makeStreams()
     {
@@ -73,15 +81,27 @@ struct Recorder {
         return all;
     }
 
+    // The first channels have a loudspeaker.
+    std::vector<std::unique_ptr<TalkRoom>> makeRooms()
+    {
+        std::vector<std::unique_ptr<TalkRoom>> all;
+        for (int i = 0; i < std::min(options.channels, kTalkers); ++i) {
+            all.push_back(std::make_unique<TalkRoom>(i, options.receivedDir + "/talk-" + std::to_string(i) + ".alaw"));
+        }
+        return all;
+    }
+
     const Options& options;
     ClipStore& store;
     Faults faults;
     std::vector<std::unique_ptr<LiveStream>> streams; // index channel * 2 + stream
-    RtspServer rtsp{options, store, faults, streams};
+    std::vector<std::unique_ptr<TalkRoom>> rooms;
+    DeviceState state{options.receivedDir, faults};
+    RtspServer rtsp{options, store, faults, streams, rooms};
     DeviceZone zone{options.utcOffsetMinutes};
     RecordingStore recordings{options, zone, store};
     ReplayServer replay{options, recordings, faults};
-    OnvifContext context{options, store, streams, zone, recordings};
+    OnvifContext context{options, store, streams, zone, recordings, state, static_cast<int>(rooms.size())};
     OnvifServices onvif{context, faults};
     TestApi api{options,
                 store,
@@ -89,7 +109,8 @@ struct Recorder {
                 streams,
                 {[this](int channel) { return rtsp.dropChannel(channel); }, [this] { return rtsp.connections(); }}};
     RecordingApi recordingApi{options, zone, recordings};
-    HttpServer http{options, faults, onvif, api, recordingApi, recordings, streams};
+    DeviceHttp device{options, faults, state, rooms};
+    HttpServer http{options, faults, onvif, api, recordingApi, recordings, streams, device};
     std::unique_ptr<Discovery> discovery;
 };
 
@@ -148,7 +169,17 @@ int main(int argc, char** argv)
     gst_init(nullptr, nullptr);
     av_log_set_level(AV_LOG_ERROR);
     raiseFileLimit();
-    const int code = run(*parsed.options);
+    Options options = *parsed.options;
+    const bool keep = !options.receivedDir.empty();
+    if (!keep) {
+        options.receivedDir =
+            (std::filesystem::temp_directory_path() / ("lumo-recorder-" + std::to_string(getpid()))).string();
+    }
+    const int code = run(options);
+    if (!keep) {
+        std::error_code ignored;
+        std::filesystem::remove_all(options.receivedDir, ignored);
+    }
     // At once, without destructors: streams may still be running, and nothing is left to be saved.
     std::fflush(nullptr);
     std::_Exit(code);
