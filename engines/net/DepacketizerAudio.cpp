@@ -1,6 +1,7 @@
 // G.711 (A-law as it comes; mu-law is turned into A-law) and AAC (RFC 3640, AAC-hbr), which leaves as ADTS frames.
 #include "Depacketizer.h"
 
+#include "G711.h"
 #include "Text.h"
 
 #include <algorithm>
@@ -10,25 +11,6 @@ namespace lumo::net
 {
 namespace
 {
-
-int linearOfMuLaw(uint8_t code) // ITU-T G.711, 16 bits
-{
-    code = uint8_t(~code);
-    const int magnitude = (((code & 15) << 3) + 132) << ((code >> 4) & 7);
-    return code & 0x80 ? 132 - magnitude : magnitude - 132;
-}
-
-uint8_t aLawOfLinear(int sample)
-{
-    const uint8_t sign = sample >= 0 ? 0x80 : 0;
-    int magnitude = (sample >= 0 ? sample : -sample - 1) >> 3; // 13 bits
-    magnitude = std::clamp(magnitude, 0, 4095);
-    int segment = 0;
-    for (int limit = 31; segment < 7 && magnitude > limit; limit = limit * 2 + 1)
-        ++segment;
-    const int mantissa = segment == 0 ? magnitude >> 1 : magnitude >> segment;
-    return uint8_t((sign | (segment << 4) | (mantissa & 15)) ^ 0x55);
-}
 
 const std::array<uint8_t, 256>& muToA()
 {

@@ -58,6 +58,9 @@ int Device::loginOnvif(OnvifPeer peer, bool udp, NetDeviceInfo& info)
     m_paths = client->paths();
     m_serial = told.serial;
     m_asking = std::move(client);
+    if (!m_paths.command.empty())
+        m_commands.emplace("http://" + bracketed(m_host) + ":" + std::to_string(m_port) + m_paths.command, m_peer,
+                           m_timings);
     copyText(info.szSoftwareVersion, told.firmware);
     copyText(info.szSerialNo, told.serial);
     copyText(info.szDeviceName, told.name);

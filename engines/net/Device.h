@@ -3,6 +3,7 @@
 // Thread: any. Calls that ask the device block; once it is lost or logged out, they fail at once.
 #pragma once
 
+#include "CommandService.h"
 #include "LiveStream.h"
 #include "Onvif.h"
 
@@ -10,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace lumo::net
 {
@@ -41,6 +43,24 @@ public:
     int findPicture(int channel, int stream, const std::string& query, std::string& url);
     /// Fetches it; until cancel at most.
     int fetchPicture(const std::string& url, std::shared_ptr<const std::atomic<bool>> cancel, std::string& jpeg) const;
+
+    // Beside pictures; DeviceService.cpp.
+
+    /// Which channels have a loudspeaker, as their profiles say; where those say nothing, the first channels have those
+    /// that the device counts. A bare RTSP address is asked for its back channel. timeoutMs 0: the library's own.
+    int talkList(int timeoutMs, std::vector<bool>& talks);
+    static constexpr int kAllChannels = -1, kDeviceItself = -2;
+    /// Where one talks to a channel; kDeviceItself: to the first that has a loudspeaker.
+    int talkSources(int channel, std::vector<StreamSource>& sources);
+    /// What ONVIF has no words for; null where the device has none either.
+    const CommandService* commands() const { return m_commands ? &*m_commands : nullptr; }
+    /// An ability by its path; the device is asked once. 0 or LUMONET_ERROR.
+    int hasAbility(const std::string& path, bool& has);
+    /// Asks where a file is wanted: see OnvifClient::startUpload.
+    int startUpload(const char* operation, int timeoutMs, OnvifUpload& upload);
+    int sendUpload(const std::string& url, const HttpUpload& upload,
+                   std::shared_ptr<const std::atomic<bool>> cancel) const;
+    std::shared_ptr<const std::atomic<bool>> cancelFlag() const { return m_cancel; }
 
     /// Asks for a key frame; on the worker's thread.
     void requestKeyFrame(int channel, int stream);
@@ -84,6 +104,13 @@ private:
     std::vector<OnvifChannel> m_channels;
     Address m_address; // of m_host, any port
     StreamSource m_plainSource;
+    std::optional<CommandService> m_commands;
+
+    std::mutex m_talkMutex; // held while the device is asked
+    std::optional<std::vector<bool>> m_talks;
+    std::mutex m_abilityMutex; // held while the device is asked
+    std::optional<std::string> m_abilities;
+    int m_abilityError = 0; // of the one question
 
     std::mutex m_sourceMutex; // held while the device is asked: one question at a time
     std::unique_ptr<OnvifClient> m_asking;

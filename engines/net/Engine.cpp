@@ -324,7 +324,7 @@ int Engine::requestKeyFrame(int login, int channel, int streamNumber)
 void Engine::post(std::function<void()> task)
 {
     std::lock_guard lock(m_waitMutex);
-    if (m_tasks.size() < kMaxTasks) // a key frame more or less: the device sends them by itself, too
+    if (m_tasks.size() < kMaxTasks) // a key frame more or less; and what is not let go now, a logout lets go
         m_tasks.push_back(std::move(task));
     m_waitChanged.notify_all();
 }

@@ -3,7 +3,7 @@
 //   I/O loop    all sockets of all streams; data callbacks
 //   watchdog    one cheap request per login and period; disconnect callbacks
 //   worker      requests that nobody waits for (key frames)
-// and one for each playback and download.
+// and one for each playback, download, file and upgrade; two for each talk.
 //
 // Thread: every call from any. m_mutex guards the tables only and is never held while a device is asked or a
 // callback runs.
@@ -40,6 +40,11 @@ public:
     int playBackByTime(int login, const RecordTimeInfo& info, const Playback::Callbacks& callbacks);
     int startDownload(int login, const RecordFileInfo& info, const std::string& path, LumoPositionCallback position,
                       intptr_t user);
+    /// channel: also Device::kAllChannels or kDeviceItself.
+    int startTalk(int login, int channel, LumoVoiceCallback voice, intptr_t user);
+    int sendFile(int login, const std::string& path, LumoSendFileCallback fnEnd, intptr_t user);
+    int startLocalUpgrade(int login, const std::string& path, LumoUpgradeCallback fnProgress, intptr_t user);
+    int startOnlineUpgrade(int login, const std::string& version, LumoUpgradeCallback fnProgress, intptr_t user);
 
     // Each returns 0 or LUMONET_ERROR.
     int logout(int login);
@@ -54,6 +59,18 @@ public:
     int controlPlayback(int playback, int action, int value);
     int stopPlayback(int playback);
     int stopDownload(int download);
+    int sendSpeech(int talk, const uint8_t* frame, size_t size);
+    int stopTalk(int talk);
+    int readConfig(int login, int number, int timeoutMs, std::vector<uint8_t>& record);
+    int writeConfig(int login, int number, const std::string& bytes, int timeoutMs);
+    int readAbility(int login, const JsonQuestion& question, std::string& answer);
+    int hasAbility(int login, const std::string& path, bool& has);
+    int command(int login, const JsonQuestion& question, std::string& answer);
+    int closeSendFile(int transfer);
+    int closeUpgrade(int upgrade);
+
+    /// LUMO_UPGRADE_...
+    int upgradeState(int upgrade);
 
 private:
     struct Login {
@@ -100,8 +117,15 @@ private:
         const std::function<std::shared_ptr<Transfer>(int handle, const std::shared_ptr<Device>& device)>& make);
     int findSpan(const std::shared_ptr<Device>& device, int channel, const std::string& recording, ReplaySpan& span);
     int playBack(int login, ReplaySpan span, const Playback::Callbacks& callbacks);
+    template <typename Kind> std::shared_ptr<Kind> transferOf(int handle)
+    {
+        std::lock_guard lock(m_mutex);
+        const auto found = m_transfers.find(handle);
+        return found == m_transfers.end() ? nullptr : std::dynamic_pointer_cast<Kind>(found->second.transfer);
+    }
     int stopTransfer(int handle, const HandleRow& row);
     void closeTransfers(int login);
+    void reap(int handle);
     void watch();
     void check(int handle, const std::shared_ptr<Device>& device);
     void declareLost(int handle, const std::shared_ptr<Device>& device);
@@ -118,7 +142,8 @@ private:
     std::map<int, Login> m_logins;              // m_mutex
     std::map<int, Stream> m_streams;            // m_mutex
     std::map<int, RunningTransfer> m_transfers; // m_mutex
-    HandleRow m_loginHandles{0x10000}, m_streamHandles{0x20000}, m_playbackHandles{0x30000}, m_downloadHandles{0x40000};
+    HandleRow m_loginHandles{0x10000}, m_streamHandles{0x20000}, m_playbackHandles{0x30000}, m_downloadHandles{0x40000},
+        m_talkHandles{0x50000}, m_sendHandles{0x60000}, m_upgradeHandles{0x70000};
 
     std::recursive_mutex m_disconnectMutex; // held while the disconnect callback runs
     std::mutex m_waitMutex;

@@ -196,13 +196,7 @@ int Engine::startDownload(int login, const RecordFileInfo& info, const std::stri
 
 int Engine::controlPlayback(int handle, int action, int value)
 {
-    std::shared_ptr<Playback> playback;
-    {
-        std::lock_guard lock(m_mutex);
-        const auto found = m_transfers.find(handle);
-        if (found != m_transfers.end())
-            playback = std::dynamic_pointer_cast<Playback>(found->second.transfer);
-    }
+    const auto playback = transferOf<Playback>(handle);
     return playback ? playback->control(action, value) : int(LUMONET_ERR_NOT_LOGGED_IN);
 }
 

@@ -5,6 +5,7 @@
 #include "Digest.h"
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +18,17 @@ struct HttpReply {
     int status = 0;
     std::string body;
     std::vector<std::string> challenges;
+};
+
+/// Something large to be sent, read piece by piece.
+struct HttpUpload {
+    std::string contentType = "application/octet-stream";
+    int64_t size = 0;                                     // bytes
+    std::function<long(char* to, size_t room)> read;      // bytes; below 0: it cannot be read any more
+    std::function<bool()> rewind;                         // to its beginning, for a second attempt
+    std::function<void(int64_t sent)> progress = nullptr; // bytes that left
+    int stallMs = 0;                                      // without a byte taken by the device
+    int answerMs = 0;                                     // from the last byte to the answer
 };
 
 class HttpClient
@@ -32,8 +44,12 @@ public:
                    const std::vector<std::string>& headers);
 
     HttpReply get(const std::string& url, const std::vector<std::string>& headers);
+    /// POST without a time-out for the whole: it ends when the device stops taking it, or does not answer.
+    HttpReply upload(const std::string& url, const HttpUpload& upload, const std::vector<std::string>& headers);
 
     static constexpr size_t kMaxReply = 16u << 20; // bytes
+    /// What may be answered from now on; more is refused as soon as it is seen.
+    void setMaxReply(size_t bytes) { m_maxReply = bytes; }
 
 private:
     struct Request {
@@ -41,12 +57,16 @@ private:
         const std::string& url;
         std::string body;
         std::vector<std::string> headers;
+        const HttpUpload* upload = nullptr;
     };
     HttpReply ask(const Request& request);
     HttpReply once(const Request& request);
+    void prepareUpload(const HttpUpload& upload);
+    int perform(const HttpUpload* upload);
 
-    void* m_curl;
+    void *m_curl, *m_multi;
     int m_connectMs, m_requestMs;
+    size_t m_maxReply = kMaxReply;
     std::shared_ptr<const std::atomic<bool>> m_cancel;
     Authenticator m_auth;
 };

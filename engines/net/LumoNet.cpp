@@ -1,7 +1,7 @@
-// The C calls of src/device/LumoNet.h: arguments are checked and copied here, errors are kept per thread here, and
-// everything else is Engine's.
+// The C calls of src/device/LumoNet.h for logins and streams: arguments are checked and copied here, errors are kept
+// per thread here, and everything else is Engine's. The other calls stand in LumoNetDevice.cpp.
+#include "Calls.h"
 #include "Defaults.h"
-#include "Engine.h"
 
 #include <curl/curl.h>
 #include <openssl/crypto.h>
@@ -20,38 +20,6 @@ thread_local int t_lastError = LUMONET_ERR_NONE;
 // Kept apart from the engine: the callback may be set before a login, and is called once alarms are read.
 LumoMessageCallback g_message = nullptr; // g_mutex
 intptr_t g_messageUser = 0;              // g_mutex
-
-std::shared_ptr<Engine> engine()
-{
-    std::lock_guard lock(g_mutex);
-    return g_engine;
-}
-
-int refuse(int error)
-{
-    t_lastError = error;
-    return 0;
-}
-
-/// 1 for success, 0 for an error, which is kept.
-int answer(int error)
-{
-    return error == 0 ? 1 : refuse(error);
-}
-
-/// A handle as it is; an error is kept, and 0 returned.
-int answerHandle(int handleOrError, int* pError)
-{
-    if (pError)
-        *pError = handleOrError > 0 ? LUMONET_ERR_NONE : handleOrError;
-    return handleOrError > 0 ? handleOrError : refuse(handleOrError);
-}
-
-template <typename F> int withEngine(F&& f)
-{
-    const auto e = engine();
-    return e ? answer(f(*e)) : refuse(LUMONET_ERR_NOT_LOGGED_IN);
-}
 
 int loginResult(const std::shared_ptr<Engine>& e, NetDeviceInfo* pInfo, int* pError,
                 const std::function<int(Engine&, NetDeviceInfo&)>& login)
@@ -72,6 +40,30 @@ void initLibraries()
 }
 
 } // namespace
+
+std::shared_ptr<Engine> currentEngine()
+{
+    std::lock_guard lock(g_mutex);
+    return g_engine;
+}
+
+int refuse(int error)
+{
+    t_lastError = error;
+    return 0;
+}
+
+int answer(int error)
+{
+    return error == 0 ? 1 : refuse(error);
+}
+
+int answerHandle(int handleOrError, int* pError)
+{
+    if (pError)
+        *pError = handleOrError > 0 ? LUMONET_ERR_NONE : handleOrError;
+    return handleOrError > 0 ? handleOrError : refuse(handleOrError);
+}
 
 Defaults& defaults()
 {
@@ -109,7 +101,7 @@ int LUMONET_InitAppInfo(const LumoAppInfo* pInfo)
 
 int LUMONET_Cleanup(void)
 {
-    std::shared_ptr<Engine> ending = engine();
+    std::shared_ptr<Engine> ending = currentEngine();
     if (!ending)
         return refuse(LUMONET_ERR_NOT_LOGGED_IN);
     ending->logoutAll();
@@ -128,7 +120,7 @@ int LUMONET_Login(const char* szAddress, int nPort, const char* szUser, const ch
 {
     if (!szAddress || !*szAddress)
         return answerHandle(LUMONET_ERR_ARGUMENT, pError);
-    return loginResult(engine(), pInfo, pError, [&](Engine& e, NetDeviceInfo& info) {
+    return loginResult(currentEngine(), pInfo, pError, [&](Engine& e, NetDeviceInfo& info) {
         return e.login(szAddress, nPort, szUser ? szUser : "", szPassword ? szPassword : "", nSocketKind, info);
     });
 }
@@ -138,7 +130,7 @@ int LUMONET_LoginEx_V2(const char* szSerialNo, int, const char* szToken, const c
 {
     if (!szSerialNo || !szToken || nSocketKind != 2)
         return answerHandle(LUMONET_ERR_ARGUMENT, pError);
-    return loginResult(engine(), pInfo, pError,
+    return loginResult(currentEngine(), pInfo, pError,
                        [&](Engine& e, NetDeviceInfo& info) { return e.loginByToken(szSerialNo, szToken, info); });
 }
 
@@ -170,7 +162,7 @@ int LUMONET_OpenMessageChannel(int nLoginID)
 
 int LUMONET_RealPlay(int nLoginID, const StreamOpenInfo* pInfo)
 {
-    const auto e = engine();
+    const auto e = currentEngine();
     if (!e)
         return refuse(LUMONET_ERR_NOT_LOGGED_IN);
     return answerHandle(pInfo ? e->realPlay(nLoginID, *pInfo) : int(LUMONET_ERR_ARGUMENT), nullptr);
@@ -209,7 +201,7 @@ int LUMONET_RequestChannelFrame(int nLoginID, int nChannel, int nStream)
 int LUMONET_PlayBackByName(int nLoginID, const RecordFileInfo* pInfo, LumoPositionCallback fnPosition,
                            LumoRealDataCallback fnData, intptr_t nUser)
 {
-    const auto e = engine();
+    const auto e = currentEngine();
     if (!e)
         return refuse(LUMONET_ERR_NOT_LOGGED_IN);
     const Playback::Callbacks callbacks{fnData, nUser, fnPosition, nUser};
@@ -219,7 +211,7 @@ int LUMONET_PlayBackByName(int nLoginID, const RecordFileInfo* pInfo, LumoPositi
 int LUMONET_PlayBackByTimeEx(int nLoginID, const RecordTimeInfo* pInfo, LumoRealDataCallback fnData, intptr_t nDataUser,
                              LumoPositionCallback fnPosition, intptr_t nPositionUser)
 {
-    const auto e = engine();
+    const auto e = currentEngine();
     if (!e)
         return refuse(LUMONET_ERR_NOT_LOGGED_IN);
     const Playback::Callbacks callbacks{fnData, nDataUser, fnPosition, nPositionUser};
@@ -239,7 +231,7 @@ int LUMONET_StopPlayBack(int nPlayHandle)
 int LUMONET_StartFileDownload(int nLoginID, const RecordFileInfo* pInfo, const char* szPath,
                               LumoPositionCallback fnPosition, intptr_t nUser, int)
 {
-    const auto e = engine();
+    const auto e = currentEngine();
     if (!e)
         return refuse(LUMONET_ERR_NOT_LOGGED_IN);
     if (!pInfo || !szPath || !*szPath)
@@ -256,94 +248,3 @@ int LUMONET_QueryValue(int, const int32_t*, int32_t*, int)
 {
     return refuse(LUMONET_ERR_UNSUPPORTED);
 }
-
-// What a device can do beside its pictures is not asked yet: each call refuses with the error that says so.
-
-int LUMONET_StartVoiceCom_MR(int, LumoVoiceCallback, intptr_t)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-int LUMONET_StartVoiceCom_NVR_IPC(int, int, LumoVoiceCallback, intptr_t)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-uint8_t LUMONET_VoiceComSendData(int, const uint8_t*, int)
-{
-    return 0;
-}
-
-int LUMONET_StopVoiceCom(int)
-{
-    return refuse(LUMONET_ERR_NOT_LOGGED_IN);
-}
-
-int LUMONET_GetDevConfig(int, int, int, void*, int, int*, int)
-{
-    refuse(LUMONET_ERR_UNSUPPORTED);
-    return -1;
-}
-
-int LUMONET_SetDevConfig(int, int, int, const void*, int, int)
-{
-    refuse(LUMONET_ERR_UNSUPPORTED);
-    return -1;
-}
-
-int LUMONET_GetChannelAbility_Json(int, const char*, int, char*, int, int*, int)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-int LUMONET_GetSystemAbility_Json(int, const char*, int, int, char*, int, int*, int)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-bool LUMONET_HasAbility(int, const char*, int)
-{
-    return false;
-}
-
-int LUMONET_CmdWithResult_Json(int, const char*, int, int, const char*, int, char*, int, int*, int)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-int LUMONET_CmdWithOutput_Json(int, const char*, int, int, const char*, int, char*, int)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-int LUMONET_Cmd_Json(int, const char*, int, int, const char*, int, int)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-int LUMONET_SendFileDataToDevice(int, const char*, LumoSendFileCallback, intptr_t)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-int LUMONET_CloseSendFile(int, int, long, long)
-{
-    return refuse(LUMONET_ERR_NOT_LOGGED_IN);
-}
-
-int LUMONET_StartLocalUpgrade(int, const char*, int, LumoUpgradeCallback, intptr_t)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-int LUMONET_StartOnlineUpgrade(int, const char*, int, LumoUpgradeCallback, intptr_t)
-{
-    return refuse(LUMONET_ERR_UNSUPPORTED);
-}
-
-int LUMONET_GetUpgradeState(int)
-{
-    return LUMO_UPGRADE_FAILED;
-}
-
-void LUMONET_CloseUpgradeHandle(int) {}

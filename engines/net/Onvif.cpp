@@ -1,5 +1,6 @@
 #include "Onvif.h"
 
+#include "OnvifWords.h"
 #include "RtspMessage.h"
 #include "Text.h"
 #include "Xml.h"
@@ -17,10 +18,6 @@ namespace lumo::net
 namespace
 {
 
-constexpr const char* kDeviceNs = "http://www.onvif.org/ver10/device/wsdl";
-constexpr const char* kMediaNs = "http://www.onvif.org/ver10/media/wsdl";
-constexpr const char* kSearchNs = "http://www.onvif.org/ver10/search/wsdl";
-constexpr const char* kReplayNs = "http://www.onvif.org/ver10/replay/wsdl";
 constexpr const char* kSoapType = "application/soap+xml; charset=utf-8";
 
 std::string envelope(const std::string& header, const std::string& body)
@@ -29,11 +26,6 @@ std::string envelope(const std::string& header, const std::string& body)
            "<s:Envelope xmlns:s=\"http://www.w3.org/2003/05/soap-envelope\">" +
            (header.empty() ? std::string() : "<s:Header>" + header + "</s:Header>") + "<s:Body>" + body +
            "</s:Body></s:Envelope>";
-}
-
-std::string request(const char* ns, const std::string& name, const std::string& inner = {})
-{
-    return "<" + name + " xmlns=\"" + ns + "\">" + inner + "</" + name + ">";
 }
 
 bool contains(const std::string& text, std::initializer_list<const char*> words)
@@ -222,6 +214,7 @@ std::vector<OnvifChannel> parseChannels(std::string_view profilesXml, std::strin
             s.channel.profiles[1] = token;
         }
         s.channel.source = source;
+        s.channel.talks = s.channel.talks || xml::find(profile, "AudioOutputConfiguration");
     });
     // A source without a profile keeps its place, so that the numbers of the others stay.
     std::vector<OnvifChannel> channels;
@@ -328,6 +321,7 @@ int OnvifClient::call(const std::string& path, const std::string& action, const 
         m_http.post(url(path), std::string(kSoapType) + "; action=\"" + action + "\"", envelope(header, body), lines);
     if (r.error != 0)
         return r.error;
+    reply = r.body; // of a refusal, too: its words may matter
     const int fault = errorOfFault(r.body);
     if (r.status == 401)
         return fault == LUMONET_ERR_USER || fault == LUMONET_ERR_LOCKED ? fault : LUMONET_ERR_PASSWORD;
@@ -335,7 +329,6 @@ int OnvifClient::call(const std::string& path, const std::string& action, const 
         return fault;
     if (r.status < 200 || r.status >= 300)
         return LUMONET_ERR_REFUSED;
-    reply = r.body;
     return 0;
 }
 
@@ -343,7 +336,7 @@ int OnvifClient::readClock(DeviceClock& clock)
 {
     std::string reply;
     const int error = call(m_peer.path, std::string(kDeviceNs) + "/GetSystemDateAndTime",
-                           request(kDeviceNs, "GetSystemDateAndTime"), false, reply);
+                           onvifRequest(kDeviceNs, "GetSystemDateAndTime"), false, reply);
     if (error != 0)
         return error;
     if (parseClock(reply, wallClockMs(), clock))
@@ -356,7 +349,7 @@ int OnvifClient::readServices()
     std::string reply;
     const int error =
         call(m_peer.path, std::string(kDeviceNs) + "/GetServices",
-             request(kDeviceNs, "GetServices", "<IncludeCapability>false</IncludeCapability>"), true, reply);
+             onvifRequest(kDeviceNs, "GetServices", "<IncludeCapability>false</IncludeCapability>"), true, reply);
     if (error == LUMONET_ERR_TIMEOUT || error == LUMONET_ERR_PASSWORD || error == LUMONET_ERR_USER ||
         error == LUMONET_ERR_LOCKED || error == LUMONET_ERR_SESSIONS)
         return error;
@@ -371,6 +364,8 @@ int OnvifClient::readServices()
                 m_paths.search = path();
             else if (ns == kReplayNs)
                 m_paths.replay = path();
+            else if (ns == kCommandNamespace)
+                m_paths.command = path();
             m_knowsTokens = m_knowsTokens || ns == kTokenNamespace;
         });
     }
@@ -382,7 +377,7 @@ int OnvifClient::readCapabilities()
 {
     std::string reply;
     const int error = call(m_peer.path, std::string(kDeviceNs) + "/GetCapabilities",
-                           request(kDeviceNs, "GetCapabilities", "<Category>All</Category>"), true, reply);
+                           onvifRequest(kDeviceNs, "GetCapabilities", "<Category>All</Category>"), true, reply);
     if (error != 0)
         return error;
     pugi::xml_document doc;
@@ -405,7 +400,7 @@ int OnvifClient::readInfo(OnvifInfo& info)
 {
     std::string reply;
     const int error = call(m_peer.path, std::string(kDeviceNs) + "/GetDeviceInformation",
-                           request(kDeviceNs, "GetDeviceInformation"), true, reply);
+                           onvifRequest(kDeviceNs, "GetDeviceInformation"), true, reply);
     if (error != 0)
         return error;
     pugi::xml_document doc;
@@ -423,7 +418,8 @@ int OnvifClient::readInfo(OnvifInfo& info)
 void OnvifClient::readName(OnvifInfo& info)
 {
     std::string reply;
-    if (call(m_peer.path, std::string(kDeviceNs) + "/GetScopes", request(kDeviceNs, "GetScopes"), true, reply) != 0)
+    if (call(m_peer.path, std::string(kDeviceNs) + "/GetScopes", onvifRequest(kDeviceNs, "GetScopes"), true, reply) !=
+        0)
         return;
     pugi::xml_document doc;
     xml::load(doc, reply);
@@ -438,12 +434,12 @@ void OnvifClient::readName(OnvifInfo& info)
 int OnvifClient::readChannels(std::vector<OnvifChannel>& channels)
 {
     std::string profiles, sources;
-    int error =
-        call(m_paths.media, std::string(kMediaNs) + "/GetProfiles", request(kMediaNs, "GetProfiles"), true, profiles);
+    int error = call(m_paths.media, std::string(kMediaNs) + "/GetProfiles", onvifRequest(kMediaNs, "GetProfiles"), true,
+                     profiles);
     if (error != 0)
         return error;
-    error = call(m_paths.media, std::string(kMediaNs) + "/GetVideoSources", request(kMediaNs, "GetVideoSources"), true,
-                 sources);
+    error = call(m_paths.media, std::string(kMediaNs) + "/GetVideoSources", onvifRequest(kMediaNs, "GetVideoSources"),
+                 true, sources);
     if (error == LUMONET_ERR_TIMEOUT)
         return error;
     channels = parseChannels(profiles, sources);
@@ -457,10 +453,10 @@ int OnvifClient::readStreamUri(const std::string& profile, bool udp, std::string
                     "</Stream><Transport xmlns=\"http://www.onvif.org/ver10/schema\"><Protocol>") +
         (udp ? "UDP" : "RTSP") + "</Protocol></Transport></StreamSetup>";
     std::string reply;
-    const int error =
-        call(m_paths.media, std::string(kMediaNs) + "/GetStreamUri",
-             request(kMediaNs, "GetStreamUri", setup + "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
-             true, reply);
+    const int error = call(
+        m_paths.media, std::string(kMediaNs) + "/GetStreamUri",
+        onvifRequest(kMediaNs, "GetStreamUri", setup + "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
+        true, reply);
     if (error != 0)
         return error;
     pugi::xml_document doc;
@@ -474,16 +470,17 @@ int OnvifClient::requestKeyFrame(const std::string& profile)
     std::string reply;
     return call(
         m_paths.media, std::string(kMediaNs) + "/SetSynchronizationPoint",
-        request(kMediaNs, "SetSynchronizationPoint", "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
+        onvifRequest(kMediaNs, "SetSynchronizationPoint", "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
         true, reply);
 }
 
 int OnvifClient::readSnapshotUri(const std::string& profile, std::string& uri)
 {
     std::string reply;
-    const int error = call(
-        m_paths.media, std::string(kMediaNs) + "/GetSnapshotUri",
-        request(kMediaNs, "GetSnapshotUri", "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"), true, reply);
+    const int error =
+        call(m_paths.media, std::string(kMediaNs) + "/GetSnapshotUri",
+             onvifRequest(kMediaNs, "GetSnapshotUri", "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
+             true, reply);
     if (error != 0)
         return error;
     pugi::xml_document doc;
@@ -498,7 +495,8 @@ int OnvifClient::findRecordings(std::vector<OnvifRecording>& recordings)
     if (m_paths.search.empty())
         return LUMONET_ERR_UNSUPPORTED;
     const auto ask = [this](const std::string& name, const std::string& inner, std::string& reply) {
-        return call(m_paths.search, std::string(kSearchNs) + "/" + name, request(kSearchNs, name, inner), true, reply);
+        return call(m_paths.search, std::string(kSearchNs) + "/" + name, onvifRequest(kSearchNs, name, inner), true,
+                    reply);
     };
     std::string reply;
     if (const int error = ask("FindRecordings", "<Scope/><KeepAliveTime>PT30S</KeepAliveTime>", reply))
@@ -530,10 +528,10 @@ int OnvifClient::readReplayUri(const std::string& recording, std::string& uri)
         "<StreamSetup><Stream xmlns=\"http://www.onvif.org/ver10/schema\">RTP-Unicast</Stream>"
         "<Transport xmlns=\"http://www.onvif.org/ver10/schema\"><Protocol>RTSP</Protocol></Transport></StreamSetup>";
     std::string reply;
-    const int error = call(
-        m_paths.replay, std::string(kReplayNs) + "/GetReplayUri",
-        request(kReplayNs, "GetReplayUri", setup + "<RecordingToken>" + xml::escaped(recording) + "</RecordingToken>"),
-        true, reply);
+    const int error = call(m_paths.replay, std::string(kReplayNs) + "/GetReplayUri",
+                           onvifRequest(kReplayNs, "GetReplayUri",
+                                        setup + "<RecordingToken>" + xml::escaped(recording) + "</RecordingToken>"),
+                           true, reply);
     if (error != 0)
         return error;
     pugi::xml_document doc;

@@ -31,6 +31,7 @@ struct OnvifInfo {
 struct OnvifChannel {
     std::string source;
     std::array<std::string, 2> profiles; // tokens: main, sub
+    bool talks = false;                  // a profile of it names a loudspeaker
 };
 
 /// One recording as the search told of it; times in the device's UTC, milliseconds.
@@ -39,7 +40,14 @@ struct OnvifRecording {
     int64_t earliestMs = 0, latestMs = 0;
 };
 
-inline constexpr const char* kTokenNamespace = "urn:lumo:token:1";
+/// Where a device wants a file to be put, and how long it needs before that.
+struct OnvifUpload {
+    std::string url;
+    int64_t delayMs = 0;
+};
+
+/// What a device that is at work already answers to a further upgrade; the program tells it apart from a refusal.
+inline constexpr int kDeviceBusy = -512;
 
 class OnvifClient
 {
@@ -64,9 +72,14 @@ public:
     int findRecordings(std::vector<OnvifRecording>& recordings);
     int readReplayUri(const std::string& recording, std::string& uri);
 
+    /// How many loudspeakers the device has.
+    int readAudioOutputs(int& count);
+    /// "StartFirmwareUpgrade", "StartSystemRestore": 0, LUMONET_ERROR, or kDeviceBusy.
+    int startUpload(const char* operation, OnvifUpload& upload);
+
     /// The services' paths; empty where the device has none.
     struct Paths {
-        std::string media, search, replay;
+        std::string media, search, replay, command;
     };
     const Paths& paths() const { return m_paths; }
     void setPaths(const Paths& paths) { m_paths = paths; }
@@ -101,6 +114,8 @@ int errorOfFault(std::string_view xml);
 std::string pathOf(const std::string& url);
 bool parseClock(std::string_view xml, int64_t nowMs, DeviceClock& clock);
 std::vector<OnvifChannel> parseChannels(std::string_view profilesXml, std::string_view sourcesXml);
+/// "PT5S", "P1DT2H": an XML duration of days and less, in milliseconds; 0 for anything else.
+int64_t parseDurationMs(std::string_view text);
 /// A date like 2026-01-31, 2026/1/31 or 20260131 in a firmware text.
 bool findDate(std::string_view text, int& year, int& month, int& day);
 

@@ -9,7 +9,8 @@ class Probe final : public IoTimed, public RtspHandler, public std::enable_share
 {
 public:
     Probe(IoLoop& loop, RtspOptions options)
-        : m_loop(loop), m_session(std::make_shared<RtspSession>(loop, std::move(options), *this))
+        : m_loop(loop), m_backChannel(options.backChannel),
+          m_session(std::make_shared<RtspSession>(loop, std::move(options), *this))
     {
     }
 
@@ -30,7 +31,7 @@ public:
 private:
     bool wantsMedia(size_t, const SdpMedia& media) override
     {
-        return makeDepacketizer(media, [](const MediaFrame&) {}) != nullptr;
+        return media.fromDevice != m_backChannel && makeDepacketizer(media, [](const MediaFrame&) {}) != nullptr;
     }
     void onPlaying() override { finish(0); }
     void onRtp(size_t, const uint8_t*, size_t, int64_t) override {}
@@ -47,6 +48,7 @@ private:
     }
 
     IoLoop& m_loop;
+    const bool m_backChannel;
     std::shared_ptr<RtspSession> m_session;
     std::mutex m_mutex;
     std::condition_variable m_done;
@@ -55,7 +57,7 @@ private:
 
 } // namespace
 
-int probeRtsp(IoLoop& loop, const StreamSource& source, RtspOptions::Goal goal, int timeoutMs)
+int probeRtsp(IoLoop& loop, const StreamSource& source, RtspOptions::Goal goal, int timeoutMs, bool backChannel)
 {
     RtspOptions options;
     options.goal = goal;
@@ -64,6 +66,7 @@ int probeRtsp(IoLoop& loop, const StreamSource& source, RtspOptions::Goal goal, 
     options.user = source.user;
     options.password = source.password;
     options.timeoutMs = timeoutMs;
+    options.backChannel = backChannel;
     const int result = std::make_shared<Probe>(loop, std::move(options))->run();
     const bool answered = result != LUMONET_ERR_TIMEOUT;
     return goal == RtspOptions::Goal::Options && answered ? 0 : result;

@@ -12,7 +12,8 @@ namespace lumo::net
 {
 
 /// Blocks the calling thread (never the I/O loop's) until the answer or the time-out: 0 or LUMONET_ERROR.
-/// With Goal::Options every answer counts as success, a refused one too.
-int probeRtsp(IoLoop& loop, const StreamSource& source, RtspOptions::Goal goal, int timeoutMs);
+/// With Goal::Options every answer counts as success, a refused one too. backChannel: does it describe one?
+int probeRtsp(IoLoop& loop, const StreamSource& source, RtspOptions::Goal goal, int timeoutMs,
+              bool backChannel = false);
 
 } // namespace lumo::net

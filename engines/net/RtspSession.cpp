@@ -18,6 +18,7 @@ constexpr size_t kMaxSkipped = 64 * 1024; // bytes of nonsense before the peer i
 constexpr size_t kDatagramBuffer = 1 << 20;
 constexpr int kDatagramsAtOnce = 64;
 constexpr size_t kMaxDatagram = 65536;
+constexpr size_t kMaxUnsent = 64 * 1024; // bytes that wait for a device that does not read
 
 std::string transportParameter(const std::string& transport, std::string_view name)
 {
@@ -94,6 +95,20 @@ void RtspSession::control(const std::string& method, const std::string& headers,
     m_controlDue = nowMs + m_options.timeoutMs;
     m_loop.wakeBy(m_controlDue);
     send(method, m_baseUrl, headers);
+}
+
+bool RtspSession::sendData(size_t mediaIndex, const std::vector<uint8_t>& packet)
+{
+    for (const Track& track : m_tracks) {
+        if (track.media != mediaIndex || m_state != State::Playing || track.rtpChannel < 0)
+            continue;
+        if (m_outgoing.size() > kMaxUnsent || packet.size() > 0xFFFF)
+            return false;
+        const char head[] = {'$', char(track.rtpChannel), char(packet.size() >> 8), char(packet.size())};
+        sendRaw(std::string(head, sizeof head) + std::string(packet.begin(), packet.end()));
+        return true;
+    }
+    return false;
 }
 
 void RtspSession::setReading(bool on)
@@ -206,7 +221,7 @@ void RtspSession::onIo(intptr_t handle, bool readable, bool writable, int64_t no
             send("OPTIONS", m_baseUrl, {});
         } else {
             m_state = State::Describe;
-            send("DESCRIBE", m_baseUrl, "Accept: application/sdp\r\n");
+            send("DESCRIBE", m_baseUrl, "Accept: application/sdp\r\n" + requirement());
         }
         return;
     }
@@ -384,13 +399,15 @@ void RtspSession::takeDescription(const RtspMessage& reply)
     if (base.empty())
         base = m_options.url.text;
     for (size_t i = 0; i < sdp.media.size(); ++i) {
-        if (!sdp.media[i].fromDevice || !m_handler.wantsMedia(i, sdp.media[i]))
+        const bool offered = sdp.media[i].fromDevice || m_options.backChannel;
+        if (!offered || !m_handler.wantsMedia(i, sdp.media[i]))
             continue;
         Track track;
         track.media = i;
         track.url = resolveControl(base, sdp.media[i].control);
-        // Video goes first: it must be accepted, sound need not be.
-        m_tracks.insert(sdp.media[i].type == "video" ? m_tracks.begin() : m_tracks.end(), std::move(track));
+        // The first one must be accepted, the others need not be: video before sound, the way back before both.
+        const bool first = sdp.media[i].type == "video" || !sdp.media[i].fromDevice;
+        m_tracks.insert(first ? m_tracks.begin() : m_tracks.end(), std::move(track));
     }
     if (m_tracks.empty()) {
         fail(LUMONET_ERR_UNSUPPORTED);
@@ -440,7 +457,7 @@ void RtspSession::sendSetup()
         track.rtpChannel = int(2 * m_setupAt);
         send("SETUP", track.url,
              "Transport: RTP/AVP/TCP;unicast;interleaved=" + std::to_string(track.rtpChannel) + "-" +
-                 std::to_string(track.rtpChannel + 1) + "\r\n" + m_options.setupHeaders);
+                 std::to_string(track.rtpChannel + 1) + "\r\n" + m_options.setupHeaders + requirement());
         return;
     }
     if (!openDatagramPorts(track)) {
@@ -480,10 +497,16 @@ void RtspSession::takeSetup(const RtspMessage& reply)
     sendSetup();
 }
 
+/// ONVIF's way to ask for the back channel: a device that has none refuses with 551.
+std::string RtspSession::requirement() const
+{
+    return m_options.backChannel ? "Require: www.onvif.org/ver20/backchannel\r\n" : "";
+}
+
 void RtspSession::sendPlay()
 {
     m_state = State::Play;
-    send("PLAY", m_baseUrl, m_options.playHeaders);
+    send("PLAY", m_baseUrl, m_options.playHeaders + requirement());
 }
 
 void RtspSession::takePlay(const RtspMessage&, int64_t nowMs)

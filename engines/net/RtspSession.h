@@ -24,7 +24,8 @@ class RtspHandler
 {
 public:
     virtual ~RtspHandler() = default;
-    /// True for each media that shall be set up. Before onPlaying.
+    /// True for each media that shall be set up. Before onPlaying. What the device listens on (SdpMedia::fromDevice is
+    /// false) is only offered where RtspOptions::backChannel is set.
     virtual bool wantsMedia(size_t index, const SdpMedia& media) = 0;
     /// The session is as far as it was asked to go.
     virtual void onPlaying() = 0;
@@ -46,6 +47,7 @@ struct RtspOptions {
     int timeoutMs = 4000;                  // to the goal, and of each control()
     std::string setupHeaders, playHeaders; // further lines, each with its line end; a live PLAY has none
     bool replay = false;
+    bool backChannel = false; // asks for the way back too: the device then also describes where it listens
 };
 
 /// What an RTSP status means in LUMONET_ERROR.
@@ -62,6 +64,8 @@ public:
     void close();
     /// While playing, one at a time: sends PLAY or PAUSE with further lines, answered by onControlled.
     void control(const std::string& method, const std::string& headers, int64_t nowMs);
+    /// While playing: one packet on an interleaved media. False when it was dropped, for the device does not read.
+    bool sendData(size_t mediaIndex, const std::vector<uint8_t>& packet);
     /// False: what the device sends stays in the connection, and holds it back.
     void setReading(bool on);
     int64_t due() const { return m_controlDue >= 0 && (m_due < 0 || m_controlDue < m_due) ? m_controlDue : m_due; }
@@ -87,6 +91,7 @@ private:
     void flush();
     void sendSetup();
     void sendPlay();
+    std::string requirement() const;
     void sendKeepAlive(int64_t nowMs);
     void readTcp(int64_t nowMs);
     void readUdp(Track& track, Socket& socket, int64_t nowMs);

@@ -25,9 +25,13 @@ struct Timings {
     int handleReturnMs = 20;     // before the first callback, for the call to have returned its handle
     int maxStallPauseMs = 20000; // between two blocks to a callback that is made to wait
     std::array<int, 3> retryMs = {1000, 5000, 10000};
-    int busyTries = 5;      // further attempts at an opening that was answered with 503
-    int busyRetryMs = 100;  // between them
-    int retriesPerStep = 5; // the last step has no end
+    int uploadStallMs = 20000;   // without a byte that the device takes
+    int uploadAnswerMs = 120000; // from the last byte of a file to the answer: devices write it down first
+    int upgradeLookMs = 500;     // between two looks at an upgrade that the device makes by itself
+    int upgradeFailures = 3;     // such looks without an answer, in a row, that end it
+    int busyTries = 5;           // further attempts at an opening that was answered with 503
+    int busyRetryMs = 100;       // between them
+    int retriesPerStep = 5;      // the last step has no end
 };
 
 /// How long to wait before the next attempt at a stream that died.

@@ -51,6 +51,11 @@ public:
     void stop()
     {
         beginStop();
+        finish();
+    }
+    /// Waits until the work has come to its own end. It must have been released.
+    void finish()
+    {
         if (m_thread.joinable() && !isThisThread())
             m_thread.join();
         else if (m_thread.joinable())

@@ -246,7 +246,9 @@ LUMONET_API int  LUMONET_GetSystemAbility_Json(int nLoginID, const char* szName,
                                                int nSize, int* pReturned, int nTimeoutMs);
 /** An ability by its path, with slashes. The device is asked once per login. */
 LUMONET_API bool LUMONET_HasAbility(int nLoginID, const char* szPath, int nReserved);
-/** A JSON command. 1 on success. szInput may be empty; nInputSize is the room that it may take, or its length. */
+/** A JSON command. 1 on success. szInput may be empty; nInputSize is the room that it may take, or its length.
+ *  The answer is ended by a zero; CmdWithOutput's pOutput has room for 65536 bytes. A "Ret" other than 100 is a failure of
+ *  the second and third; the first hands any answer over. */
 LUMONET_API int  LUMONET_CmdWithResult_Json(int nLoginID, const char* szName, int nNumber, int nChannel, const char* szInput,
                                             int nInputSize, char* pOutput, int nOutputSize, int* pReturned, int nTimeoutMs);
 LUMONET_API int  LUMONET_CmdWithOutput_Json(int nLoginID, const char* szName, int nNumber, int nChannel, const char* szInput,

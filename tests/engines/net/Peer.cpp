@@ -47,6 +47,11 @@ std::string soap(const std::string& body)
            "</s:Body></s:Envelope>";
 }
 
+std::string digestChallenge()
+{
+    return std::string("WWW-Authenticate: Digest realm=\"peer\", nonce=\"") + kNonce + "\"\r\n";
+}
+
 std::string actionOf(const std::string& text)
 {
     std::string inner = between(text, "<s:Body><", ">");
@@ -54,6 +59,16 @@ std::string actionOf(const std::string& text)
 }
 
 } // namespace
+
+std::string httpReply(int status, const std::string& body, const std::string& headers)
+{
+    return http(status, body, headers);
+}
+
+std::string soapReply(int status, const std::string& body)
+{
+    return http(status, soap(body));
+}
 
 std::string PeerRequest::header(const std::string& name) const
 {
@@ -74,32 +89,51 @@ bool PeerConnection::waitReadable(int timeoutMs)
     return m_open && m_poll.wait(timeoutMs);
 }
 
+void PeerConnection::fill(int timeoutMs)
+{
+    if (!waitReadable(timeoutMs))
+        return;
+    char buffer[65536];
+    const IoResult got = m_socket.receive(buffer, sizeof buffer);
+    if (got.state == Io::Closed || got.state == Io::Failed)
+        m_open = false;
+    else if (got.state == Io::Done)
+        m_input.append(buffer, got.size);
+}
+
+std::optional<PeerRequest> PeerConnection::next()
+{
+    const auto byte = [this](size_t i) { return size_t(uint8_t(m_input[i])); };
+    while (onInterleaved && m_input.size() >= 4 && m_input[0] == '$') {
+        const size_t size = byte(2) << 8 | byte(3);
+        if (m_input.size() < 4 + size)
+            return std::nullopt;
+        onInterleaved(int(byte(1)), Bytes(m_input.begin() + 4, m_input.begin() + 4 + ptrdiff_t(size)));
+        m_input.erase(0, 4 + size);
+    }
+    const size_t end = m_input.find("\r\n\r\n");
+    if (end == std::string::npos)
+        return std::nullopt;
+    PeerRequest r;
+    r.text = m_input.substr(0, end + 4);
+    const size_t length = size_t(toNumber(r.header("Content-Length"), 0));
+    if (m_input.size() < end + 4 + length)
+        return std::nullopt;
+    r.body = m_input.substr(end + 4, length);
+    r.text += r.body;
+    m_input.erase(0, end + 4 + length);
+    std::string_view line = r.text;
+    r.method = std::string(takeUntil(line, ' '));
+    r.url = std::string(takeUntil(line, ' '));
+    return r;
+}
+
 std::optional<PeerRequest> PeerConnection::read(const std::atomic<bool>& stop)
 {
     while (!stop && m_open) {
-        const size_t end = m_input.find("\r\n\r\n");
-        if (end != std::string::npos) {
-            PeerRequest r;
-            r.text = m_input.substr(0, end + 4);
-            const size_t length = size_t(toNumber(r.header("Content-Length"), 0));
-            if (m_input.size() >= end + 4 + length) {
-                r.body = m_input.substr(end + 4, length);
-                r.text += r.body;
-                m_input.erase(0, end + 4 + length);
-                std::string_view line = r.text;
-                r.method = std::string(takeUntil(line, ' '));
-                r.url = std::string(takeUntil(line, ' '));
-                return r;
-            }
-        }
-        if (!waitReadable(kTickMs))
-            continue;
-        char buffer[65536];
-        const IoResult got = m_socket.receive(buffer, sizeof buffer);
-        if (got.state == Io::Closed || got.state == Io::Failed)
-            m_open = false;
-        else if (got.state == Io::Done)
-            m_input.append(buffer, got.size);
+        if (auto r = next())
+            return r;
+        fill(kTickMs);
     }
     return std::nullopt;
 }
@@ -278,7 +312,7 @@ bool RtspPeer::answer(PeerConnection& connection, const PeerRequest& r)
     int status = 200;
     if (!authorized(r)) {
         status = 401;
-        extra = std::string("WWW-Authenticate: Digest realm=\"peer\", nonce=\"") + kNonce + "\"\r\n";
+        extra = digestChallenge();
     } else if (statusOf.count(r.method)) {
         status = statusOf[r.method];
     } else if (r.method == "DESCRIBE") {
@@ -370,7 +404,7 @@ std::string OnvifDevicePeer::reply(const std::string& action, const PeerRequest&
     }
     if (!authorized(r)) {
         if (httpDigest)
-            return http(401, "", std::string("WWW-Authenticate: Digest realm=\"peer\", nonce=\"") + kNonce + "\"\r\n");
+            return http(401, "", digestChallenge());
         return http(400, soap("<s:Fault><s:Code><s:Value>s:Sender</s:Value><s:Subcode><s:Value>ter:" + faultOnWrong +
                               "</s:Value></s:Subcode></s:Code><s:Reason><s:Text>" + faultReason +
                               "</s:Text></s:Reason></s:Fault>"));
@@ -384,6 +418,9 @@ std::string OnvifDevicePeer::reply(const std::string& action, const PeerRequest&
                  (token.empty()
                       ? ""
                       : "<t:Service><t:Namespace>urn:lumo:token:1</t:Namespace><t:XAddr>x</t:XAddr></t:Service>") +
+                 (commandPath.empty() ? ""
+                                      : "<t:Service><t:Namespace>urn:lumo:command:1</t:Namespace><t:XAddr>" + away +
+                                            commandPath + "</t:XAddr></t:Service>") +
                  "</t:GetServicesResponse>"));
     if (action == "GetDeviceInformation")
         return http(200,
@@ -413,6 +450,11 @@ std::string OnvifDevicePeer::reply(const std::string& action, const PeerRequest&
                      "</t:Resolution></t:VideoEncoderConfiguration></t:Profiles>";
         return http(200, soap("<t:GetProfilesResponse>" + inner + "</t:GetProfilesResponse>"));
     }
+    if (action == "GetAudioOutputs" && audioOutputs >= 0) {
+        for (int i = 0; i < audioOutputs; ++i)
+            inner += "<t:AudioOutputs token=\"o" + std::to_string(i) + "\"/>";
+        return http(200, soap("<t:GetAudioOutputsResponse>" + inner + "</t:GetAudioOutputsResponse>"));
+    }
     if (action == "GetStreamUri")
         return http(200, soap("<t:GetStreamUriResponse><t:MediaUri><t:Uri>rtsp://192.0.2.7:" +
                               std::to_string(rtspPort) + "/live/" + between(r.body, "<ProfileToken>", "<") +
@@ -423,9 +465,30 @@ std::string OnvifDevicePeer::reply(const std::string& action, const PeerRequest&
                           "</s:Value></s:Subcode></s:Code></s:Fault>"));
 }
 
+/// True when the request is none of SOAP's and has been seen to.
+bool OnvifDevicePeer::serveHttp(PeerConnection& connection, const PeerRequest& r)
+{
+    if (!onHttp || r.url.starts_with("/onvif") || r.url.starts_with("/media"))
+        return false;
+    record(r);
+    const bool known = !r.header("X-Lumo-Token").empty() || digestIsRight(r, user, password);
+    if (!commandPath.empty() && r.url.starts_with(commandPath) && !known) {
+        connection.send(httpReply(401, "", digestChallenge()));
+        return true;
+    }
+    const std::string text = onHttp(r);
+    if (!text.empty())
+        connection.send(text);
+    while (text.empty() && !m_stop && connection.open())
+        connection.fill(kTickMs);
+    return true;
+}
+
 void OnvifDevicePeer::serve(PeerConnection& connection)
 {
     while (auto r = connection.read(m_stop)) {
+        if (serveHttp(connection, *r))
+            continue;
         const std::string action = actionOf(r->body);
         const PeerRequest asReceived = *r;
         r->url = action; // what a test looks for

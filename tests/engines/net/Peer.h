@@ -38,6 +38,12 @@ public:
     }
     /// The next request, or nothing when the peer closed or the test is over.
     std::optional<PeerRequest> read(const std::atomic<bool>& stop);
+    /// Takes what has come, or comes within timeoutMs.
+    void fill(int timeoutMs);
+    /// The next request, if all of it is there.
+    std::optional<PeerRequest> next();
+    /// Gets interleaved data (RTSP) as they are taken.
+    std::function<void(int channel, const Bytes& packet)> onInterleaved;
     /// True when a request is there, false after timeoutMs.
     bool waitReadable(int timeoutMs);
     bool send(const std::string& text);
@@ -169,6 +175,11 @@ public:
     bool httpDigest = false;                       // HTTP digest instead of the SOAP header
     int64_t clockSkewMs = 0;
     bool keyFrames = true;
+    int audioOutputs = -1; // loudspeakers; below 0: the device does not know the question
+    /// Where its command service stands; empty: it has none. With the device's HTTP digest.
+    std::string commandPath;
+    /// Whole HTTP replies to what is not SOAP: commands and uploads. Empty: no answer.
+    std::function<std::string(const PeerRequest&)> onHttp;
     std::atomic<bool> deaf{false}; // accepts, and never answers
     std::atomic<int> failNext{0};  // so many requests get no answer
 
@@ -177,8 +188,14 @@ protected:
 
 private:
     std::string reply(const std::string& action, const PeerRequest& request);
+    bool serveHttp(PeerConnection& connection, const PeerRequest& request);
     bool authorized(const PeerRequest& request) const;
 };
+
+/// A whole HTTP reply.
+std::string httpReply(int status, const std::string& body, const std::string& headers = "");
+/// The same with a SOAP envelope around the body.
+std::string soapReply(int status, const std::string& body);
 
 /// Answers WS-Discovery probes on a port of its own on loopback.
 class DiscoveryPeer
