@@ -88,9 +88,7 @@ int Engine::writeConfig(int login, int number, const std::string& bytes, int tim
     if (error != 0)
         return error == kDeviceBusy ? int(LUMONET_ERR_REFUSED) : error;
     HttpUpload upload = uploadOf(bytes, m_timings);
-    const int left = int(std::max<int64_t>(until - IoLoop::nowMs(), 1));
-    upload.stallMs = std::min(upload.stallMs, left);
-    upload.answerMs = std::min(upload.answerMs, left);
+    upload.limitMs = int(std::max<int64_t>(until - IoLoop::nowMs(), 1));
     return device->sendUpload(to.url, upload, device->cancelFlag());
 }
 

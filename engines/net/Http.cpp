@@ -6,6 +6,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
@@ -91,12 +92,12 @@ HttpReply HttpClient::post(const std::string& url, const std::string& contentTyp
     Request request{"POST", url, body, headers};
     request.headers.push_back("Content-Type: " + contentType);
     request.headers.push_back("Expect:");
-    return ask(request);
+    return ask(request, m_requestMs);
 }
 
 HttpReply HttpClient::get(const std::string& url, const std::vector<std::string>& headers)
 {
-    return ask({"GET", url, {}, headers});
+    return ask({"GET", url, {}, headers}, m_requestMs);
 }
 
 HttpReply HttpClient::upload(const std::string& url, const HttpUpload& upload, const std::vector<std::string>& headers)
@@ -105,24 +106,28 @@ HttpReply HttpClient::upload(const std::string& url, const HttpUpload& upload, c
     request.headers.push_back("Content-Type: " + upload.contentType);
     // A device that wants credentials says so before it is sent megabytes in vain.
     request.headers.push_back("Expect: 100-continue");
-    return ask(request);
+    return ask(request, upload.limitMs);
 }
 
-HttpReply HttpClient::ask(const Request& request)
+/// The limit is for both attempts together; 0: none.
+HttpReply HttpClient::ask(const Request& request, int limitMs)
 {
+    using namespace std::chrono;
     const bool answered = m_auth.active();
-    HttpReply reply = once(request);
+    const auto begin = steady_clock::now();
+    const auto spentMs = [&] { return int(duration_cast<milliseconds>(steady_clock::now() - begin).count()); };
+    HttpReply reply = once(request, limitMs);
     if (reply.error == 0 && reply.status == 401) {
         const Challenge offered = bestChallenge(reply.challenges);
         const bool stale = offered.stale && offered.nonce != m_auth.challenge().nonce;
         if ((!answered || stale) && offered.scheme == Challenge::Scheme::Digest &&
             m_auth.setChallenge(reply.challenges) && (!request.upload || request.upload->rewind()))
-            reply = once(request);
+            reply = once(request, limitMs > 0 ? std::max(limitMs - spentMs(), 1) : 0);
     }
     return reply;
 }
 
-HttpReply HttpClient::once(const Request& request)
+HttpReply HttpClient::once(const Request& request, int limitMs)
 {
     HttpReply reply;
     CURL* curl = m_curl;
@@ -148,8 +153,7 @@ HttpReply HttpClient::once(const Request& request)
         curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, long(request.body.size()));
     }
     curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, long(m_connectMs));
-    if (!request.upload)
-        curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, long(m_requestMs));
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, long(limitMs));
     // Devices come with certificates that nobody signed; their users know them by address.
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 0L);
     curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 0L);

@@ -29,6 +29,7 @@ struct HttpUpload {
     std::function<void(int64_t sent)> progress = nullptr; // bytes that left
     int stallMs = 0;                                      // without a byte taken by the device
     int answerMs = 0;                                     // from the last byte to the answer
+    int limitMs = 0;                                      // for the whole; 0: none
 };
 
 class HttpClient
@@ -44,7 +45,7 @@ public:
                    const std::vector<std::string>& headers);
 
     HttpReply get(const std::string& url, const std::vector<std::string>& headers);
-    /// POST without a time-out for the whole: it ends when the device stops taking it, or does not answer.
+    /// POST without the client's time-out: it ends when the device stops taking it, or does not answer.
     HttpReply upload(const std::string& url, const HttpUpload& upload, const std::vector<std::string>& headers);
 
     static constexpr size_t kMaxReply = 16u << 20; // bytes
@@ -59,8 +60,8 @@ private:
         std::vector<std::string> headers;
         const HttpUpload* upload = nullptr;
     };
-    HttpReply ask(const Request& request);
-    HttpReply once(const Request& request);
+    HttpReply ask(const Request& request, int limitMs);
+    HttpReply once(const Request& request, int limitMs);
     void prepareUpload(const HttpUpload& upload);
     int perform(const HttpUpload* upload);
 
