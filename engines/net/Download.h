@@ -1,9 +1,9 @@
 // One download: a replay as fast as the device sends, or a picture over HTTP, into a file.
 //
 // The position callback gets total and current, in milliseconds of recorded time (a picture: bytes), and at the end,
-// good or bad, exactly one call with -1. Whether it was good shows the call before, which is one short of the total only
-// when the file is whole, and the file: only then it stands under its name. A stopped download calls nothing and leaves nothing.
-// Thread: any; callbacks on the worker's.
+// good or bad, exactly one call with -1. Whether it was good shows the call before, which is one short of the total
+// only when the file is whole, and the file: only then it stands under its name. A stopped download calls nothing and
+// leaves nothing. Thread: any; callbacks on the worker's.
 #pragma once
 
 #include "ReplayFeed.h"

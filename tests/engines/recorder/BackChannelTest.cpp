@@ -81,10 +81,9 @@ public:
         for (int i = 0; i < packets; ++i) {
             GstSample* sample = gst_app_sink_pull_sample(GST_APP_SINK(speech));
             GstFlowReturn result = GST_FLOW_ERROR;
-            if (sample) {
+            if (sample) { // the client takes it over
                 g_signal_emit_by_name(m_source, "push-backchannel-sample", static_cast<guint>(loudspeaker.load()),
                                       sample, &result);
-                gst_sample_unref(sample);
             }
             taken += result == GST_FLOW_OK;
         }
