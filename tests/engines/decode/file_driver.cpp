@@ -2,8 +2,8 @@
 //
 //   file_driver play FILE N WIDTH HEIGHT SECONDS      N windows at normal speed: CPU seconds, pictures a second
 //   file_driver fast FILE WIDTH HEIGHT                16 times to the end: seconds from where it stood (a fraction) on
-//   file_driver seek FILE COUNT                       from the call to the painted picture, paused: median, worst, in
-//   ms file_driver convert FILE TARGET                   seconds
+//   file_driver seek FILE COUNT                       paused, from the call to the painted picture: median, worst (ms)
+//   file_driver convert FILE TARGET                   seconds
 //
 // Prints one line of JSON.
 #include "Player.h"
