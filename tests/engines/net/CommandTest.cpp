@@ -155,7 +155,7 @@ TEST_F(CommandTest, ADeviceThatHangsIsAskedForAbilitiesOnce)
     defaults().timings.requestMs = 200;
     enter();
     answerWith("", 0);
-    EXPECT_GE(msOf([&] { EXPECT_FALSE(LUMONET_HasAbility(m_login, "SystemFunction/A", 0)); }), 200);
+    EXPECT_GE(msOf([&] { EXPECT_FALSE(LUMONET_HasAbility(m_login, "SystemFunction/A", 0)); }), 150);
     EXPECT_EQ(LUMONET_GetLastError(), LUMONET_ERR_TIMEOUT);
     EXPECT_LT(msOf([&] { EXPECT_FALSE(LUMONET_HasAbility(m_login, "SystemFunction/A", 0)); }), 100);
 }
@@ -252,7 +252,7 @@ TEST_F(CommandTest, ADeviceThatHangsIsATimeOutWhenTheCallsTimeIsOver)
         const long ms = msOf([&] { result = call(); });
         EXPECT_LE(result, 0);
         EXPECT_EQ(LUMONET_GetLastError(), LUMONET_ERR_TIMEOUT);
-        EXPECT_GE(ms, 150);
+        EXPECT_GE(ms, 140);
         EXPECT_LT(ms, 600);
     };
     within([&] { return withResult("", 150); });

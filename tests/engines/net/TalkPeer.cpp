@@ -139,17 +139,20 @@ void Listener::release()
     m_changed.notify_all();
 }
 
-void speak(int talk, double hz, int rate, int ms)
+double speak(int talk, double hz, int rate, int ms)
 {
     constexpr size_t kBlock = 320; // samples
     const size_t blocks = size_t(ms) * size_t(rate) / 1000 / kBlock;
     auto due = std::chrono::steady_clock::now();
+    std::chrono::duration<double, std::milli> late{0};
     for (size_t i = 0; i < blocks; ++i) {
         std::this_thread::sleep_until(due);
+        late = std::max<decltype(late)>(late, std::chrono::steady_clock::now() - due);
         due += std::chrono::microseconds(kBlock * 1000000 / size_t(rate));
         const Bytes frame = talkFrame(tone(hz, rate, kBlock, i * kBlock), rate);
         EXPECT_EQ(LUMONET_VoiceComSendData(talk, frame.data(), int(frame.size())), 1);
     }
+    return late.count();
 }
 
 } // namespace lumo::net::test

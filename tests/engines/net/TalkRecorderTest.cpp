@@ -134,11 +134,12 @@ TEST_F(Service, AToneArrivesAtItsPitchWithoutAGapForTenSeconds)
     speak(talk, 1000, 8000, 1000); // the first second is the way's own
     ASSERT_TRUE(waitForHeard(0, 8000));
     ASSERT_TRUE(tell("/api/talk", R"({"channel":0,"clear":true})"));
-    speak(talk, 1000, 8000, 10000);
+    const double lateMs = speak(talk, 1000, 8000, 10000);
     ASSERT_TRUE(waitForHeard(0, 80000));
     const Json::Value note = ask("/api/talk?channel=0");
     EXPECT_EQ(note["oddPackets"].asInt(), 0);
-    EXPECT_LE(note["largestGapMs"].asDouble(), 40.0);
+    EXPECT_LE(note["largestGapMs"].asDouble(), 40.0 + lateMs) << "of these the speaker's own: " << lateMs;
+    RecordProperty("largestGapMs", std::to_string(note["largestGapMs"].asDouble()));
     EXPECT_EQ(note["talking"].asInt(), 1);
     const Bytes sound = heard(0, 0);
     EXPECT_EQ(sound, tone(1000, 8000, sound.size())) << "sample by sample";
