@@ -59,6 +59,12 @@ async function look(view) {
     await id('picture-panel').click();
     await id('color-brightness').fill('90');
     await shot('4-picture');
+    await id('device-panel').click();
+    await id('firmware-pick').click();
+    await id('firmware-start').click();
+    host.processes.at(-1)?.maintenance.progress(0, 640);
+    await id('firmware-text').filter({ hasText: '64 %' }).waitFor();
+    await shot('4-device');
     await id('settings-panel').click();
     await view.waitForFunction(() => document.querySelector('[data-testid=record-path]')?.value !== '');
     await view.setViewportSize({ width: 1024, height: 700 });

@@ -4,6 +4,8 @@ import type { Session } from '../session.ts';
 import { FileImport } from './fileImport.ts';
 import { Firmware } from './firmware.ts';
 
+const NOTHING_NEWER = 'Install the newer one';
+
 export class DevicePanel {
     readonly element: HTMLElement;
     readonly firmware: Firmware;
@@ -12,12 +14,12 @@ export class DevicePanel {
     private readonly file = h('output', { class: 'path', 'data-testid': 'firmware-file' });
     private readonly pick = button('firmware-pick', 'Choose a file…');
     private readonly start = button('firmware-start', 'Install this file', 'primary');
-    private readonly ask = button('firmware-ask', 'Look for a newer one');
-    private readonly online = button('firmware-online', 'Install it');
+    private readonly ask = button('firmware-ask', 'Look for newer firmware');
+    private readonly online = button('firmware-online', NOTHING_NEWER);
     private readonly bar = h('progress', { max: 1, value: 0, 'aria-label': 'Upgrade', 'data-testid': 'firmware-progress' });
     private readonly words = h('p', { class: 'hint', role: 'status', 'data-testid': 'firmware-text' });
-    private readonly config = button('import-config', 'Configuration…');
-    private readonly other = button('import-file', 'Other file…');
+    private readonly config = button('import-config', 'Import a configuration…');
+    private readonly other = button('import-file', 'Send another file…');
     private readonly channel = h('select', { 'data-testid': 'import-channel' });
     private readonly importWords = h('p', { class: 'hint', role: 'status', 'data-testid': 'import-text' });
     private listed = -1;
@@ -29,13 +31,12 @@ export class DevicePanel {
         this.element = h('section', { class: 'panel', 'aria-label': 'Device' },
             h('h2', {}, 'Firmware'),
             h('p', { class: 'hint' }, 'The device starts again after an upgrade. Leave it switched on meanwhile.'),
-            this.file, h('div', { class: 'pair' }, this.pick, this.start),
-            h('div', { class: 'pair' }, this.ask, this.online),
+            this.file, this.pick, this.start, this.ask, this.online,
             this.bar, this.words,
             h('h2', {}, 'Import'),
-            h('p', { class: 'hint' }, 'A configuration has 64 KiB at most and replaces that of the device.'),
+            h('p', { class: 'hint' }, 'A configuration has 64 KiB at most and replaces that of the device.'), this.config,
             h('label', { class: 'field' }, h('span', {}, 'Channel of another file'), this.channel),
-            h('div', { class: 'pair' }, this.config, this.other), this.importWords);
+            this.other, this.importWords);
         this.pick.addEventListener('click', () => void this.firmware.pick());
         this.start.addEventListener('click', () => void this.firmware.startFile());
         this.ask.addEventListener('click', () => void this.firmware.ask());
@@ -52,7 +53,7 @@ export class DevicePanel {
         this.pick.disabled = this.ask.disabled = !free;
         this.start.disabled = !free || firmware.file === '';
         this.online.disabled = !free || firmware.version === null;
-        setText(this.online, firmware.version === null ? 'Install it' : `Install ${firmware.version}`);
+        setText(this.online, firmware.version === null ? NOTHING_NEWER : `Install ${firmware.version}`);
         this.bar.hidden = firmware.phase === 'idle' || firmware.phase === 'failed';
         if (firmware.phase === 'starting') this.bar.removeAttribute('value');
         else this.bar.value = firmware.progress;
