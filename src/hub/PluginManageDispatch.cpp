@@ -20,9 +20,9 @@ CPluginManage::Handler CPluginManage::handlerOf(int nMainType)
         { 16, &CPluginManage::onMainMsgTalk              },      // audio/TalkCommands.cpp
         { 18, &CPluginManage::onMainMsgClientConfig      },      // hub/ClientConfigCommands.cpp
         { 19, &CPluginManage::onMainMsgPicture           },      // live/PictureCommands.cpp
+        { 20, &CPluginManage::onMainMsgVoiceCustom       },      // audio/VoiceCustomCommands.cpp
         { 21, &CPluginManage::onMainMsgOnlineUpgrade     },      // maintenance/UpgradeCommands.cpp
         { 25, &CPluginManage::onMainMsgLocalUpgrade      },      // maintenance/UpgradeCommands.cpp
-        { 20, &CPluginManage::onMainMsgVoiceCustom       },      // audio/VoiceCustomCommands.cpp
         { 28, &CPluginManage::onMainMsgLoginAgain        },      // hub/SessionCommands.cpp
         { 29, &CPluginManage::onMainMsgScaleStep         },      // surface/PositionCommands.cpp
         { 30, &CPluginManage::onMainMsgImportFile        },      // maintenance/ImportCommands.cpp

@@ -43,7 +43,7 @@ int CPluginManage::importFile(int nSubType, int nChannel, const QString& strFile
 
 void CPluginManage::importVoice(const Json::Value& request, int nChannel)
 {
-    const QString strFile = platform::joinPath(platform::applicationDir(), "customAlarmVoice.pcm");
+    const QString strFile = platform::nativePath(platform::applicationDir() + "/customAlarmVoice.pcm");
     const int nRet = importFile(request["SubType"].asInt(), nChannel, strFile);
     if (nRet == kRetSuccess)
         return; // the transfer's end answers
