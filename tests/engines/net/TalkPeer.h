@@ -70,8 +70,8 @@ private:
     bool m_hold = false;
 };
 
-/// Speaks into a talk as a sound card would: blocks of 640 bytes of samples, when they are due. How late it was itself at
-/// most, in milliseconds: what a busy machine does to a test, and not the library.
+/// Speaks into a talk as a sound card would: blocks of 640 bytes of samples, when they are due. How late it was itself
+/// at most, in milliseconds: what a busy machine does to a test, and not the library.
 double speak(int talk, double hz, int rate, int ms);
 
 } // namespace lumo::net::test
