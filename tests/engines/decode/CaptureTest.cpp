@@ -263,8 +263,7 @@ TEST_F(CaptureTest, StartsAndStopsAgainAndAgain)
     for (int i = 0; i < 20; ++i) {
         Listener listener;
         ASSERT_EQ(start(listener, i % 2 ? 8000 : 16000, 320), 1) << i;
-        if (i % 3 == 0)
-            ASSERT_TRUE(listener.hears(1));
+        ASSERT_TRUE(i % 3 != 0 || listener.hears(1));
         ASSERT_EQ(LUMODEC_StopAudioCapture(listener.user()), 1) << i;
     }
 }

@@ -67,7 +67,9 @@ export function levelOf(samples: Float32Array): number {
 }
 
 async function listenToMicrophone(): Promise<Ear> {
-    const stream = await navigator.mediaDevices.getUserMedia({ audio: true });
+    // As it is: what the browser does for a call would hide a loud room.
+    const audio = { echoCancellation: false, noiseSuppression: false, autoGainControl: false };
+    const stream = await navigator.mediaDevices.getUserMedia({ audio });
     const context = new AudioContext();
     const analyser = context.createAnalyser();
     const samples = new Float32Array(analyser.fftSize);
