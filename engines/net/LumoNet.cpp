@@ -19,7 +19,7 @@ thread_local int t_lastError = LUMONET_ERR_NONE;
 
 // Kept apart from the engine: the callback may be set before a login, and is called once alarms are read.
 LumoMessageCallback g_message = nullptr; // g_mutex
-intptr_t g_messageUser = 0;              // g_mutex
+void* g_messageUser = nullptr;           // g_mutex
 
 int loginResult(const std::shared_ptr<Engine>& e, NetDeviceInfo* pInfo, int* pError,
                 const std::function<int(Engine&, NetDeviceInfo&)>& login)
@@ -145,11 +145,11 @@ int LUMONET_ReleaseLogin(int nLoginID)
     return withEngine([&](Engine& e) { return e.checkLogin(nLoginID); });
 }
 
-void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, intptr_t nUser)
+void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, void* pUser)
 {
     std::lock_guard lock(g_mutex);
     g_message = fnMessage;
-    g_messageUser = nUser;
+    g_messageUser = pUser;
 }
 
 int LUMONET_OpenMessageChannel(int nLoginID)

@@ -366,7 +366,7 @@ int CLumoConnect::RequestChannelFrame(int loginId, int channel, int stream)
     return LUMONET_RequestChannelFrame(loginId, channel, stream);
 }
 
-void CLumoConnect::SetAlarmCallback(LumoMessageCallback callback, intptr_t user)
+void CLumoConnect::SetAlarmCallback(LumoMessageCallback callback, void* user)
 {
     LUMONET_SetMessageCallback(callback, user);
 }

@@ -73,7 +73,7 @@ public:
     int StopDownLoad(int handle);
 
     int RequestChannelFrame(int loginId, int channel, int stream);
-    void SetAlarmCallback(LumoMessageCallback callback, intptr_t user);
+    void SetAlarmCallback(LumoMessageCallback callback, void* user);
 
     /// LumoConnectFiles.cpp. fileKind 0 is a configuration of at most 65536 bytes, 1 to 4 as announceFileText knows
     /// them. A code for the page. For 1 to 4 the transfer then goes on and ends in the callback, on a library thread.

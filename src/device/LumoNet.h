@@ -138,6 +138,36 @@ typedef struct LumoTalkInfo {
     uint8_t reserved2[37];
 } LumoTalkInfo;
 
+/** What a device reports by itself. 172 bytes. */
+typedef struct LumoAlarmMessage {
+    int32_t nChannel;               /* from 0; 0 too where it concerns the device as a whole */
+    int32_t nEvent;                 /* LUMO_ALARM_... */
+    int32_t nStatus;                /* LUMO_ALARM_STATUS_... */
+    uint8_t reserved[160];          /* 0 */
+} LumoAlarmMessage;
+
+/** Kinds of messages, as the message callback gets them. */
+enum { LUMO_MESSAGE_ALARM = 1 };
+/** Numbers of alarms that our own library raises; other libraries know more. */
+enum {
+    LUMO_ALARM_LOCAL_IO         = 1,  /* a digital input                  */
+    LUMO_ALARM_VIDEO_MOTION     = 4,
+    LUMO_ALARM_VIDEO_LOSS       = 5,
+    LUMO_ALARM_VIDEO_BLIND      = 6,  /* covered or turned away           */
+    LUMO_ALARM_STORAGE_NO_DISK  = 10,
+    LUMO_ALARM_STORAGE_FAILURE  = 11,
+    LUMO_ALARM_STORAGE_LOW      = 12,
+    LUMO_ALARM_NET_ABORT        = 13,
+    LUMO_ALARM_NET_IP_CONFLICT  = 17,
+    LUMO_ALARM_VIDEO_ANALYZE    = 25, /* a rule that looks at the picture */
+    LUMO_ALARM_LOGIN_FAILED     = 29,
+    LUMO_ALARM_PLATE            = 35,
+    LUMO_ALARM_HUMAN            = 39,
+    LUMO_ALARM_FACE             = 40,
+    LUMO_ALARM_FACE_RECOGNISED  = 41
+};
+enum { LUMO_ALARM_STATUS_START = 0, LUMO_ALARM_STATUS_STOP = 1, LUMO_ALARM_STATUS_PULSE = 2 };
+
 /** Numbers of device settings. */
 enum { LUMO_CONFIG_TALK = 9, LUMO_CONFIG_IMPORT = 52, LUMO_CONFIG_VERSION = 192 };
 /** States of an upgrade; 1 and 3 are final. */
@@ -161,14 +191,15 @@ static_assert(offsetof(RecordTimeInfo, szNamePart1) == 100 && offsetof(RecordTim
 static_assert(sizeof(LumoVersionInfo) == 2884 && offsetof(LumoVersionInfo, szBuildDate) == 132, "record size");
 static_assert(sizeof(LumoTalkInfo) == 229 && offsetof(LumoTalkInfo, nTalkRefused) == 128, "record size");
 static_assert(offsetof(LumoTalkInfo, byAudioParam) == 191, "offsets");
+static_assert(sizeof(LumoAlarmMessage) == 172 && offsetof(LumoAlarmMessage, nStatus) == 8, "record size");
 static_assert(sizeof(void*) != 8 || (offsetof(LumoFrame, pData) == 8 && offsetof(LumoFrame, nSize) == 16), "offsets");
 static_assert(sizeof(void*) != 8 || (offsetof(LumoFrame, nWidth) == 64 && offsetof(LumoFrame, nHeight) == 66), "offsets");
 #endif
 
 /** The device stopped answering. Once per loss; the login's handles stay valid for being stopped. */
 typedef void (*LumoDisconnectCallback)(long lLoginID, char* szIP, long nPort, void* pUser);
-/** A message of the device (alarms); 172 bytes in this program's use. */
-typedef int (*LumoMessageCallback)(long lLoginID, char* pMessage, uint32_t nSize, intptr_t nUser);
+/** A message of the device. nKind LUMO_MESSAGE_ALARM: pMessage is one LumoAlarmMessage. The result is ignored. */
+typedef bool (*LumoMessageCallback)(long lLoginID, char* pMessage, unsigned long nSize, void* pUser, int nKind);
 /** Plain stream data. The result is ignored. */
 typedef int (*LumoRealDataCallback)(long lRealHandle, long nDataType, uint8_t* pData, long nSize, intptr_t nUser);
 /** Stream data with its frame record. The result is ignored. Must not block. */
@@ -200,7 +231,10 @@ LUMONET_API int  LUMONET_LoginEx_V2(const char* szSerialNo, int nReserved, const
 /** Ends every stream, playback, download and talk of the login. 1 on success. */
 LUMONET_API int  LUMONET_Logout(int nLoginID);
 LUMONET_API int  LUMONET_ReleaseLogin(int nLoginID);
-LUMONET_API void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, intptr_t nUser);
+/** One for all logins; null: none. When it returns, the former one is not running and will not run again. */
+LUMONET_API void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, void* pUser);
+/** From now on until its logout the login's messages go to the callback, on a thread of that login's own. 1 on success,
+ *  also when it is open already. The device is asked in the background, again and again where that fails. */
 LUMONET_API int  LUMONET_OpenMessageChannel(int nLoginID);
 
 /** Opens a live stream; data flow once a callback is set. */

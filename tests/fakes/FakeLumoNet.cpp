@@ -40,7 +40,7 @@ struct Library {
     LumoDisconnectCallback disconnect = nullptr;
     void* disconnectUser = nullptr;
     LumoMessageCallback message = nullptr;
-    intptr_t messageUser = 0;
+    void* messageUser = nullptr;
     std::map<int, bool> logins; // handle, released
     std::map<int, Stream> streams;
     int running = 0; // the stream handle whose callback is running; 0 none
@@ -410,12 +410,12 @@ int LUMONET_ReleaseLogin(int nLoginID)
     return call("LUMONET_ReleaseLogin", Args().number(nLoginID)).result();
 }
 
-void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, intptr_t nUser)
+void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, void* pUser)
 {
     call("LUMONET_SetMessageCallback", Args());
     const std::lock_guard lock(lib().mutex);
     lib().message = fnMessage;
-    lib().messageUser = nUser;
+    lib().messageUser = pUser;
 }
 
 int LUMONET_OpenMessageChannel(int nLoginID)

@@ -85,9 +85,9 @@ int LUMONET_ReleaseLogin(int l)
 {
     return record("ReleaseLogin", l);
 }
-void LUMONET_SetMessageCallback(LumoMessageCallback, intptr_t u)
+void LUMONET_SetMessageCallback(LumoMessageCallback, void* u)
 {
-    record("SetMessageCallback", u);
+    record("SetMessageCallback", intptr_t(u));
 }
 int LUMONET_OpenMessageChannel(int l)
 {

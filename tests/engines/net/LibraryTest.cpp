@@ -126,7 +126,7 @@ TEST_F(Library, MissingRecordsAreRefused)
     EXPECT_EQ(LUMONET_InitAppInfo(nullptr), 0);
     LumoAppInfo app{};
     EXPECT_EQ(LUMONET_InitAppInfo(&app), 1);
-    LUMONET_SetMessageCallback(nullptr, 0);
+    LUMONET_SetMessageCallback(nullptr, nullptr);
 }
 
 TEST(Timings, AreTheOnesWrittenDown)
