@@ -1,4 +1,5 @@
-// Lines on a native window, above whatever paints there, child windows included.
+// Lines on a native window, above whatever paints there, child windows included; and on what the decode library hands
+// to a draw callback.
 //
 // Thread:    any, one context at a time.
 // Ownership: the caller deletes its pens and releases its contexts.
@@ -7,6 +8,8 @@
 #pragma once
 
 #include "platform/WindowSystem.h"
+
+#include <QSize>
 
 namespace platform
 {
@@ -21,6 +24,13 @@ void deletePen(PenHandle hPen);
 DrawContext windowContext(WindowHandle hWnd);
 /// Shows what was drawn and gives the context back.
 void releaseContext(DrawContext hContext);
+/// The device context of a draw callback, for as long as that runs. What is drawn is shown with the picture. 0 for
+/// null.
+DrawContext callbackContext(void* hDC);
+/// Gives it back; the device context stays the library's.
+void releaseCallbackContext(DrawContext hContext);
+/// Of a callback's context, in pixels; 0 by 0 when it cannot be told.
+QSize callbackSize(DrawContext hContext);
 /// The pen that was selected before, 0 if it was the default one. Selecting 0 selects the default.
 PenHandle selectPen(DrawContext hContext, PenHandle hPen);
 void moveTo(DrawContext hContext, int nX, int nY);

@@ -49,4 +49,8 @@ const QStringList& calls();
 void clearCalls();
 /// Questions asked so far, of any kind. Grows with every tick of a timer that looks at windows.
 quint64 questionCount();
+
+/// Pens and draw contexts that were made and not given back. Any thread.
+int penCount();
+int drawContextCount();
 } // namespace platform::null

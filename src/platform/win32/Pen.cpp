@@ -33,6 +33,27 @@ void releaseContext(DrawContext hContext)
     DeleteDC(asDC(hContext));
 }
 
+DrawContext callbackContext(void* hDC)
+{
+    return reinterpret_cast<DrawContext>(hDC);
+}
+
+void releaseCallbackContext(DrawContext) {}
+
+/// Our library draws on a bitmap in memory, another may on the window.
+QSize callbackSize(DrawContext hContext)
+{
+    if (const HWND hWnd = WindowFromDC(asDC(hContext))) {
+        RECT rc{};
+        GetClientRect(hWnd, &rc);
+        return {static_cast<int>(rc.right), static_cast<int>(rc.bottom)};
+    }
+    BITMAP bitmap{};
+    if (!GetObjectW(GetCurrentObject(asDC(hContext), OBJ_BITMAP), sizeof bitmap, &bitmap))
+        return {0, 0};
+    return {static_cast<int>(bitmap.bmWidth), static_cast<int>(bitmap.bmHeight)};
+}
+
 PenHandle selectPen(DrawContext hContext, PenHandle hPen)
 {
     HGDIOBJ hObject = hPen ? reinterpret_cast<HGDIOBJ>(hPen) : GetStockObject(BLACK_PEN);

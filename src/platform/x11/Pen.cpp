@@ -2,6 +2,7 @@
 // decoder's own window too.
 #include "platform/Pen.h"
 
+#include "platform/SurfaceLine.h"
 #include "platform/x11/Connection.h"
 
 namespace platform
@@ -18,9 +19,10 @@ struct SPen {
 struct SContext {
     xcb_window_t nWindow;
     xcb_gcontext_t nGc;
+    const LumoDrawSurface* pSurface = nullptr; // a draw callback's; then there is neither window nor graphics context
     PenHandle hPen = 0;
-    int16_t nX = 0;
-    int16_t nY = 0;
+    int nX = 0;
+    int nY = 0;
 };
 
 SContext* asContext(DrawContext hContext)
@@ -29,6 +31,16 @@ SContext* asContext(DrawContext hContext)
 }
 
 constexpr SPen kDefaultPen{1, 0};
+
+const SPen& penOf(PenHandle hPen)
+{
+    return hPen ? *reinterpret_cast<const SPen*>(hPen) : kDefaultPen;
+}
+
+xcb_point_t pointOf(int nX, int nY)
+{
+    return {static_cast<int16_t>(nX), static_cast<int16_t>(nY)};
+}
 } // namespace
 
 PenHandle createPen(int nWidth, quint32 nColor)
@@ -66,12 +78,36 @@ void releaseContext(DrawContext hContext)
     delete pContext;
 }
 
+DrawContext callbackContext(void* hDC)
+{
+    if (!hDC)
+        return 0;
+    return reinterpret_cast<DrawContext>(new SContext{0, 0, static_cast<const LumoDrawSurface*>(hDC)});
+}
+
+void releaseCallbackContext(DrawContext hContext)
+{
+    delete asContext(hContext);
+}
+
+QSize callbackSize(DrawContext hContext)
+{
+    const SContext* pContext = asContext(hContext);
+    if (!pContext || !pContext->pSurface)
+        return {0, 0};
+    return {pContext->pSurface->nWidth, pContext->pSurface->nHeight};
+}
+
 PenHandle selectPen(DrawContext hContext, PenHandle hPen)
 {
     SContext* pContext = asContext(hContext);
-    if (!pContext || !connection())
+    if (!pContext)
         return 0;
-    const SPen& pen = hPen ? *reinterpret_cast<const SPen*>(hPen) : kDefaultPen;
+    if (pContext->pSurface)
+        return std::exchange(pContext->hPen, hPen);
+    if (!connection())
+        return 0;
+    const SPen& pen = penOf(hPen);
     const quint32 nPixel = 0xff000000u | (pen.nColor & 0xff) << 16 | (pen.nColor & 0xff00) | (pen.nColor >> 16 & 0xff);
     const uint32_t values[] = {nPixel, static_cast<uint32_t>(pen.nWidth)};
     xcb_change_gc(connection(), pContext->nGc, XCB_GC_FOREGROUND | XCB_GC_LINE_WIDTH, values);
@@ -81,18 +117,23 @@ PenHandle selectPen(DrawContext hContext, PenHandle hPen)
 void moveTo(DrawContext hContext, int nX, int nY)
 {
     if (SContext* pContext = asContext(hContext)) {
-        pContext->nX = static_cast<int16_t>(nX);
-        pContext->nY = static_cast<int16_t>(nY);
+        pContext->nX = nX;
+        pContext->nY = nY;
     }
 }
 
 void lineTo(DrawContext hContext, int nX, int nY)
 {
     SContext* pContext = asContext(hContext);
-    if (!pContext || !connection())
+    if (!pContext)
         return;
-    const xcb_point_t points[] = {{pContext->nX, pContext->nY}, {static_cast<int16_t>(nX), static_cast<int16_t>(nY)}};
-    xcb_poly_line(connection(), XCB_COORD_MODE_ORIGIN, pContext->nWindow, pContext->nGc, 2, points);
+    if (pContext->pSurface) {
+        const SPen& pen = penOf(pContext->hPen);
+        drawSurfaceLine(*pContext->pSurface, pContext->nX, pContext->nY, nX, nY, pen.nWidth, pen.nColor);
+    } else if (connection()) {
+        const xcb_point_t points[] = {pointOf(pContext->nX, pContext->nY), pointOf(nX, nY)};
+        xcb_poly_line(connection(), XCB_COORD_MODE_ORIGIN, pContext->nWindow, pContext->nGc, 2, points);
+    }
     moveTo(hContext, nX, nY);
 }
 } // namespace platform
