@@ -81,6 +81,12 @@ int CDecodeChannel::Close()
     return nRes;
 }
 
+void CDecodeChannel::Leave()
+{
+    m_bOpen = false;
+    m_nPlayState = kStopped;
+}
+
 int CDecodeChannel::start(bool bReady, const char* szTag)
 {
     const int nRes = bReady ? LUMODEC_Play(m_nPort, m_hWnd) : 0;

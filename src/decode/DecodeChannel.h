@@ -46,6 +46,8 @@ public:
 
     int Open(int nStreamType);
     int Close();
+    /// The port stays as it is when this object goes: whoever opens it next has it.
+    void Leave();
     int StartPreview();
     int StopPreview();
     int StartPlayback(bool bLocal);

@@ -16,6 +16,7 @@ enum ERet {
     kRetCloud = 1012,
     kRetNoPath = 1014, // the user picked no file
     kRetFailure = 1016,
+    kRetLoginFailed = 1017,
     kRetUnknown = 1019,
     kRetNothingDone = 1019 // the request named nothing to do
 };

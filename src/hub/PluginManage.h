@@ -125,6 +125,19 @@ private:
     int pictureOfStream(int nChannel);
     static int PictureDataCallBack(long lRealHandle, long nDataType, uint8_t* pData, long nSize, intptr_t nUser);
 
+    // live/ColorCommands.cpp
+    void onMainMsgColor(const Json::Value& request);
+    int startColorPreview(int nChannel, int nStream);
+    void leaveColorPreview();
+    static int ColorDataCallBack(long lRealHandle, long nDataType, uint8_t* pData, long nSize, intptr_t nUser);
+
+    // live/RuleCommands.cpp
+    void onMainMsgRule(const Json::Value& request);
+
+    // live/PtzCommands.cpp
+    void onMainMsgPTZElect(const Json::Value& request);
+    int steerPicture(const Json::Value& request);
+
     // live/PreviewCommands.cpp and live/PreviewStartCommands.cpp, the latter for starts and stops
     void onMainMsgPreview(const Json::Value& request);
     void onPreviewStart(const Json::Value& request);

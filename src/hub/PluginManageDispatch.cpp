@@ -13,6 +13,7 @@ CPluginManage::Handler CPluginManage::handlerOf(int nMainType)
         {  3, &CPluginManage::onMainMsgSplit             },      // live/SplitCommands.cpp
         {  4, &CPluginManage::onMainMsgPreview           },      // live/PreviewCommands.cpp
         {  5, &CPluginManage::onMainMsgPlayback          },      // playback/PlaybackCommands.cpp
+        {  6, &CPluginManage::onMainMsgColor             },      // live/ColorCommands.cpp
         {  8, &CPluginManage::onMainMsgLogin             },      // hub/SessionCommands.cpp
         {  9, &CPluginManage::onMainMsgLogout            },      // hub/SessionCommands.cpp
         { 11, &CPluginManage::onMainMsgSelectPlaybackWnd },      // surface/PositionCommands.cpp
@@ -22,10 +23,12 @@ CPluginManage::Handler CPluginManage::handlerOf(int nMainType)
         { 19, &CPluginManage::onMainMsgPicture           },      // live/PictureCommands.cpp
         { 20, &CPluginManage::onMainMsgVoiceCustom       },      // audio/VoiceCustomCommands.cpp
         { 21, &CPluginManage::onMainMsgOnlineUpgrade     },      // maintenance/UpgradeCommands.cpp
+        { 24, &CPluginManage::onMainMsgPTZElect          },      // live/PtzCommands.cpp
         { 25, &CPluginManage::onMainMsgLocalUpgrade      },      // maintenance/UpgradeCommands.cpp
         { 28, &CPluginManage::onMainMsgLoginAgain        },      // hub/SessionCommands.cpp
         { 29, &CPluginManage::onMainMsgScaleStep         },      // surface/PositionCommands.cpp
         { 30, &CPluginManage::onMainMsgImportFile        },      // maintenance/ImportCommands.cpp
+        { 34, &CPluginManage::onMainMsgRule              },      // live/RuleCommands.cpp
     };
     for (const SCommandRow& row : kCommands)
         if (row.nMainType == nMainType)

@@ -174,6 +174,7 @@ void CPluginManage::logoutDev()
         m_mapConvertFiles.clear();
         stopDownload();
     }
+    leaveColorPreview();
     if (m_login.loginId > 0) {
         pConnect->DisconnectDevice(m_login.loginId);
         m_login.loginId = 0;

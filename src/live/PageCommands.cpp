@@ -11,6 +11,7 @@ namespace
 {
 
 constexpr int kLivePage = 0;
+constexpr int kColorPage = 2;
 constexpr int kNoCell = 255; // as channelWnd keeps it
 constexpr int kLastCell = 64;
 
@@ -21,6 +22,8 @@ constexpr int kLastCell = 64;
 void CPluginManage::onMainMsgPageSwitch(const Json::Value& request)
 {
     const int nPage = request["SubType"].asInt();
+    if (nPage != kColorPage)
+        leaveColorPreview();
     if (nPage == kPlaybackPage) {
         leaveLiveView();
     } else {

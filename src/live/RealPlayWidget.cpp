@@ -3,6 +3,7 @@
 #include "decode/PortTable.h"
 #include "device/LumoConnect.h"
 #include "live/LocalFolders.h"
+#include "live/RuleOverlay.h"
 #include "platform/Paths.h"
 #include "shell/LightWeightLog.h"
 #include "surface/PlayWindowManage.h"
@@ -48,6 +49,7 @@ QString pictureOrRecordName(const char* szFolder, int nChannel, const QString& s
 
 CRealPlayWidget::CRealPlayWidget(QWidget* pParent) : QWidget(pParent)
 {
+    ruleoverlay::set({});
     m_nChannelOfWnd.fill(-1);
     m_nRageState.fill(-1);
     g_livePorts.open();
@@ -96,16 +98,12 @@ int CRealPlayWidget::InputRealData(int nChannel, const unsigned char* pData, int
     return kSuccess;
 }
 
-/// Starting any preview forgets the electronic PTZ state and presets of every channel: required.
-void CRealPlayWidget::resetElectronicPTZ()
-{
-    m_ptzElect.fill({});
-}
-
 int CRealPlayWidget::StartPreview(int nStream, int nChannel, int nWnd)
 {
     Q_ASSERT(QThread::currentThread() == thread());
     resetElectronicPTZ();
+    if (ruleoverlay::get().bShowRule != 0)
+        StartRuleDraw(); // a port that was closed has forgotten who draws on it
     CDecodeChannel* pChannel = GetDecodeChannel(nChannel);
     if (!pChannel)
         return kNoChannel;
@@ -359,6 +357,26 @@ void CRealPlayWidget::SetLoginInfo(int lLoginID, int nDevType)
     m_nDevType = nDevType;
 }
 
+void CRealPlayWidget::SetRule(const RuleInfo& rule)
+{
+    Q_ASSERT(QThread::currentThread() == thread());
+    ruleoverlay::set(rule);
+}
+
+bool CRealPlayWidget::StartRuleDraw()
+{
+    if (ruleoverlay::get().nChannel != kRuleChannel)
+        return false;
+    CDecodeChannel* pChannel = GetDecodeChannel(kRuleChannel);
+    return pChannel && pChannel->SetDrawCallback(&CRealPlayWidget::OnDrawRule, 0) != 0;
+}
+
+/// The decode library's thread.
+void CRealPlayWidget::OnDrawRule(int, void* hDC, LumoWindow, int32_t)
+{
+    ruleoverlay::draw(hDC);
+}
+
 void CRealPlayWidget::SetTheme(const QString& strTheme)
 {
     m_pWindowManage->SetTheme(strTheme);
@@ -389,47 +407,6 @@ void CRealPlayWidget::ScaleSwitch(int nDirection, int nStep)
     if (!isChannel(GetCurChannel()))
         return;
     slot_SetScaleTwoLensTimes(nextTwoLensScale(nDirection, nStep, m_fLastTimes), GetCurWnd());
-}
-
-/// The corners are the grid's work, in the virtual square.
-void CRealPlayWidget::OnDigitalZoom(QPoint start, QPoint end, int nWndIndex)
-{
-    writeLog("CRealPlayWidget::OnDigitalZoom", QString("OnDigitalZoom:nWndIndex[%1]").arg(nWndIndex));
-    const int nChannel = GetWndChannel(nWndIndex);
-    CDecodeChannel* pChannel = GetDecodeChannel(nChannel);
-    if (!pChannel)
-        return;
-    pChannel->SetDisplayRegion(start, end, true);
-    m_bDigitalZoom[nChannel] = true; // whether or not the decoder took it
-}
-
-void CRealPlayWidget::OnQuitDigitalZoom(int nWndIndex)
-{
-    writeLog("CRealPlayWidget::OnQuitDigitalZoom", QString("OnQuitDigitalZoom index :%1").arg(nWndIndex));
-    const int nChannel = GetWndChannel(nWndIndex);
-    CDecodeChannel* pChannel = GetDecodeChannel(nChannel);
-    if (!pChannel)
-        return;
-    pChannel->SetDisplayRegion(QPoint(), QPoint(), false);
-    m_bDigitalZoom[nChannel] = false;
-}
-
-void CRealPlayWidget::OnQuitPTZElect(int nWndIndex)
-{
-    if (nWndIndex == -1)
-        nWndIndex = GetCurWnd();
-    const int nChannel = GetWndChannel(nWndIndex);
-    if (!isChannel(nChannel) || m_ptzElect[nChannel].nOpen == 0)
-        return;
-    CDecodeChannel* pChannel = GetDecodeChannel(nChannel);
-    if (!pChannel)
-        return;
-    m_ptzElect[nChannel].rcRegion = kWholePicture;
-    pChannel->SetDisplayRegion(nullptr, false);
-    m_ptzElect[nChannel].nOpen = 0;
-    m_pWindowManage->setPreviewStatus(nWndIndex, true);
-    writeLog("CRealPlayWidget::OnQuitPTZElect", "OnQuitPTZElect");
-    emit changePTZELectPage();
 }
 
 /// The device is asked on this thread, and the surface stands still meanwhile: the price of a slider that is right at

@@ -21,6 +21,7 @@
 
 class CPlayWindowManage;
 class QHBoxLayout;
+struct RuleInfo;
 
 constexpr int kChannels = 64;
 
@@ -82,6 +83,24 @@ public:
     /// The page's buttons for the two-lens scale of the selected cell.
     void ScaleSwitch(int nDirection, int nStep);
 
+    // Electronic PTZ, RealPlayZoom.cpp: of the channel in the selected cell, any other is refused. True on success.
+    /// nWnd -1 is the selected cell. True when it is open already.
+    bool PTZElectOpen(int nChannel, int nWnd);
+    /// Back to the whole picture.
+    bool PTZElectRedu(int nChannel);
+    bool PTZElectZoomIn(int nChannel, int nStep);
+    bool PTZElectZoomOut(int nChannel, int nStep);
+    /// nDirection 0 up, 1 down, 2 left, 3 right.
+    bool PTZElectronicMove(int nChannel, int nDirection, int nStep);
+    /// nCommand 6 deletes, 7 stores, 8 goes to a preset.
+    bool PTZElectPresent(int nChannel, int nCommand, int nPreset);
+
+    /// Kept until the next one, over stops, starts and changes of the page.
+    void SetRule(const RuleInfo& rule);
+    /// Has the rule drawn from now on, on every picture of channel 0. False for a rule of another channel, and when the
+    /// decoder refused.
+    bool StartRuleDraw();
+
 signals:
     void curWndIndexSig(int nIndex);
     void changePTZELectPage();
@@ -104,6 +123,9 @@ private:
     int switchRecording(CDecodeChannel& channel, int nChannel, bool bRecord);
     QString recordName(int nChannel) const;
     bool stopOtherSound();
+    CDecodeChannel* steered(int nChannel, int nWnd, const char* szTag, const char* szText);
+    static void OnDrawRule(int nPort, void* hDC, LumoWindow hWnd, int32_t nUser);
+    static bool goToPreset(CDecodeChannel& channel, PtzElectState& state, int nPreset);
 
     std::array<int, kGridCells> m_nChannelOfWnd;
     std::array<bool, kChannels> m_bDigitalZoom{};

@@ -3,7 +3,7 @@
 // comes back. It is also the one gate through which command handlers reach the pages: 0 live view, 1 playback,
 // 2 image colour.
 //
-// Thread:    GUI thread, except InputRealData and InputPlaybackData.
+// Thread:    GUI thread, except InputRealData, InputPlaybackData and InputColorData.
 // Ownership: owns the pages. One object per process, made at login and destroyed at logout.
 // Errors:    a browser window that is gone is reported by a log line, never to the page.
 // Units:     physical pixels; nothing here scales by DPI.
@@ -23,6 +23,7 @@ class CPlaybackWidget;
 class CRealPlayWidget;
 class QHBoxLayout;
 class QWindow;
+struct RuleInfo;
 
 class PlayWidget : public QWidget
 {
@@ -86,6 +87,14 @@ public:
     int IsOriginal(int nChannel);
     int GetStreamType(int nChannel);
     void ScaleSwitch(int nDirection, int nStep);
+    bool PTZElectOpen(int nChannel, int nWnd);
+    bool PTZElectRedu(int nChannel);
+    bool PTZElectZoomIn(int nChannel, int nStep);
+    bool PTZElectZoomOut(int nChannel, int nStep);
+    bool PTZElectronicMove(int nChannel, int nDirection, int nStep);
+    bool PTZElectPresent(int nChannel, int nCommand, int nPreset);
+    /// bDraw: also has it drawn from now on. True if so.
+    bool SetRule(const RuleInfo& rule, bool bDraw);
     /// Any thread. Stream data for a port whose page is gone are dropped.
     static int InputRealData(int nChannel, const unsigned char* pData, int nSize);
 
@@ -116,6 +125,12 @@ public:
     int ChangePlaybackSplit(int nMode);
     /// Any thread, as InputRealData.
     static int InputPlaybackData(int nWnd, const unsigned char* pData, int nSize);
+
+    // To the image colour page, whatever page is current.
+    int ColorPreviewStart(int nStream);
+    int ColorPreviewStop();
+    /// Any thread, as InputRealData.
+    static int InputColorData(const unsigned char* pData, int nSize);
 
     /// Into an AVI file, on the decode library's thread; see CDecodeChannel.
     bool ChangeFileFormat(const QString& strSrc, const QString& strDst, int nType, LumoConvertCallback fnPos,

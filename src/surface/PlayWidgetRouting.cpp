@@ -1,5 +1,6 @@
 // PlayWidget as the gate to the pages: each operation is one call of the page it names.
 #include "decode/DecodeChannel.h"
+#include "live/ColorSetWidget.h"
 #include "live/RealPlayWidget.h"
 #include "platform/Paths.h"
 #include "playback/PlaybackWidget.h"
@@ -206,6 +207,42 @@ void PlayWidget::ScaleSwitch(int nDirection, int nStep)
     m_pRealPlay->ScaleSwitch(nDirection, nStep);
 }
 
+bool PlayWidget::PTZElectOpen(int nChannel, int nWnd)
+{
+    return m_pRealPlay->PTZElectOpen(nChannel, nWnd);
+}
+
+bool PlayWidget::PTZElectRedu(int nChannel)
+{
+    return m_pRealPlay->PTZElectRedu(nChannel);
+}
+
+bool PlayWidget::PTZElectZoomIn(int nChannel, int nStep)
+{
+    return m_pRealPlay->PTZElectZoomIn(nChannel, nStep);
+}
+
+bool PlayWidget::PTZElectZoomOut(int nChannel, int nStep)
+{
+    return m_pRealPlay->PTZElectZoomOut(nChannel, nStep);
+}
+
+bool PlayWidget::PTZElectronicMove(int nChannel, int nDirection, int nStep)
+{
+    return m_pRealPlay->PTZElectronicMove(nChannel, nDirection, nStep);
+}
+
+bool PlayWidget::PTZElectPresent(int nChannel, int nCommand, int nPreset)
+{
+    return m_pRealPlay->PTZElectPresent(nChannel, nCommand, nPreset);
+}
+
+bool PlayWidget::SetRule(const RuleInfo& rule, bool bDraw)
+{
+    m_pRealPlay->SetRule(rule);
+    return bDraw && m_pRealPlay->StartRuleDraw();
+}
+
 int PlayWidget::BeginLocalPlay(int nWnd, const QString& strFile, LumoFileEndCallback fnEnd, intptr_t nUser)
 {
     return m_pPlayback->BeginLocalPlay(nWnd, strFile, fnEnd, nUser);
@@ -302,6 +339,21 @@ int PlayWidget::ChangePlaybackSplit(int nMode)
 int PlayWidget::InputPlaybackData(int nWnd, const unsigned char* pData, int nSize)
 {
     return CPlaybackWidget::InputData(nWnd, pData, nSize);
+}
+
+int PlayWidget::ColorPreviewStart(int nStream)
+{
+    return m_pColorSet->PreviewStart(nStream);
+}
+
+int PlayWidget::ColorPreviewStop()
+{
+    return m_pColorSet->PreviewStop();
+}
+
+int PlayWidget::InputColorData(const unsigned char* pData, int nSize)
+{
+    return CColorSetWidget::InputData(pData, nSize);
 }
 
 bool PlayWidget::ChangeFileFormat(const QString& strSrc, const QString& strDst, int nType, LumoConvertCallback fnPos,

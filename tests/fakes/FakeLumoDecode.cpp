@@ -5,6 +5,7 @@
 #include "Wire.h"
 #include "decode/LumoDecode.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <map>
 #include <mutex>
@@ -116,8 +117,38 @@ void waitIdle(std::unique_lock<std::mutex>& lock, int port)
 
 // --- callbacks, on the library's own thread ---
 
-std::string raiseOnPort(const std::string& kind, int port)
+/// Hands the callback an empty cell. The pixels that it drew: "0" for none, else "left,top,right,bottom", the last ones
+/// included; all must be blue.
+std::string raiseDraw(int port, const Port& state, int width, int height)
 {
+    std::vector<uint32_t> pixels(static_cast<size_t>(width) * static_cast<size_t>(height));
+    LumoDrawSurface surface{reinterpret_cast<uint8_t*>(pixels.data()), width, height, width * 4};
+    state.draw(port, &surface, state.drawUser);
+    int left = width, top = height, right = -1, bottom = -1;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const uint32_t pixel = pixels[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)];
+            if (pixel == 0) {
+                continue;
+            }
+            require((pixel & 0xffffff) == 0x0000ff, "the draw callback", "a pixel that is not blue");
+            left = std::min(left, x);
+            top = std::min(top, y);
+            right = std::max(right, x);
+            bottom = std::max(bottom, y);
+        }
+    }
+    if (right < 0) {
+        return "0";
+    }
+    return std::to_string(left) + "," + std::to_string(top) + "," + std::to_string(right) + "," +
+           std::to_string(bottom);
+}
+
+std::string raiseOnPort(const std::string& kind, const Fields& f)
+{
+    const int port = std::atoi(f.at("port").c_str());
+    std::string result = "0";
     Port state;
     {
         const std::lock_guard lock(lib().mutex);
@@ -128,16 +159,14 @@ std::string raiseOnPort(const std::string& kind, int port)
         lib().running = port;
     }
     if (kind == "draw") {
-        uint32_t pixels[64 * 48] = {};
-        LumoDrawSurface surface{reinterpret_cast<uint8_t*>(pixels), 64, 48, 64 * 4};
-        state.draw(port, &surface, state.drawUser);
+        result = raiseDraw(port, state, std::atoi(f.at("width").c_str()), std::atoi(f.at("height").c_str()));
     } else {
         state.end(port, state.endUser);
     }
     const std::lock_guard lock(lib().mutex);
     lib().running = -1;
     lib().idle.notify_all();
-    return "0";
+    return result;
 }
 
 /// The last call of a conversion is that with current equal to total; there is none after it.
@@ -191,7 +220,7 @@ std::string raise(const std::string& kind, const Fields& f)
         return raiseCapture(std::atoi(f.at("size").c_str()), std::atoi(f.at("sample").c_str()));
     }
     if (kind == "draw" || kind == "fileend") {
-        return raiseOnPort(kind, std::atoi(f.at("port").c_str()));
+        return raiseOnPort(kind, f);
     }
     if (kind == "convert") {
         return raiseConvert(std::atol(f.at("current").c_str()), std::atol(f.at("total").c_str()));

@@ -123,7 +123,7 @@ void Conversation::doNetRaise(const QString& rest)
     raise("LumoNet", "frame", fields, result.isEmpty() ? "1" : result);
 }
 
-/// draw PORT | fileend PORT | convert CURRENT TOTAL | capture SIZE SAMPLE
+/// draw PORT [WxH] | fileend PORT | convert CURRENT TOTAL | capture SIZE SAMPLE
 void Conversation::doDecRaise(const QString& rest)
 {
     const QStringList words = splitWords(rest);
@@ -133,6 +133,10 @@ void Conversation::doDecRaise(const QString& rest)
         raise("LumoDecode", words[0], {{"current", words.value(1)}, {"total", words.value(2)}}, result);
     } else if (words[0] == "capture") {
         raise("LumoDecode", words[0], {{"size", words.value(1)}, {"sample", words.value(2)}}, result);
+    } else if (words[0] == "draw") {
+        const QStringList size = (arrow == 2 || words.size() < 3 ? QString("64x48") : words[2]).split('x');
+        raise("LumoDecode", words[0], {{"port", words.value(1)}, {"width", size.value(0)}, {"height", size.value(1)}},
+              result);
     } else {
         raise("LumoDecode", words[0], {{"port", words.value(1)}}, result);
     }
