@@ -6,6 +6,7 @@
  * the application's part: do it in a listener of `open`.
  */
 import { AudioCommands } from './audio.ts';
+import { ColorPageCommands } from './colorPage.ts';
 import { CommandQueue, lost } from './CommandQueue.ts';
 import { Connection, type ConnectionOptions, type ConnectionState, type Down, type SocketLike } from './Connection.ts';
 import { Emitter } from './Emitter.ts';
@@ -14,8 +15,10 @@ import { nameEvent, type ChannelResult, type ProcessEvents } from './events.ts';
 import { loginRequest, type LoginOptions } from './login.ts';
 import { MaintenanceCommands } from './maintenance.ts';
 import { PlaybackCommands } from './playback.ts';
+import { PtzCommands } from './ptz.ts';
 import type * as R from './requests.ts';
 import { RET_SUCCESS } from './ret.ts';
+import { RuleCommands } from './rules.ts';
 import { ALL_CHANNELS, classify, ConfigSub, MainType, PositionSub, PreviewSub } from './wire.ts';
 import type { PageIndex, RawEvent, Reply, Request, RetReply } from './wire.ts';
 
@@ -55,10 +58,16 @@ type Command = Request & Record<string, unknown>;
 export class LumoClient extends Emitter<ClientEvents> {
     /** Talk, and the custom alarm voice. */
     readonly audio: AudioCommands;
+    /** The stream of the image colour page. */
+    readonly colorPage: ColorPageCommands;
     /** Firmware of the device, and files into it. */
     readonly maintenance: MaintenanceCommands;
     /** Recorded video, downloads. */
     readonly playback: PlaybackCommands;
+    /** Electronic PTZ of the selected cell. */
+    readonly ptz: PtzCommands;
+    /** The rule drawn over channel 0. */
+    readonly rules: RuleCommands;
     private readonly connection: Connection;
     private readonly queue: CommandQueue;
     private readonly timeouts: Timeouts;
@@ -79,8 +88,11 @@ export class LumoClient extends Emitter<ClientEvents> {
             manyMs: this.timeouts.startAllMs,
         };
         this.audio = new AudioCommands(sender);
+        this.colorPage = new ColorPageCommands(sender);
         this.maintenance = new MaintenanceCommands(sender);
         this.playback = new PlaybackCommands(sender);
+        this.ptz = new PtzCommands(sender);
+        this.rules = new RuleCommands(sender);
         this.connection.on('state', (state) => this.emit('state', state));
         this.connection.on('open', () => this.onOpen());
         this.connection.on('down', (down) => this.onDown(down));

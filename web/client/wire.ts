@@ -9,6 +9,7 @@ export const MainType = {
     Split: 3,
     Preview: 4,
     Playback: 5,
+    ColorPage: 6,
     Login: 8,
     Logout: 9,
     SelectPlaybackWindow: 11,
@@ -18,10 +19,12 @@ export const MainType = {
     Capture: 19,
     Voice: 20,
     OnlineUpgrade: 21,
+    Ptz: 24,
     LocalUpgrade: 25,
     Relogin: 28,
     ScaleStep: 29,
     Import: 30,
+    Rule: 34,
 } as const;
 
 /** `SubType` of `MainType` 2: the page of the surface. */
@@ -60,6 +63,9 @@ export const PlaybackSub = {
     StopDownload: 46,
 } as const;
 
+/** `SubType` of `MainType` 6. Any other is never answered. */
+export const ColorPageSub = { Start: 0, Stop: 1 } as const;
+
 /** `SubType` of `MainType` 12. */
 export const PositionSub = { Hide: 1, Show: 2, Nothing: 3, Move: 4 } as const;
 
@@ -72,11 +78,29 @@ export const VoiceSub = { Record: 0, StopRecording: 1, Play: 2, Send: 3, StopPla
 /** `SubType` of `MainType` 21. Any other answers `Ret` 0. */
 export const OnlineUpgradeSub = { Ask: 0, Start: 1 } as const;
 
+/** `SubType` of `MainType` 24. Any other does nothing and succeeds. */
+export const PtzSub = {
+    Up: 0,
+    Down: 1,
+    Left: 2,
+    Right: 3,
+    ZoomOut: 4,
+    ZoomIn: 5,
+    DeletePreset: 6,
+    StorePreset: 7,
+    GoToPreset: 8,
+    Whole: 9,
+    Open: 10,
+} as const;
+
 /** `SubType` of `MainType` 25. Any other is never answered; replies have `SubMsg` 1 in every case. */
 export const LocalUpgradeSub = { Pick: 0, Start: 1 } as const;
 
 /** `SubType` of `MainType` 30. Any other is never answered. */
 export const ImportSub = { Config: 0, PickedFile: 1, Voice: 2, VoiceOther: 3, VoiceShort: 4 } as const;
+
+/** `SubType` of `MainType` 34. Any other stores a rule for the next start of a channel. */
+export const RuleSub = { Draw: 1 } as const;
 
 /** `SubType` of `MainType` 18. */
 export const ConfigSub = { PickA: 48, PickB: 49, Save: 50, Read: 51, PickC: 53 } as const;
