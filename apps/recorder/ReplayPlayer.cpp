@@ -111,9 +111,14 @@ void ReplayPlayer::finish(std::string& out)
     m_playing = false;
 }
 
+// Pictures before the asked time are there for the decoder only: they go out at once.
 void ReplayPlayer::schedule()
 {
     const int64_t now = g_get_monotonic_time();
+    if (m_request.beginMs && positionMs() < *m_request.beginMs) {
+        m_dueUs = now;
+        return;
+    }
     m_dueUs += static_cast<int64_t>(1e6 / (m_stretches[m_at].fps * m_request.scale));
     m_dueUs = m_dueUs + kMaxLateUs < now ? now : m_dueUs;
 }

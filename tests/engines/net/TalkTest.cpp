@@ -296,8 +296,8 @@ TEST_F(TalkTest, ADeadConnectionIsOpenedAgainAndTheTalkGoesOn)
     for (int i = 0; i < 3; ++i)
         send(talk, Bytes(160, uint8_t(i)));
     ASSERT_TRUE(peer.waitForHeard(3));
-    peer.hangUpAfter = -1;
     ASSERT_TRUE(peer.rtsp.waitFor([&] { return peer.rtsp.count("PLAY") >= 2; }));
+    peer.hangUpAfter = -1; // not sooner: the peer may not have looked yet
     ASSERT_TRUE(peer.rtsp.waitFor([&] {
         send(talk, Bytes(160, 9));
         return peer.heard().size() > 5;

@@ -61,6 +61,18 @@ public:
             ++count;
         }
     }
+    /// True once so many whole pictures of the first track are in (RFC 6184: the marker ends each).
+    bool readPictures(int pictures)
+    {
+        while (pictures > 0) {
+            const auto item = readItem();
+            if (item.empty()) {
+                return false;
+            }
+            pictures -= item[0] == '$' && item[1] == 0 && (item[5] & 0x80) != 0;
+        }
+        return true;
+    }
     static std::string header(const std::string& head, const std::string& name)
     {
         const auto at = head.find("\r\n" + name + ": ");
@@ -255,6 +267,17 @@ TEST_F(ReplayTest, PlayAgainIsASeekOnTheSameSessionAndPauseHoldsIt)
     EXPECT_TRUE(answers(client.ask("GET_PARAMETER", "1"), 200));
     const std::string on = client.ask("PLAY", "1");
     EXPECT_EQ(RawClient::header(on, "Range").substr(0, 20), "clock=20250329T10000") << "where it stood: " << on;
+}
+
+// There is a key picture every two seconds. In real time the second before would last sixteen.
+TEST_F(ReplayTest, PicturesBeforeTheAskedTimeAreNotPaced)
+{
+    RawClient client(recorder.replayPort());
+    EXPECT_TRUE(answers(client.ask("SETUP", "1/video", kOverTcp), 200));
+    const gint64 begun = g_get_monotonic_time();
+    EXPECT_TRUE(answers(client.ask("PLAY", "1", "Range: clock=20250329T100003Z-\r\nScale: 0.0625\r\n"), 200));
+    EXPECT_TRUE(client.readPictures(26));
+    EXPECT_LT(g_get_monotonic_time() - begun, 8 * G_USEC_PER_SEC);
 }
 
 TEST_F(ReplayTest, KeyPicturesAlone)
