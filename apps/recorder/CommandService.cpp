@@ -61,10 +61,10 @@ ApiAnswer CommandService::command(const std::string& name, int number, int chann
     if (channel < -1 || channel >= m_channels) {
         return badApiAnswer(400, "no such channel");
     }
-    if (name == "OPSensorGet" && number == 3034) {
+    if (name == "OPSensorGet" && number == 3034 && m_twoLenses) {
         return lens(channel, parsed(body));
     }
-    if (name == "OPScaleTimesSwitch" && number == 3032) {
+    if (name == "OPScaleTimesSwitch" && number == 3032 && m_twoLenses) {
         return setLens(channel, parsed(body));
     }
     if (name == "OPFile" && number == 3500) {
@@ -79,7 +79,7 @@ ApiAnswer CommandService::ability(const std::string& name) const
     value["Name"] = name;
     value["Ret"] = kYes;
     if (name == "bypass@SystemFunction") {
-        value[name]["OtherFunction"]["SupportScaleTwoLens"] = true;
+        value[name]["OtherFunction"]["SupportScaleTwoLens"] = m_twoLenses;
         return goodApiAnswer(value);
     }
     if (name == "ChannelSystemFunction@SupportIPCTalk") {

@@ -20,9 +20,9 @@ constexpr const char* kCommandPath = "/lumo/command";
 class CommandService
 {
 public:
-    /// talkers: how many channels, from the first on, have a loudspeaker.
-    CommandService(DeviceState& state, int channels, int talkers)
-        : m_state(state), m_channels(channels), m_talkers(talkers)
+    /// talkers: how many channels, from the first on, have a loudspeaker. twoLenses: all cameras have them, or none.
+    CommandService(DeviceState& state, int channels, int talkers, bool twoLenses)
+        : m_state(state), m_channels(channels), m_talkers(talkers), m_twoLenses(twoLenses)
     {
     }
 
@@ -39,6 +39,7 @@ private:
 
     DeviceState& m_state;
     const int m_channels, m_talkers;
+    const bool m_twoLenses;
 };
 
 } // namespace lumo::recorder

@@ -54,7 +54,7 @@ void onChunk(SoupServerMessage* message, GBytes* chunk, gpointer p)
 DeviceHttp::DeviceHttp(const Options& options, Faults& faults, DeviceState& state,
                        std::vector<std::unique_ptr<TalkRoom>>& rooms)
     : m_options(options), m_faults(faults), m_state(state), m_rooms(rooms),
-      m_commands(state, options.channels, static_cast<int>(rooms.size()))
+      m_commands(state, options.channels, static_cast<int>(rooms.size()), options.twoLenses)
 {
 }
 

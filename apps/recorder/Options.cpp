@@ -37,6 +37,7 @@ constexpr const char* kUsage =
     "  --utc-offset MIN     the device's local time, in minutes from UTC (this machine's zone, as TZ says)\n"
     "  --clock-skew SEC     how far the device's clock is off (0)\n"
     "  --no-discovery       do not answer WS-Discovery\n"
+    "  --two-lenses         the cameras have two lenses each, whose scale the page can set\n"
     "  --prepare            encode what is not in the cache, then end\n";
 
 [[noreturn]] void fail(const std::string& what)
@@ -206,6 +207,8 @@ ParsedOptions parseOptions(int argc, const char* const* argv)
             }
             if (option == "--no-discovery") {
                 o.discovery = false;
+            } else if (option == "--two-lenses") {
+                o.twoLenses = true;
             } else if (option == "--prepare") {
                 o.prepareOnly = true;
             } else if (i + 1 < argc) {

@@ -37,6 +37,7 @@ struct Options {
     std::optional<int> utcOffsetMinutes; // the device's local time minus UTC; nothing: this machine's zone
     int clockSkewSeconds = 0;            // the device's clock minus the true one
     bool discovery = true;
+    bool twoLenses = false;     // its cameras have a wide and a long lens
     bool prepareOnly = false;   // make all clips, then end
     int recordedSeconds = 3600; // of recorded video on each channel that records
     bool recordedGiven = false; // --recorded was given: --prepare makes recordings too

@@ -45,8 +45,8 @@ fact('two windows of one browser show their own pictures at the same time', asyn
     const cells = await view.live(2, four);
     await view.moves([alone, ...cells]);
     assert.equal(stage.viewers().length, 2);
-    await second.click('channel-2'); // one with a single lens: the slider of the other kind covers the picture's number
-    await second.live(1, [2]);
+    await second.click('channel-3');
+    await second.live(1, [3]);
     await view.live(2, four);
 
     const rect = await second.rect();

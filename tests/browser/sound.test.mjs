@@ -98,13 +98,15 @@ fact('an alarm voice stops by itself at its limit and plays back at its length',
     await view.says(/^The alarm voice is recorded/);
     await tone.stop();
     const file = readFileSync(join(stage.dir, 'bin', 'customAlarmVoice.pcm'));
-    assert.equal(file.length, 40960);
+    // Blocks that the sound system had handed out before it was told to stop still come, 20 ms each.
+    assert.ok(file.length >= 40960 && file.length < 42000 && file.length % 160 === 0, `${file.length} bytes`);
     assertTone(part(aLawSamples(file), 1, 4), 1000);
     const ear = sound.listen();
     await view.click('voice-play');
     await view.says(/^The alarm voice was played/);
-    const length = seconds(spoken(await ear.stop()));
-    assert.ok(length > 4.5 && length < 5.6, `${length} s`);
+    // The tone may begin after the recording.
+    const [recorded, heard] = [aLawSamples(file), await ear.stop()].map((sound) => seconds(spoken(sound)));
+    assert.ok(recorded > 3 && Math.abs(heard - recorded) < 0.2, `${heard} s of ${recorded} s`);
 });
 
 fact('an alarm voice arrives byte for byte', async (view) => {

@@ -17,7 +17,10 @@ export class SoundServer {
         // Of this run alone: neither the user's own server nor its settings are touched.
         server.own = { HOME: server.dir, XDG_RUNTIME_DIR: server.dir, PULSE_RUNTIME_PATH: server.dir, PULSE_COOKIE: join(server.dir, 'cookie') };
         const sink = (name) => `module-null-sink sink_name=${name} rate=${RATE} channels=1 format=s16le`;
-        const modules = [`module-native-protocol-unix socket=${socket} auth-anonymous=1`, sink('mouth'), sink('ear')];
+        const modules = [
+            `module-native-protocol-unix socket=${socket} auth-anonymous=1`, sink('mouth'), sink('ear'),
+            // Browsers do not count a sink's monitor as a microphone.
+            'module-remap-source source_name=microphone master=mouth.monitor'];
         server.daemon = start('pulseaudio', ['-n', '--daemonize=no', '--exit-idle-time=-1', '--use-pid-file=no', '--disable-shm=yes', ...modules.flatMap((module) => ['--load', module])], { env: server.own });
         server.client = { PULSE_SERVER: `unix:${socket}`, PULSE_COOKIE: server.own.PULSE_COOKIE };
         await until(() => server.run('pactl', ['info']), 'the sound server answers');

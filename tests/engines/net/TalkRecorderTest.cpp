@@ -211,7 +211,7 @@ TEST_F(Service, PicturesGoOnWhileOneTalks)
 
 TEST_F(Service, TheTwoLensesAreReadAndSet)
 {
-    enterRecorder();
+    enterRecorder({"--two-lenses"});
     char text[65536];
     int size = 0;
     EXPECT_TRUE(LUMONET_HasAbility(m_login, "SystemFunction/OtherFunction/SupportScaleTwoLens", 0));

@@ -72,8 +72,8 @@ TEST(Options, HelpNamesEveryOptionAndEndsWell)
 {
     const Finished done = runRecorder({"--help"});
     EXPECT_EQ(done.exitCode, 0);
-    for (const char* option :
-         {"--address", "--video", "--prepare", "--no-discovery", "--utc-offset", "--recorded", "--replay-port"}) {
+    for (const char* option : {"--address", "--video", "--prepare", "--no-discovery", "--two-lenses", "--utc-offset",
+                               "--recorded", "--replay-port"}) {
         EXPECT_NE(done.out.find(option), std::string::npos) << option;
     }
 }

@@ -76,7 +76,7 @@ TEST(Service, IsAnnouncedAndWantsCredentials)
 
 TEST(Service, UnknownCallsAndBadInputAreRefused)
 {
-    RecorderProcess recorder;
+    RecorderProcess recorder{{"--two-lenses"}};
     const auto url = [&](const std::string& tail) { return recorder.http("/lumo/command" + tail); };
     EXPECT_EQ(digest(url("/nothing"), nullptr).status, 404);
     EXPECT_EQ(digest(url("/command/Nonsense?number=1&channel=0"), "{}").status, 404);
@@ -93,9 +93,18 @@ TEST(Service, UnknownCallsAndBadInputAreRefused)
     EXPECT_TRUE(recorder.alive());
 }
 
-TEST(Service, ALensKeepsWhatItWasSetToForEachChannelAndStream)
+TEST(Service, CamerasWithOneLensHaveNoScale)
 {
     RecorderProcess recorder;
+    const auto url = [&](const std::string& tail) { return recorder.http("/lumo/command" + tail); };
+    const Json::Value ability = digest(url("/ability/bypass@SystemFunction"), nullptr).json();
+    EXPECT_FALSE(ability["bypass@SystemFunction"]["OtherFunction"]["SupportScaleTwoLens"].asBool());
+    EXPECT_EQ(digest(url("/command/OPSensorGet?number=3034&channel=0"), "[{\"StreamType\":0}]").status, 404);
+}
+
+TEST(Service, ALensKeepsWhatItWasSetToForEachChannelAndStream)
+{
+    RecorderProcess recorder{{"--two-lenses"}};
     const auto set = [&](int channel, int stream, double times) {
         const std::string body =
             "[{\"StreamType\":" + std::to_string(stream) + ",\"TimesOri\":0,\"Times\":" + std::to_string(times) + "}]";
