@@ -344,7 +344,7 @@ TEST_F(Service, SettingsAreRestored)
 
 TEST_F(Service, ARefusingHangingBrokenOrHugeServiceIsAnErrorAndTheNextCommandWorks)
 {
-    enterRecorder();
+    enterRecorder({"--two-lenses"});
     char text[65536];
     int size = 0;
     const auto read = [&](int timeoutMs) {
