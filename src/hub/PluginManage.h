@@ -104,6 +104,11 @@ private:
     using PickerEnd = std::function<void(bool bOk, const QByteArray& output)>;
     void runPicker(const QStringList& arguments, PickerEnd fnEnd);
 
+    // hub/AlarmCommands.cpp
+    void onMainMsgAlarmType(const Json::Value& request);
+    void onMainMsgReadAlarmType(const Json::Value& request);
+    static bool AlarmCallback(long loginId, char* pMessage, unsigned long nSize, void* pUser, int nKind);
+
     // surface/PositionCommands.cpp
     void onMainMsgPosition(const Json::Value& request);
     void onMainMsgSelectPlaybackWnd(const Json::Value& request);

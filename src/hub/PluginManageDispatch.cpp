@@ -18,6 +18,8 @@ CPluginManage::Handler CPluginManage::handlerOf(int nMainType)
         {  9, &CPluginManage::onMainMsgLogout            },      // hub/SessionCommands.cpp
         { 11, &CPluginManage::onMainMsgSelectPlaybackWnd },      // surface/PositionCommands.cpp
         { 12, &CPluginManage::onMainMsgPosition          },      // surface/PositionCommands.cpp
+        { 14, &CPluginManage::onMainMsgAlarmType         },      // hub/AlarmCommands.cpp
+        { 15, &CPluginManage::onMainMsgReadAlarmType     },      // hub/AlarmCommands.cpp
         { 16, &CPluginManage::onMainMsgTalk              },      // audio/TalkCommands.cpp
         { 18, &CPluginManage::onMainMsgClientConfig      },      // hub/ClientConfigCommands.cpp
         { 19, &CPluginManage::onMainMsgPicture           },      // live/PictureCommands.cpp

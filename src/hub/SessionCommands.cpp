@@ -136,6 +136,8 @@ int CPluginManage::loginAndBind(const SLoginRequest& login, quint64 hBrowse, qui
 int CPluginManage::loginDev()
 {
     int nRet = kRetFailure;
+    if (std::strcmp(m_login.alarmStyle, "Tool") == 0) // before the login, so that no alarm is missed
+        CLumoConnect::instance()->SetAlarmCallback(&CPluginManage::AlarmCallback, this);
     m_login.loginId = CLumoConnect::instance()->ConnectDevice(&m_login, &nRet, webType.toLocal8Bit().constData());
     if (m_login.loginId > 0) {
         writeLog("CPluginManage::loginDev", QString("loginDev----------devType:%1").arg(m_login.deviceType));

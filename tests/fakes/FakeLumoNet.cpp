@@ -39,8 +39,6 @@ struct Library {
     bool named = false;
     LumoDisconnectCallback disconnect = nullptr;
     void* disconnectUser = nullptr;
-    LumoMessageCallback message = nullptr;
-    void* messageUser = nullptr;
     std::map<int, bool> logins; // handle, released
     std::map<int, Stream> streams;
     int running = 0; // the stream handle whose callback is running; 0 none
@@ -60,12 +58,6 @@ fakes::Wire& wire()
 {
     static fakes::Wire* instance = new fakes::Wire("LumoNet", raise);
     return *instance;
-}
-
-void requireLogin(const char* name, int login)
-{
-    const std::lock_guard lock(lib().mutex);
-    require(lib().logins.count(login) != 0, name, "no such login");
 }
 
 template <size_t N> void copyText(char (&target)[N], const std::string& text)
@@ -277,6 +269,9 @@ std::string raise(const std::string& kind, const Fields& fields)
     if (kind == "voice") {
         return raiseVoice(fields);
     }
+    if (kind == "alarm") {
+        return raiseAlarm(fields);
+    }
     return raiseDeviceWork(kind, fields);
 }
 
@@ -303,6 +298,12 @@ Answer call(const char* name, const Args& args, bool first, fakes::Wire::OnAnswe
         t_lastError = answer.number("error");
     }
     return answer;
+}
+
+void requireLogin(const char* name, int login)
+{
+    const std::lock_guard lock(lib().mutex);
+    require(lib().logins.count(login) != 0, name, "no such login");
 }
 
 bool allZero(const void* data, size_t size)
@@ -341,6 +342,7 @@ int LUMONET_Cleanup(void)
     const Answer a = call("LUMONET_Cleanup", Args());
     endDeviceWork(kAllLogins);
     endTalks(kAllLogins);
+    endMessages(kAllLogins);
     const std::lock_guard lock(lib().mutex);
     lib().logins.clear();
     lib().streams.clear();
@@ -385,6 +387,7 @@ int LUMONET_Logout(int nLoginID)
     const Answer a = call("LUMONET_Logout", Args().number(nLoginID));
     endDeviceWork(nLoginID);
     endTalks(nLoginID);
+    endMessages(nLoginID);
     std::unique_lock lock(lib().mutex);
     // Ends every stream of the login, whatever was left open.
     for (auto it = lib().streams.begin(); it != lib().streams.end();) {
@@ -408,20 +411,6 @@ int LUMONET_ReleaseLogin(int nLoginID)
         lib().logins[nLoginID] = true;
     }
     return call("LUMONET_ReleaseLogin", Args().number(nLoginID)).result();
-}
-
-void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, void* pUser)
-{
-    call("LUMONET_SetMessageCallback", Args());
-    const std::lock_guard lock(lib().mutex);
-    lib().message = fnMessage;
-    lib().messageUser = pUser;
-}
-
-int LUMONET_OpenMessageChannel(int nLoginID)
-{
-    requireLogin("LUMONET_OpenMessageChannel", nLoginID);
-    return call("LUMONET_OpenMessageChannel", Args().number(nLoginID)).result();
 }
 
 int LUMONET_RealPlay(int nLoginID, const StreamOpenInfo* pInfo)

@@ -19,6 +19,7 @@ using fakes::Fields;
 Answer call(const char* name, const Args& args, bool first = false, Wire::OnAnswer onAnswer = {});
 /// Ends the process with the reason unless the fact holds.
 void require(bool fact, const std::string& name, const char* why);
+void requireLogin(const char* name, int login);
 bool allZero(const void* data, size_t size);
 
 inline constexpr int kAllLogins = -1;
@@ -32,5 +33,9 @@ void endDeviceWork(int login);
 // FakeLumoNetVoice.cpp: talks.
 std::string raiseVoice(const Fields& fields);
 void endTalks(int login);
+
+// FakeLumoNetAlarm.cpp: the device's own messages.
+std::string raiseAlarm(const Fields& fields);
+void endMessages(int login);
 
 } // namespace fakes::net

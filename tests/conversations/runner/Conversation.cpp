@@ -97,6 +97,12 @@ const QHash<QString, Conversation::Verb>& Conversation::verbs()
         {"nodebug", &Conversation::doNoDebug},
         {"later", &Conversation::doLater},
         {"waits", &Conversation::doWaits},
+        {"messages", &Conversation::doMessages},
+        {"hear", &Conversation::doHear},
+        {"encipher", &Conversation::doEncipher},
+        {"replies", &Conversation::doReplies},
+        {"web", &Conversation::doWeb},
+        {"memory", &Conversation::doMemory},
     };
     return table;
 }
@@ -250,8 +256,15 @@ void Conversation::checkWindowArgument(const QString& pattern, const QJsonValue&
     }
 }
 
-void Conversation::onMessage(const QByteArray& body)
+void Conversation::onMessage(const QByteArray& sealed)
 {
+    QByteArray body;
+    try {
+        body = inTheClear(sealed);
+    } catch (const Failure& failure) {
+        m_problem = failure.text;
+        return;
+    }
     note("<    " + QString::fromUtf8(body).trimmed());
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(body, &error);
@@ -267,7 +280,8 @@ void Conversation::onMessage(const QByteArray& body)
     }
     Item item;
     item.message = document.object();
-    if (!isIgnored(item.message)) {
+    heedKey(document.object(), body == sealed);
+    if (!isIgnored(item.message) && !isUnheardLoad(document.object())) {
         m_pending.push_back(item);
     }
 }

@@ -8,12 +8,14 @@
 #include "Pattern.h"
 #include "Program.h"
 #include "Script.h"
+#include "WebPeer.h"
 
 #include <QElapsedTimer>
 #include <QJsonObject>
 #include <QStringList>
 
 #include <deque>
+#include <memory>
 
 struct Options {
     QString program;
@@ -63,6 +65,9 @@ private:
     void checkHealth();
     void onCall(const Call& call);
     void onMessage(const QByteArray& body);
+    QByteArray inTheClear(const QByteArray& body);
+    void heedKey(const QJsonObject& message, bool wasPlain);
+    bool isUnheardLoad(const QJsonObject& message) const;
     void onDone(quint64 id, const QString& result);
     void checkThread(const Call& call);
     bool answeredByRule(const Call& call);
@@ -86,6 +91,13 @@ private:
     void doClose(const QString& rest);
     void doExit(const QString& rest);
     void doSilence(const QString& rest);
+    void doMessages(const QString& rest);
+    void doHear(const QString& rest);
+    void doEncipher(const QString& rest);
+    void doReplies(const QString& rest);
+    // Verbs: what else the program meets, and takes
+    void doWeb(const QString& rest);
+    void doMemory(const QString& rest);
     // Verbs: libraries
     void doNet(const QString& rest);
     void doDec(const QString& rest);
@@ -131,7 +143,12 @@ private:
     QHash<quint64, QString> m_raises; // id, expected result
     quint64 m_nextRaise = 1;
     quint64 m_mainThread = 0, m_hubThread = 0;
-    QString m_problem; // found while events were handled
+    QString m_problem;                   // found while events were handled
+    QByteArray m_requestKey, m_replyKey; // empty: in the clear
+    bool m_loadHeard = false;
+    std::unique_ptr<WebPeer> m_web;
+    int m_webRead = 0, m_webLeft = 0; // requests matched, ended connections matched
+    qint64 m_memoryMark = 0;          // bytes
     bool m_answerAll = false;
     bool m_ended = false;
     int m_logRead = 0;    // log lines matched or passed by "log"

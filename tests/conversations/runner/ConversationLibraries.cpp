@@ -5,6 +5,27 @@
 
 #include <QSize>
 
+namespace
+{
+
+/// LOGIN CHANNEL EVENT STATUS, then what is not as usual.
+QJsonObject alarmFields(const QStringList& words)
+{
+    QJsonObject fields{{"login", words.value(0)},
+                       {"channel", words.value(1)},
+                       {"event", words.value(2)},
+                       {"status", words.value(3)},
+                       {"size", "172"},
+                       {"kind", "1"},
+                       {"times", "1"}};
+    for (const QString& word : words.mid(4)) {
+        fields[word.section('=', 0, 0)] = word.section('=', 1);
+    }
+    return fields;
+}
+
+} // namespace
+
 /// NAME ARG... [-> VALUE [{FIELDS}]]; without an arrow the result is 1.
 Conversation::Scripted Conversation::scripted(const QString& rest, const QString& prefix) const
 {
@@ -81,6 +102,7 @@ void Conversation::raise(const QString& library, const QString& kind, const QJso
 /// sendfile HANDLE STATUS ERROR [EXTRA]       the end of a sent file
 /// upgrade HANDLE TOTAL SENT                  progress of an upgrade
 /// voice HANDLE TYPE "data"                   what the device says in a talk
+/// alarm LOGIN CHANNEL EVENT STATUS [size=BYTES] [kind=KIND] [times=COUNT]
 void Conversation::doNetRaise(const QString& rest)
 {
     const QStringList words = splitWords(rest);
@@ -109,6 +131,10 @@ void Conversation::doNetRaise(const QString& rest)
     if (words[0] == "voice") {
         const QJsonObject fields{{"handle", words.value(1)}, {"type", words.value(2)}, {"data", text(3)}};
         return raise("LumoNet", "voice", fields, result.isEmpty() ? "0" : result);
+    }
+    if (words[0] == "alarm") {
+        return raise("LumoNet", "alarm", alarmFields(words.mid(1, arrow < 0 ? -1 : arrow - 1)),
+                     result.isEmpty() ? "1" : result);
     }
     if (words[0] != "frame") {
         throw Failure{"unknown callback " + words[0]};

@@ -3,6 +3,7 @@
 #include "Conversation.h"
 
 #include "Failure.h"
+#include "PageCipher.h"
 
 #include <QFile>
 #include <QJsonDocument>
@@ -63,7 +64,8 @@ void Conversation::doConnected(const QString&)
 void Conversation::doRequest(const QString& rest)
 {
     m_logRequest = m_program.log().size();
-    m_host.sendFrame(m_bindings.filled(rest).toUtf8());
+    const QByteArray text = m_bindings.filled(rest).toUtf8();
+    m_host.sendFrame(m_requestKey.isEmpty() ? text : cipher::seal(text, m_requestKey));
     waitFor("the program to read the frame", [this] { return m_host.drained(); });
 }
 

@@ -54,3 +54,6 @@ private:
     QVector<LogLine> m_log;
     QString m_badLine;
 };
+
+/// Memory that a process has in use; 0 when that is unknown. One implementation file per platform.
+qint64 residentBytes(qint64 pid);
