@@ -116,7 +116,7 @@ fact('each speed shows as much time as it says', async (stage, view) => {
     await prepare(view, [0]);
     const cells = [(await view.cells(2))[0]];
     await playAt(view, BEGIN + 5);
-    for (const [speed, factor] of [[1, 2], [2, 4], [-1, 1 / 2], [-2, 1 / 4]]) {
+    for (const [speed, factor] of [[1, 2], [2, 4], [3, 8], [4, 16], [-1, 1 / 2], [-2, 1 / 4]]) {
         await view.byId('speed').selectOption(String(speed));
         await view.says(/^Speed /);
         await view.screen.watch(1.5, cells, FRAMES); // what was on its way at the old speed

@@ -1,5 +1,5 @@
 // The whole product on one display: recorder, host, browser and the page, started in that order and ended together.
-import { cpSync, existsSync, mkdirSync, mkdtempSync, rmSync, writeFileSync } from 'node:fs';
+import { cpSync, existsSync, mkdirSync, mkdtempSync, readdirSync, rmSync, writeFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { dirname, join, resolve } from 'node:path';
@@ -19,15 +19,22 @@ const BROWSER_FLAGS = [
     '--disable-component-update', '--disable-sync', '--disable-infobars', '--test-type',
 ];
 
+/** Only root may mount; others may in a user namespace, where the machine allows one. */
+const namespace = () => ['unshare', ...(process.getuid?.() === 0 ? [] : ['--user', '--map-root-user']), '--mount'];
+export const mayMount = () => {
+    const [program, ...args] = [...namespace(), 'sh', '-c', 'mount -t tmpfs none /mnt'];
+    return spawnSync(program, args).status === 0;
+};
+
 export class Stage {
     /**
      * bin: where the programs are. channels, recorder: number of channels and further arguments of the recorder.
      * size: the browser window's, at `position`. env: of host, program and browser; recorderEnv: of the recorder.
-     * flags: of the browser.
+     * flags: of the browser. smallDisk: size of a disk of its own that the host's programs see at `small`, as mount takes it.
      */
-    static async open({ bin = programs, channels = 4, recorder = [], host = [], size = [1500, 950], position = [60, 40], env = {}, recorderEnv = {}, flags = [] } = {}) {
+    static async open({ bin = programs, channels = 4, recorder = [], host = [], size = [1500, 950], position = [60, 40], env = {}, recorderEnv = {}, flags = [], smallDisk = '' } = {}) {
         const stage = new Stage();
-        Object.assign(stage, { dir: mkdtempSync(join(tmpdir(), 'lumo-stage-')), bin, env, recorderEnv, size, position, flags, started: [] });
+        Object.assign(stage, { dir: mkdtempSync(join(tmpdir(), 'lumo-stage-')), bin, env, recorderEnv, size, position, flags, smallDisk, started: [] });
         try {
             stage.screen = stage.keep(new Screen(bin));
             await stage.startRecorder(channels, recorder);
@@ -58,8 +65,25 @@ export class Stage {
 
     async startHost(args = []) {
         const log = join(this.dir, 'log');
-        this.host = this.keep(start(join(this.bin, 'lumo-host'), ['--port', '0', '--page', join(root, 'web/dist'), '--origin', this.recorderUrl, '--log-dir', log, '--program', this.ownProgram(), ...args], { env: this.env }));
+        const command = [join(this.bin, 'lumo-host'), '--port', '0', '--page', join(root, 'web/dist'), '--origin', this.recorderUrl, '--log-dir', log, '--program', this.ownProgram(), ...args];
+        const [program, ...rest] = this.smallDisk ? this.onSmallDisk(command) : command;
+        this.host = this.keep(start(program, rest, { env: this.env }));
         this.hostPort = JSON.parse(await this.host.line()).port;
+    }
+
+    /** A command that runs in a mount namespace, with a little disk at `small`. */
+    onSmallDisk(command) {
+        mkdirSync(this.small);
+        return [...namespace(), 'sh', '-c', 'mount -t tmpfs -o "size=$1" none "$2" && shift 2 && exec "$@"', 'sh', this.smallDisk, this.small, ...command];
+    }
+
+    get small() {
+        return join(this.dir, 'small');
+    }
+
+    /** What lies on the little disk, seen from outside of its namespace. */
+    smallFiles() {
+        return readdirSync(join(`/proc/${this.host.child.pid}/root`, this.small));
     }
 
     /** The program keeps its settings beside itself: a copy leaves those of the build alone. */

@@ -308,14 +308,14 @@ describe('DownloadJob', () => {
         job.onProgress(400);
         job.onProgress(1000);
         await job.onDownloaded('/d');
-        expect([job.phase, job.message]).toEqual(['failed', 'The download broke off: the device ended it early.']);
+        expect([job.phase, job.message]).toEqual(['failed', 'The download broke off: the device ended it early, or the disk here is full.']);
         await job.run([list(0, 'a', 'b'), list(1, 'c')], false);
         whole();
         job.onProgress(1000);
         await job.onDownloaded('/d');
         whole();
         await job.onDownloaded('/d');
-        expect([job.phase, job.message]).toEqual(['failed', '1 of 3 downloads broke off: the device ended them early. The others are saved in /d.']);
+        expect([job.phase, job.message]).toEqual(['failed', '1 of 3 downloads broke off: the device ended them early, or the disk here is full. The others are saved in /d.']);
     });
 
     it('that cannot begin says why', async () => {

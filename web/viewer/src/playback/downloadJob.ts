@@ -118,8 +118,8 @@ export class DownloadJob extends Emitter<{ changed: void }> {
 
     private whatBrokeOff(folder: string): string {
         const all = this.filesBefore + (this.lists[this.listIndex]?.files.length ?? 0);
-        if (all === 1) return 'The download broke off: the device ended it early.';
-        return `${this.brokenOff} of ${all} downloads broke off: the device ended them early. The others are saved in ${folder}.`;
+        if (all === 1) return 'The download broke off: the device ended it early, or the disk here is full.';
+        return `${this.brokenOff} of ${all} downloads broke off: the device ended them early, or the disk here is full. The others are saved in ${folder}.`;
     }
 
     private async startList(): Promise<void> {
