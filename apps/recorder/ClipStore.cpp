@@ -1,15 +1,14 @@
 #include "ClipStore.h"
 
+#include "Parallel.h"
 #include "ScenePainter.h"
 #include "VideoEncoder.h"
 #include "VideoFile.h"
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 
 namespace lumo::recorder
 {
@@ -94,29 +93,7 @@ std::filesystem::path ClipStore::cachePath(Key key) const
 int ClipStore::prepareAll()
 {
     const int count = (m_options.videoFile.empty() ? m_options.channels : 1) * 2;
-    std::atomic<int> next{0};
-    std::exception_ptr failure;
-    std::mutex failureMutex;
-    auto work = [&] {
-        try {
-            for (int i = next++; i < count; i = next++) {
-                get(i / 2, i % 2);
-            }
-        } catch (...) {
-            std::lock_guard lock(failureMutex);
-            failure = std::current_exception();
-        }
-    };
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < std::max(1u, std::thread::hardware_concurrency()); ++i) {
-        threads.emplace_back(work);
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    if (failure) {
-        std::rethrow_exception(failure);
-    }
+    inParallel(static_cast<size_t>(count), [&](size_t i) { get(static_cast<int>(i) / 2, static_cast<int>(i) % 2); });
     return count;
 }
 

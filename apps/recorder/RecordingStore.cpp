@@ -1,5 +1,6 @@
 #include "RecordingStore.h"
 
+#include "Parallel.h"
 #include "PictureCode.h"
 #include "ScenePainter.h"
 #include "Snapshot.h"
@@ -8,12 +9,9 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstring>
-#include <exception>
 #include <set>
-#include <thread>
 
 namespace lumo::recorder
 {
@@ -288,29 +286,7 @@ int RecordingStore::prepareAll()
         }
         all.push_back({channel, kParts, m_startMs, 1, static_cast<double>(m_options.fps)});
     }
-    std::atomic<size_t> next{0};
-    std::exception_ptr failure;
-    std::mutex failureMutex;
-    const auto work = [&] {
-        try {
-            for (size_t i = next++; i < all.size(); i = next++) {
-                clip(all[i]);
-            }
-        } catch (...) {
-            std::lock_guard lock(failureMutex);
-            failure = std::current_exception();
-        }
-    };
-    std::vector<std::thread> threads;
-    for (unsigned i = 0; i < std::max(1u, std::thread::hardware_concurrency()); ++i) {
-        threads.emplace_back(work);
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    if (failure) {
-        std::rethrow_exception(failure);
-    }
+    inParallel(all.size(), [&](size_t i) { clip(all[i]); });
     return static_cast<int>(all.size());
 }
 

@@ -92,6 +92,9 @@ struct TalkHolder {
     }
 };
 
+// Of the request that this thread serves just now, if it joins or leaves a stream.
+thread_local std::unique_lock<std::mutex> t_joining;
+
 template <typename Holder> void keepWithMedia(GstRTSPMedia* media, Holder* holder)
 {
     g_object_set_data_full(G_OBJECT(media), "lumo-holder", holder, [](gpointer p) {
@@ -163,7 +166,10 @@ void RtspServer::addMount(GstRTSPMountPoints* mounts, LiveStream& stream)
         factory, static_cast<GstRTSPLowerTrans>(GST_RTSP_LOWER_TRANS_TCP | GST_RTSP_LOWER_TRANS_UDP));
     gst_rtsp_media_factory_add_role(factory, kViewerRole, GST_RTSP_PERM_MEDIA_FACTORY_ACCESS, G_TYPE_BOOLEAN, TRUE,
                                     GST_RTSP_PERM_MEDIA_FACTORY_CONSTRUCT, G_TYPE_BOOLEAN, TRUE, nullptr);
-    m_mounts.push_back(std::make_unique<Mount>(Mount{this, &stream, factory}));
+    m_mounts.push_back(std::make_unique<Mount>());
+    m_mounts.back()->server = this;
+    m_mounts.back()->stream = &stream;
+    m_mounts.back()->factory = factory;
     g_signal_connect(factory, "media-configure",
                      G_CALLBACK(+[](GstRTSPMediaFactory*, GstRTSPMedia* media, gpointer data) {
                          auto* mount = static_cast<Mount*>(data);
@@ -251,10 +257,26 @@ void RtspServer::onClientConnected(GstRTSPClient* client)
                          return GST_RTSP_STS_OK;
                      }),
                      this);
+    const auto before = G_CALLBACK(+[](GstRTSPClient*, GstRTSPContext* context, gpointer self) -> GstRTSPStatusCode {
+        return static_cast<RtspServer*>(self)->onBeforeJoining(context);
+    });
+    for (const char* signal : {"pre-describe-request", "pre-setup-request", "pre-teardown-request"}) {
+        g_signal_connect(client, signal, before, this);
+    }
+    g_signal_connect(client, "send-message",
+                     G_CALLBACK(+[](GstRTSPClient*, GstRTSPContext*, gpointer, gpointer) { t_joining = {}; }), nullptr);
     g_signal_connect(client, "play-request", G_CALLBACK(+[](GstRTSPClient* c, GstRTSPContext* context, gpointer self) {
                          static_cast<RtspServer*>(self)->onPlay(c, context);
                      }),
                      this);
+}
+
+std::optional<size_t> RtspServer::streamOf(const GstRTSPContext* context) const
+{
+    int channel = -1, stream = -1;
+    const bool known = context->uri && std::sscanf(context->uri->abspath, "/live/%d/%d", &channel, &stream) == 2 &&
+                       channel >= 0 && channel < m_options.channels && (stream == 0 || stream == 1);
+    return known ? std::optional(static_cast<size_t>(channel) * 2 + static_cast<size_t>(stream)) : std::nullopt;
 }
 
 void RtspServer::onClientClosed(GstRTSPClient* client)
@@ -267,13 +289,23 @@ void RtspServer::onClientClosed(GstRTSPClient* client)
     }
 }
 
+// The library finds a media and joins it in two steps. Were its last client to leave in between, it would be found but
+// not joined any more, and the answer would be 503. So requests that join or leave a stream come one after the other;
+// each ends with its answer.
+GstRTSPStatusCode RtspServer::onBeforeJoining(GstRTSPContext* context)
+{
+    t_joining = {};
+    if (const auto index = streamOf(context)) {
+        t_joining = std::unique_lock(m_mounts[*index]->joining);
+    }
+    return GST_RTSP_STS_OK;
+}
+
 // The picture that waited for this PLAY goes out before anybody is told of the new state: its time is now.
 void RtspServer::onBeforePlay(GstRTSPContext* context)
 {
-    int channel = -1, stream = -1;
-    if (context->uri && std::sscanf(context->uri->abspath, "/live/%d/%d", &channel, &stream) == 2 && channel >= 0 &&
-        channel < m_options.channels && (stream == 0 || stream == 1)) {
-        m_streams[static_cast<size_t>(channel) * 2 + static_cast<size_t>(stream)]->noteWaitingLeft();
+    if (const auto index = streamOf(context)) {
+        m_streams[*index]->noteWaitingLeft();
     }
 }
 

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -40,6 +41,7 @@ private:
         RtspServer* server;
         LiveStream* stream;
         GstRTSPMediaFactory* factory; // the mount points hold it
+        std::mutex joining;           // held by a client's request that joins or leaves its media
     };
     struct Client {
         GSocket* socket = nullptr; // a reference
@@ -53,6 +55,9 @@ private:
     void configureTalk(const Mount& mount, GstRTSPMedia* media, GstElement* bin, GstElement* mouth);
     void onClientConnected(GstRTSPClient* client);
     void onClientClosed(GstRTSPClient* client);
+    /// The index of the stream that a request is about.
+    std::optional<size_t> streamOf(const GstRTSPContext* context) const;
+    GstRTSPStatusCode onBeforeJoining(GstRTSPContext* context);
     void onBeforePlay(GstRTSPContext* context);
     void onPlay(GstRTSPClient* client, GstRTSPContext* context);
 
@@ -61,7 +66,7 @@ private:
     Faults& m_faults;
     std::vector<std::unique_ptr<LiveStream>>& m_streams;
     std::vector<std::unique_ptr<TalkRoom>>& m_rooms;
-    std::vector<std::unique_ptr<Mount>> m_mounts;
+    std::vector<std::unique_ptr<Mount>> m_mounts; // index channel * 2 + stream
     Pacer m_pacer;
     GstRTSPServer* m_server = nullptr;
     std::mutex m_mutex; // guards m_clients
