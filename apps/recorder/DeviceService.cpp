@@ -22,6 +22,14 @@ std::string recordingAddress(const OnvifCall& call, const char* service)
 {
     return "http://" + call.hostAndPort + "/onvif/" + service + "_service";
 }
+std::string eventAddress(const OnvifCall& call)
+{
+    return "http://" + call.hostAndPort + "/onvif/event_service";
+}
+std::string deviceIoAddress(const OnvifCall& call)
+{
+    return "http://" + call.hostAndPort + "/onvif/deviceio_service";
+}
 std::string tokenAddress(const OnvifCall& call)
 {
     return "http://" + call.hostAndPort + "/onvif/token_service";
@@ -67,10 +75,19 @@ SoapAnswer getDeviceInformation(OnvifContext& c, const OnvifCall&)
 SoapAnswer getCapabilities(OnvifContext&, const OnvifCall& call)
 {
     return soapAnswer("<tds:GetCapabilitiesResponse><tds:Capabilities><tt:Device><tt:XAddr>" + deviceAddress(call) +
-                      "</tt:XAddr></tt:Device><tt:Media><tt:XAddr>" + mediaAddress(call) +
+                      "</tt:XAddr></tt:Device><tt:Events><tt:XAddr>" + eventAddress(call) +
+                      "</tt:XAddr><tt:WSSubscriptionPolicySupport>false</tt:WSSubscriptionPolicySupport>"
+                      "<tt:WSPullPointSupport>true</tt:WSPullPointSupport>"
+                      "<tt:WSPausableSubscriptionManagerInterfaceSupport>false"
+                      "</tt:WSPausableSubscriptionManagerInterfaceSupport></tt:Events><tt:Media><tt:XAddr>" +
+                      mediaAddress(call) +
                       "</tt:XAddr><tt:StreamingCapabilities><tt:RTPMulticast>false</tt:RTPMulticast><tt:RTP_TCP>true"
                       "</tt:RTP_TCP><tt:RTP_RTSP_TCP>true</tt:RTP_RTSP_TCP></tt:StreamingCapabilities></tt:Media>"
-                      "<tt:Extension><tt:Recording><tt:XAddr>" +
+                      "<tt:Extension><tt:DeviceIO><tt:XAddr>" +
+                      deviceIoAddress(call) +
+                      "</tt:XAddr><tt:VideoSources>0</tt:VideoSources><tt:VideoOutputs>0</tt:VideoOutputs>"
+                      "<tt:AudioSources>0</tt:AudioSources><tt:AudioOutputs>0</tt:AudioOutputs>"
+                      "<tt:RelayOutputs>0</tt:RelayOutputs></tt:DeviceIO><tt:Recording><tt:XAddr>" +
                       recordingAddress(call, "recording") + "</tt:XAddr></tt:Recording><tt:Search><tt:XAddr>" +
                       recordingAddress(call, "search") + "</tt:XAddr></tt:Search><tt:Replay><tt:XAddr>" +
                       recordingAddress(call, "replay") +
@@ -89,7 +106,8 @@ SoapAnswer getServices(OnvifContext&, const OnvifCall& call)
         "<tds:GetServicesResponse>" + service(kDeviceSpace, deviceAddress(call)) +
         service(kMediaSpace, mediaAddress(call)) + service(kSearchSpace, recordingAddress(call, "search")) +
         service(kRecordingSpace, recordingAddress(call, "recording")) +
-        service(kReplaySpace, recordingAddress(call, "replay")) + service(kTokenSpace, tokenAddress(call)) +
+        service(kReplaySpace, recordingAddress(call, "replay")) + service(kEventSpace, eventAddress(call)) +
+        service(kDeviceIoSpace, deviceIoAddress(call)) + service(kTokenSpace, tokenAddress(call)) +
         service(kCommandSpace, "http://" + call.hostAndPort + kCommandPath) + "</tds:GetServicesResponse>");
 }
 

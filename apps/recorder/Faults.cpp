@@ -40,6 +40,7 @@ void Faults::clear()
     setReplayFault(ReplayFault::None, -1);
     m_commandFault = CommandFault::None;
     m_uploadFault = UploadFault::None;
+    m_eventFault = EventFault::None;
     m_answerDelayMs = 0;
     for (auto& frozen : m_frozen) {
         frozen = false;

@@ -52,6 +52,11 @@ public:
     UploadFault uploadFault() const { return m_uploadFault; }
     void setUploadFault(UploadFault fault) { m_uploadFault = fault; }
 
+    /// What the event services answer instead of what they should: a fault, nothing, half a text, or far too much.
+    enum class EventFault { None, Refuse, Hang, Broken, Huge };
+    EventFault eventFault() const { return m_eventFault; }
+    void setEventFault(EventFault fault) { m_eventFault = fault; }
+
     void clear();
 
 private:
@@ -63,6 +68,7 @@ private:
     std::atomic<int> m_replayLeft{-1};
     std::atomic<CommandFault> m_commandFault{CommandFault::None};
     std::atomic<UploadFault> m_uploadFault{UploadFault::None};
+    std::atomic<EventFault> m_eventFault{EventFault::None};
     std::mutex m_mutex;
     std::condition_variable m_changed;
 };

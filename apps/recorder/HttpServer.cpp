@@ -72,9 +72,10 @@ gpointer runLater(gpointer p)
 
 HttpServer::HttpServer(const Options& options, Faults& faults, OnvifServices& onvif, TestApi& api,
                        RecordingApi& recordingApi, RecordingStore& recordings,
-                       std::vector<std::unique_ptr<LiveStream>>& streams, DeviceHttp& device)
+                       std::vector<std::unique_ptr<LiveStream>>& streams, DeviceHttp& device, AlarmBoard& alarms,
+                       EventHub& events)
     : m_options(options), m_faults(faults), m_onvif(onvif), m_api(api), m_recordingApi(recordingApi),
-      m_recordings(recordings), m_streams(streams), m_device(device),
+      m_recordings(recordings), m_streams(streams), m_device(device), m_events(events), m_alarmApi(alarms, events),
       m_server(soup_server_new("server-header", "lumo-recorder", nullptr))
 {
     route<&HttpServer::onOnvif>("/onvif");
@@ -132,7 +133,7 @@ void HttpServer::releaseHeld()
     m_held.clear();
 }
 
-void HttpServer::onOnvif(SoupServerMessage* message, const std::string&)
+void HttpServer::onOnvif(SoupServerMessage* message, const std::string& path)
 {
     if (held(message)) {
         return;
@@ -142,9 +143,16 @@ void HttpServer::onOnvif(SoupServerMessage* message, const std::string&)
         return;
     }
     const std::string host = hostOf(message, m_options.address);
-    const SoapAnswer result = m_onvif.handle(bodyOf(message), headerOf(message, "X-Lumo-Token"), host);
+    const SoapAnswer result = m_onvif.handle(bodyOf(message), headerOf(message, "X-Lumo-Token"), host, path);
     const char* type = "application/soap+xml; charset=utf-8";
-    if (m_faults.answerDelayMs() > 0) {
+    if (result.later) {
+        soup_server_message_pause(message);
+        result.later([kept = SOUP_SERVER_MESSAGE(g_object_ref(message)), type](const SoapAnswer& now) {
+            answer(kept, now.httpStatus, type, now.body);
+            soup_server_message_unpause(kept);
+            g_object_unref(kept);
+        });
+    } else if (m_faults.answerDelayMs() > 0) {
         answerLater(
             message,
             [result] {
@@ -190,13 +198,15 @@ void HttpServer::onApi(SoupServerMessage* message, const std::string& path)
         soup_server_message_set_status(message, SOUP_STATUS_FORBIDDEN, nullptr);
         return;
     }
-    const ApiAnswer result =
-        m_api.handle(soup_server_message_get_method(message), path, queryOf(message), bodyOf(message));
+    const std::string method = soup_server_message_get_method(message);
+    const ApiAnswer result = path == "/api/alarm" ? m_alarmApi.handle(method, bodyOf(message))
+                                                  : m_api.handle(method, path, queryOf(message), bodyOf(message));
     answer(message, result.status, "application/json", result.body);
     if (!m_faults.silent()) {
         releaseHeld();
     }
     m_device.releaseHanging();
+    m_events.releaseHanging();
 }
 
 void HttpServer::onSnapshot(SoupServerMessage* message, const std::string& path)

@@ -5,6 +5,7 @@
 // Thread: main loop only. Lives until the process ends.
 #pragma once
 
+#include "AlarmApi.h"
 #include "DeviceHttp.h"
 #include "OnvifServices.h"
 #include "RecordingApi.h"
@@ -22,7 +23,8 @@ class HttpServer
 {
 public:
     HttpServer(const Options& options, Faults& faults, OnvifServices& onvif, TestApi& api, RecordingApi& recordingApi,
-               RecordingStore& recordings, std::vector<std::unique_ptr<LiveStream>>& streams, DeviceHttp& device);
+               RecordingStore& recordings, std::vector<std::unique_ptr<LiveStream>>& streams, DeviceHttp& device,
+               AlarmBoard& alarms, EventHub& events);
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
@@ -53,6 +55,8 @@ private:
     RecordingStore& m_recordings;
     std::vector<std::unique_ptr<LiveStream>>& m_streams;
     DeviceHttp& m_device;
+    EventHub& m_events;
+    AlarmApi m_alarmApi;
     SoupServer* m_server;
     std::vector<SoupServerMessage*> m_held; // references; answered with 503 once the recorder speaks again
 };

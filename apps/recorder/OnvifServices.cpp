@@ -9,12 +9,15 @@ namespace
 
 const OperationTable* tableFor(const std::string& space)
 {
-    return space == kDeviceSpace      ? &deviceOperations()
-           : space == kMediaSpace     ? &mediaOperations()
-           : space == kSearchSpace    ? &searchOperations()
-           : space == kRecordingSpace ? &recordingOperations()
-           : space == kReplaySpace    ? &replayOperations()
-                                      : nullptr;
+    return space == kDeviceSpace         ? &deviceOperations()
+           : space == kMediaSpace        ? &mediaOperations()
+           : space == kSearchSpace       ? &searchOperations()
+           : space == kRecordingSpace    ? &recordingOperations()
+           : space == kReplaySpace       ? &replayOperations()
+           : space == kEventSpace        ? &eventOperations()
+           : space == kSubscriptionSpace ? &subscriptionOperations()
+           : space == kDeviceIoSpace     ? &deviceIoOperations()
+                                         : nullptr;
 }
 
 } // namespace
@@ -33,7 +36,7 @@ std::string OnvifCall::host() const
 }
 
 SoapAnswer OnvifServices::handle(const std::string& text, const std::string& tokenHeader,
-                                 const std::string& hostAndPort)
+                                 const std::string& hostAndPort, const std::string& path)
 {
     const auto soap = parseSoap(text);
     if (!soap) {
@@ -48,7 +51,7 @@ SoapAnswer OnvifServices::handle(const std::string& text, const std::string& tok
     if (!known) {
         return soapFault("Receiver", "ter:ActionNotSupported", "Operation " + soap->name + " is not implemented");
     }
-    return operation->second.handler(m_context, {*soap, hostAndPort});
+    return operation->second.handler(m_context, {*soap, hostAndPort, path});
 }
 
 } // namespace lumo::recorder

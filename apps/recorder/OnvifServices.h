@@ -4,6 +4,7 @@
 #pragma once
 
 #include "CommandService.h"
+#include "EventHub.h"
 #include "LiveStream.h"
 #include "RecordingStore.h"
 #include "Security.h"
@@ -22,6 +23,10 @@ constexpr const char* kMediaSpace = "http://www.onvif.org/ver10/media/wsdl";
 constexpr const char* kSearchSpace = "http://www.onvif.org/ver10/search/wsdl";
 constexpr const char* kRecordingSpace = "http://www.onvif.org/ver10/recording/wsdl";
 constexpr const char* kReplaySpace = "http://www.onvif.org/ver10/replay/wsdl";
+constexpr const char* kEventSpace = "http://www.onvif.org/ver10/events/wsdl";
+constexpr const char* kSubscriptionSpace = "http://docs.oasis-open.org/wsn/b-2";
+constexpr const char* kDeviceIoSpace = "http://www.onvif.org/ver10/deviceIO/wsdl";
+constexpr const char* kSubscriptionPath = "/onvif/subscription/"; // and its number
 constexpr const char* kTokenSpace = "urn:lumo:token:1";
 
 /// What the handlers of all services draw on.
@@ -32,6 +37,8 @@ struct OnvifContext {
     const DeviceZone& zone;
     const RecordingStore& recordings;
     DeviceState& state;
+    EventHub& events;
+    const Faults& faults;
     int talkers = 0; // how many channels, from the first on, have a loudspeaker
     int httpPort = 0;
     int rtspPort = 0;
@@ -46,6 +53,7 @@ struct OnvifContext {
 struct OnvifCall {
     const SoapRequest& soap;
     std::string hostAndPort;
+    std::string path; // of the address that was asked
     std::string host() const;
 };
 
@@ -63,6 +71,9 @@ const OperationTable& mediaOperations();
 const OperationTable& searchOperations();
 const OperationTable& recordingOperations();
 const OperationTable& replayOperations();
+const OperationTable& eventOperations();
+const OperationTable& subscriptionOperations();
+const OperationTable& deviceIoOperations();
 
 class OnvifServices
 {
@@ -72,7 +83,8 @@ public:
     }
 
     /// Answers a request to any service; the operation's namespace decides which.
-    SoapAnswer handle(const std::string& text, const std::string& tokenHeader, const std::string& hostAndPort);
+    SoapAnswer handle(const std::string& text, const std::string& tokenHeader, const std::string& hostAndPort,
+                      const std::string& path);
 
 private:
     OnvifContext& m_context;

@@ -36,6 +36,9 @@ constexpr const char* kUsage =
     "                       for, or by --prepare where this option is given)\n"
     "  --utc-offset MIN     the device's local time, in minutes from UTC (this machine's zone, as TZ says)\n"
     "  --clock-skew SEC     how far the device's clock is off (0)\n"
+    "  --alarm K:C:ON:EVERY an alarm that comes and goes: kind K (motion, tamper, loss, input, storage, network, "
+    "human,\n"
+    "                       face) of channel C is on for ON of EVERY seconds; may be given more than once\n"
     "  --no-discovery       do not answer WS-Discovery\n"
     "  --two-lenses         the cameras have two lenses each, whose scale the page can set\n"
     "  --prepare            encode what is not in the cache, then end\n";
@@ -117,6 +120,26 @@ std::string serialNumber(const std::string& text)
     return text;
 }
 
+/// "motion:0:5:20"
+AlarmPlan alarmPlan(const std::string& option, const std::string& text)
+{
+    std::vector<std::string> parts(1);
+    for (const char c : text) {
+        if (c == ':') {
+            parts.emplace_back();
+        } else {
+            parts.back() += c;
+        }
+    }
+    const auto kind = alarmOfName(parts[0]);
+    if (parts.size() != 4 || !kind) {
+        fail(option + ": '" + text + "' is not a kind, a channel and two numbers of seconds");
+    }
+    AlarmPlan plan{*kind, number(option, parts[1], 0, 63), 0, number(option, parts[3], 2, 86400)};
+    plan.onSeconds = number(option, parts[2], 1, plan.everySeconds - 1);
+    return plan;
+}
+
 // RTP's JPEG header counts in blocks of eight pixels, eight bits each way.
 void checkMjpeg(const PictureSize& s, const char* option)
 {
@@ -136,6 +159,11 @@ void checkTogether(const Options& o)
     }
     if (!o.webDir.empty() && !std::filesystem::is_directory(o.webDir)) {
         fail("--web: '" + o.webDir + "' is not a directory");
+    }
+    for (const AlarmPlan& plan : o.alarms) {
+        if (plan.channel >= placesOf(plan.kind, o.channels)) {
+            fail("--alarm: there is no " + std::string(alarmName(plan.kind)) + " " + std::to_string(plan.channel));
+        }
     }
     if (o.httpPort != 0 && o.httpPort == o.rtspPort) {
         fail("--http-port and --rtsp-port must differ");
@@ -172,6 +200,7 @@ void take(Options& o, const std::string& option, const std::string& value)
         {"--web", [](Options& o, auto& n, auto& v) { o.webDir = word(n, v); }},
         {"--cache", [](Options& o, auto& n, auto& v) { o.cacheDir = word(n, v); }},
         {"--received", [](Options& o, auto& n, auto& v) { o.receivedDir = word(n, v); }},
+        {"--alarm", [](Options& o, auto& n, auto& v) { o.alarms.push_back(alarmPlan(n, v)); }},
         {"--utc-offset", [](Options& o, auto& n, auto& v) { o.utcOffsetMinutes = number(n, v, -14 * 60, 14 * 60); }},
         {"--clock-skew", [](Options& o, auto& n, auto& v) { o.clockSkewSeconds = number(n, v, -100000, 100000); }},
     };

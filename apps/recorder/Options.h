@@ -1,8 +1,11 @@
 // The command line of lumo-recorder: every setting, checked once, constant afterwards.
 #pragma once
 
+#include "AlarmKind.h"
+
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace lumo::recorder
 {
@@ -36,6 +39,7 @@ struct Options {
     std::string receivedDir;             // of files and speech; empty: one of its own, removed at the end
     std::optional<int> utcOffsetMinutes; // the device's local time minus UTC; nothing: this machine's zone
     int clockSkewSeconds = 0;            // the device's clock minus the true one
+    std::vector<AlarmPlan> alarms;       // that come and go by themselves
     bool discovery = true;
     bool twoLenses = false;     // its cameras have a wide and a long lens
     bool prepareOnly = false;   // make all clips, then end

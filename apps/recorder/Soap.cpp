@@ -10,7 +10,11 @@ constexpr const char* kEnvelope =
     R"(<s:Envelope xmlns:s="http://www.w3.org/2003/05/soap-envelope")"
     R"( xmlns:tds="http://www.onvif.org/ver10/device/wsdl" xmlns:trt="http://www.onvif.org/ver10/media/wsdl")"
     R"( xmlns:tse="http://www.onvif.org/ver10/search/wsdl" xmlns:trc="http://www.onvif.org/ver10/recording/wsdl")"
-    R"( xmlns:trp="http://www.onvif.org/ver10/replay/wsdl")"
+    R"( xmlns:trp="http://www.onvif.org/ver10/replay/wsdl" xmlns:tev="http://www.onvif.org/ver10/events/wsdl")"
+    R"( xmlns:tmd="http://www.onvif.org/ver10/deviceIO/wsdl" xmlns:wsnt="http://docs.oasis-open.org/wsn/b-2")"
+    R"( xmlns:wstop="http://docs.oasis-open.org/wsn/t-1" xmlns:wsa="http://www.w3.org/2005/08/addressing")"
+    R"( xmlns:wsrf-rw="http://docs.oasis-open.org/wsrf/rw-2" xmlns:xs="http://www.w3.org/2001/XMLSchema")"
+    R"( xmlns:tns1="http://www.onvif.org/ver10/topics" xmlns:lumo="urn:lumo:topics:1")"
     R"( xmlns:tt="http://www.onvif.org/ver10/schema" xmlns:ter="http://www.onvif.org/ver10/error"><s:Body>)";
 
 // The namespace that a node's prefix stands for, looked up through its ancestors.
@@ -75,7 +79,7 @@ std::optional<SoapRequest> parseSoap(std::string_view text)
 
 SoapAnswer soapAnswer(const std::string& content)
 {
-    return {200, kEnvelope + content + "</s:Body></s:Envelope>"};
+    return {200, kEnvelope + content + "</s:Body></s:Envelope>", {}};
 }
 
 SoapAnswer soapFault(const std::string& code, const std::string& subcode, const std::string& reason)

@@ -5,6 +5,7 @@
 
 #include <pugixml.hpp>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,6 +26,8 @@ struct SoapRequest {
 struct SoapAnswer {
     int httpStatus = 200;
     std::string body; // a whole envelope
+    /// Where it is set, this is no answer yet: it is given whom to hand it to, once and later, on the main loop.
+    std::function<void(std::function<void(const SoapAnswer&)> done)> later = nullptr;
 };
 
 std::optional<SoapRequest> parseSoap(std::string_view text);

@@ -17,6 +17,8 @@ code { font-size: .8rem; word-break: break-all; } progress { width: 16rem; } .qu
 <h1>Recorder status</h1>
 <p id="lost" class="quiet" hidden>The recorder does not answer.</p>
 <h2>Firmware</h2><p id="firmware"></p>
+<h2>Alarms</h2><p id="events"></p><table id="alarms"><thead><tr><th>Kind<th>Channel<th><th></thead><tbody></table>
+<p><select id="kind"></select> <input id="channel" type="number" min="0" value="0"> <button id="raise">Raise</button></p>
 <h2>Talk</h2><table id="talk"><thead><tr><th>Channel<th>Heard<th>Largest gap<th>Says back<th>Talk<th>File</thead><tbody></table>
 <h2>Two lenses</h2><table id="lenses"><thead><tr><th>Channel<th>Stream<th>Scale</thead><tbody></table>
 <h2>Received</h2><table id="files"><thead><tr><th>What<th>Bytes<th>SHA-256<th>File</thead><tbody></table>
@@ -28,7 +30,7 @@ function fill(id, rows, none) {
     const tr = document.createElement("tr");
     for (const text of cells) {
       const td = document.createElement("td");
-      td.textContent = text;
+      td.append(text);
       tr.append(td);
     }
     return tr;
@@ -38,6 +40,20 @@ async function ask(path) {
   const reply = await fetch(path);
   return reply.ok ? reply.json() : null;
 }
+async function setAlarm(kind, channel, on) {
+  await fetch("/api/alarm", { method: "POST", body: JSON.stringify({ kind, channel, on }) });
+  await show();
+}
+for (const kind of ["motion", "tamper", "loss", "input", "storage", "network", "human", "face"])
+  document.querySelector("#kind").append(new Option(kind));
+document.querySelector("#raise").onclick = () =>
+  setAlarm(document.querySelector("#kind").value, +document.querySelector("#channel").value, true);
+function clearButton(alarm) {
+  const button = document.createElement("button");
+  button.textContent = "Clear";
+  button.onclick = () => setAlarm(alarm.kind, alarm.channel, false);
+  return button;
+}
 async function show() {
   try {
     const device = await ask("/api/device");
@@ -46,6 +62,10 @@ async function show() {
     document.querySelector("#firmware").innerHTML =
       `<code></code> ${up.total > 0 ? "last upgrade: " + states[up.state] : "never upgraded"} ${bar}`;
     document.querySelector("#firmware code").textContent = device.firmware;
+    const alarms = await ask("/api/alarm");
+    document.querySelector("#events").textContent = `${alarms.subscriptions} subscribed, ${alarms.changes} changes, ` +
+      `${alarms.sent} events sent, ${alarms.kept} kept, ${alarms.dropped} dropped`;
+    fill("alarms", alarms.on.map(a => [a.kind, a.channel, "on", clearButton(a)]), "all is quiet");
     const rooms = [];
     for (let c = 0; ; ++c) {
       const room = await ask(`/api/talk?channel=${c}`);

@@ -147,7 +147,7 @@ ApiAnswer TestApi::fault(const std::string& body)
         m_faults.setAnswerDelayMs(request["answerDelayMs"].asInt());
     } else if (request.isMember("replay")) {
         return replayFault(request);
-    } else if (request.isMember("command") || request.isMember("upload")) {
+    } else if (request.isMember("command") || request.isMember("upload") || request.isMember("events")) {
         return serviceFault(request);
     } else {
         return channelFault(request);
@@ -170,24 +170,31 @@ ApiAnswer TestApi::replayFault(const Json::Value& request)
 ApiAnswer TestApi::serviceFault(const Json::Value& request)
 {
     using Command = Faults::CommandFault;
+    using Event = Faults::EventFault;
     using Upload = Faults::UploadFault;
-    static const std::map<std::string, Command> commands = {{"none", Command::None},
-                                                            {"refuse", Command::Refuse},
-                                                            {"hang", Command::Hang},
-                                                            {"broken", Command::Broken},
-                                                            {"huge", Command::Huge}};
-    static const std::map<std::string, Upload> uploads = {
-        {"none", Upload::None}, {"slow", Upload::Slow}, {"fail", Upload::Fail}, {"busy", Upload::Busy}};
-    const bool command = request.isMember("command");
-    const Json::Value& named = request[command ? "command" : "upload"];
-    const std::string kind = named.isString() ? named.asString() : "";
-    if (command && commands.count(kind)) {
-        m_faults.setCommandFault(commands.at(kind));
-    } else if (!command && uploads.count(kind)) {
-        m_faults.setUploadFault(uploads.at(kind));
-    } else {
-        return badApiAnswer(400, "command: none, refuse, hang, broken, huge; upload: none, slow, fail, busy");
+    static const std::map<std::string, std::function<void(Faults&)>> faults = {
+        {"command none", [](Faults& f) { f.setCommandFault(Command::None); }},
+        {"command refuse", [](Faults& f) { f.setCommandFault(Command::Refuse); }},
+        {"command hang", [](Faults& f) { f.setCommandFault(Command::Hang); }},
+        {"command broken", [](Faults& f) { f.setCommandFault(Command::Broken); }},
+        {"command huge", [](Faults& f) { f.setCommandFault(Command::Huge); }},
+        {"events none", [](Faults& f) { f.setEventFault(Event::None); }},
+        {"events refuse", [](Faults& f) { f.setEventFault(Event::Refuse); }},
+        {"events hang", [](Faults& f) { f.setEventFault(Event::Hang); }},
+        {"events broken", [](Faults& f) { f.setEventFault(Event::Broken); }},
+        {"events huge", [](Faults& f) { f.setEventFault(Event::Huge); }},
+        {"upload none", [](Faults& f) { f.setUploadFault(Upload::None); }},
+        {"upload slow", [](Faults& f) { f.setUploadFault(Upload::Slow); }},
+        {"upload fail", [](Faults& f) { f.setUploadFault(Upload::Fail); }},
+        {"upload busy", [](Faults& f) { f.setUploadFault(Upload::Busy); }},
+    };
+    const char* service = request.isMember("command") ? "command" : request.isMember("events") ? "events" : "upload";
+    const Json::Value& named = request[service];
+    const auto found = faults.find(std::string(service) + " " + (named.isString() ? named.asString() : ""));
+    if (found == faults.end()) {
+        return badApiAnswer(400, "command, events: none, refuse, hang, broken, huge; upload: none, slow, fail, busy");
     }
+    found->second(m_faults);
     return goodApiAnswer(Json::Value(Json::objectValue));
 }
 

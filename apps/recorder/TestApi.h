@@ -8,6 +8,7 @@
 //                                                {"answerDelayMs":N} all answers but these come so late
 //                                                {"replay":"cut"|"stall"|"none","after":N} N pictures from now
 //                                                {"command":"refuse"|"hang"|"broken"|"huge"|"none"} of the service
+//                                                {"events":"refuse"|"hang"|"broken"|"huge"|"none"} of ONVIF's events
 //                                                {"upload":"slow"|"fail"|"busy"|"none"} of firmware and settings
 // Thread: main loop only.
 #pragma once

@@ -98,10 +98,13 @@ struct Recorder {
     std::vector<std::unique_ptr<TalkRoom>> rooms;
     DeviceState state{options.receivedDir, faults};
     RtspServer rtsp{options, store, faults, streams, rooms};
+    AlarmBoard alarms{options.channels};
+    EventHub events{alarms, faults, options.clockSkewSeconds};
     DeviceZone zone{options.utcOffsetMinutes};
     RecordingStore recordings{options, zone, store};
     ReplayServer replay{options, recordings, faults};
-    OnvifContext context{options, store, streams, zone, recordings, state, static_cast<int>(rooms.size())};
+    OnvifContext context{
+        options, store, streams, zone, recordings, state, events, faults, static_cast<int>(rooms.size())};
     OnvifServices onvif{context, faults};
     TestApi api{options,
                 store,
@@ -110,7 +113,7 @@ struct Recorder {
                 {[this](int channel) { return rtsp.dropChannel(channel); }, [this] { return rtsp.connections(); }}};
     RecordingApi recordingApi{options, zone, recordings};
     DeviceHttp device{options, faults, state, rooms};
-    HttpServer http{options, faults, onvif, api, recordingApi, recordings, streams, device};
+    HttpServer http{options, faults, onvif, api, recordingApi, recordings, streams, device, alarms, events};
     std::unique_ptr<Discovery> discovery;
 };
 
@@ -131,6 +134,9 @@ int serve(const Options& options, ClipStore& store)
     if (!recorder.context.httpPort) {
         return complain("cannot listen for HTTP on " + options.address + ":" + std::to_string(options.httpPort) + ": " +
                         error);
+    }
+    for (const AlarmPlan& plan : options.alarms) {
+        recorder.alarms.follow(plan);
     }
     if (options.discovery) {
         recorder.discovery = std::make_unique<Discovery>(options, recorder.faults, recorder.context.httpPort);

@@ -34,17 +34,20 @@ TEST(Options, DefaultsAreThePublishedOnes)
 TEST(Options, WrongOnesAreRefusedByName)
 {
     const std::vector<std::vector<const char*>> wrong = {
-        {"--main", "1280"},          {"--main", "1280x"},
-        {"--main", "1281x720"},      {"--main", "0x0"},
-        {"--sub", "640x99999"},      {"--http-port", "65536"},
-        {"--http-port", "-1"},       {"--rtsp-port", "8554x"},
-        {"--channels", "0"},         {"--channels", "65"},
-        {"--codec", "vp8"},          {"--fps", "0"},
-        {"--video", "/no/such.mp4"}, {"--web", "/no/such/folder"},
-        {"--serial", "A B"},         {"--user", ""},
-        {"--utc-offset", "x"},       {"--recorded", "3601"},
-        {"--recorded", "-1"},        {"--replay-port", "x"},
-        {"--colour", "red"},         {"--channels"},
+        {"--main", "1280"},           {"--main", "1280x"},
+        {"--main", "1281x720"},       {"--main", "0x0"},
+        {"--sub", "640x99999"},       {"--http-port", "65536"},
+        {"--http-port", "-1"},        {"--rtsp-port", "8554x"},
+        {"--channels", "0"},          {"--channels", "65"},
+        {"--codec", "vp8"},           {"--fps", "0"},
+        {"--video", "/no/such.mp4"},  {"--web", "/no/such/folder"},
+        {"--serial", "A B"},          {"--user", ""},
+        {"--utc-offset", "x"},        {"--recorded", "3601"},
+        {"--recorded", "-1"},         {"--replay-port", "x"},
+        {"--alarm", "motion"},        {"--alarm", "fire:0:5:20"},
+        {"--alarm", "motion:16:5:9"}, {"--alarm", "motion:0:9:9"},
+        {"--alarm", "storage:1:5:9"}, {"--alarm", "motion:0:5:20:"},
+        {"--colour", "red"},          {"--channels"},
     };
     for (const auto& arguments : wrong) {
         const auto parsed = parse(arguments);
