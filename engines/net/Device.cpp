@@ -23,7 +23,13 @@ Device::Device(IoLoop& loop, const Timings& timings) : m_loop(loop), m_timings(t
 
 std::unique_ptr<OnvifClient> Device::newClient(const Timings& timings) const
 {
-    auto client = std::make_unique<OnvifClient>(m_peer, timings, m_cancel);
+    return newConversation(timings, m_cancel);
+}
+
+std::unique_ptr<OnvifClient> Device::newConversation(const Timings& timings,
+                                                     std::shared_ptr<const std::atomic<bool>> cancel) const
+{
+    auto client = std::make_unique<OnvifClient>(m_peer, timings, std::move(cancel));
     client->setSkew(m_clock->get().skewMs);
     client->setPaths(m_paths);
     return client;

@@ -54,6 +54,12 @@ public:
     int talkSources(int channel, std::vector<StreamSource>& sources);
     /// What ONVIF has no words for; null where the device has none either.
     const CommandService* commands() const { return m_commands ? &*m_commands : nullptr; }
+    bool reportsAlarms() const { return !m_paths.events.empty(); }
+    /// Which of its names mean which channel.
+    AlarmSources alarmSources() const;
+    /// For who asks on a thread of their own, with a flag of their own: it outlives the device's being lost.
+    std::unique_ptr<OnvifClient> newConversation(const Timings& timings,
+                                                 std::shared_ptr<const std::atomic<bool>> cancel) const;
     /// An ability by its path; the device is asked once. 0 or LUMONET_ERROR.
     int hasAbility(const std::string& path, bool& has);
     /// Asks where a file is wanted: see OnvifClient::startUpload.

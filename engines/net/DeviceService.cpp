@@ -68,6 +68,21 @@ int Device::talkSources(int channel, std::vector<StreamSource>& sources)
     return first != 0 ? first : int(LUMONET_ERR_UNSUPPORTED);
 }
 
+AlarmSources Device::alarmSources() const
+{
+    AlarmSources sources;
+    for (int i = 0; i < channels(); ++i) {
+        const OnvifChannel& channel = m_channels[size_t(i)];
+        for (const std::string& name : channel.names)
+            sources.channels.emplace(name, i);
+    }
+    // Their own tokens last, and over all others: devices may use one word twice.
+    for (int i = 0; i < channels(); ++i)
+        sources.channels[m_channels[size_t(i)].source] = i;
+    sources.channels.erase("");
+    return sources;
+}
+
 int Device::hasAbility(const std::string& path, bool& has)
 {
     has = false;

@@ -3,7 +3,7 @@
 //   I/O loop    all sockets of all streams; data callbacks
 //   watchdog    one cheap request per login and period; disconnect callbacks
 //   worker      requests that nobody waits for (key frames)
-// and one for each playback, download, file and upgrade; two for each talk.
+// and one for each playback, download, file, upgrade and login with alarms; two for each talk.
 //
 // Thread: every call from any. m_mutex guards the tables only and is never held while a device is asked or a
 // callback runs.
@@ -68,6 +68,8 @@ public:
     int command(int login, const JsonQuestion& question, std::string& answer);
     int closeSendFile(int transfer);
     int closeUpgrade(int upgrade);
+    /// Also when they are open.
+    int openMessages(int login);
 
     /// LUMO_UPGRADE_...
     int upgradeState(int upgrade);
@@ -78,6 +80,7 @@ private:
         int failures = 0;      // watchdog only
         int64_t nextCheck = 0; // watchdog only
         std::set<int> streams;
+        bool alarms = false; // its messages are open
     };
     struct Stream {
         std::shared_ptr<LiveStream> live;
@@ -143,7 +146,7 @@ private:
     std::map<int, Stream> m_streams;            // m_mutex
     std::map<int, RunningTransfer> m_transfers; // m_mutex
     HandleRow m_loginHandles{0x10000}, m_streamHandles{0x20000}, m_playbackHandles{0x30000}, m_downloadHandles{0x40000},
-        m_talkHandles{0x50000}, m_sendHandles{0x60000}, m_upgradeHandles{0x70000};
+        m_talkHandles{0x50000}, m_sendHandles{0x60000}, m_upgradeHandles{0x70000}, m_alarmHandles{0x80000};
 
     std::recursive_mutex m_disconnectMutex; // held while the disconnect callback runs
     std::mutex m_waitMutex;

@@ -49,6 +49,8 @@ public:
     HttpReply upload(const std::string& url, const HttpUpload& upload, const std::vector<std::string>& headers);
 
     static constexpr size_t kMaxReply = 16u << 20; // bytes
+    /// How long a request may take from now on.
+    void setRequestMs(int ms) { m_requestMs = ms; }
     /// What may be answered from now on; more is refused as soon as it is seen.
     void setMaxReply(size_t bytes) { m_maxReply = bytes; }
 

@@ -2,6 +2,7 @@
 // per thread here, and everything else is Engine's. The other calls stand in LumoNetDevice.cpp.
 #include "Calls.h"
 #include "Defaults.h"
+#include "MessageSink.h"
 
 #include <curl/curl.h>
 #include <openssl/crypto.h>
@@ -16,10 +17,6 @@ namespace
 std::mutex g_mutex;
 std::shared_ptr<Engine> g_engine; // g_mutex
 thread_local int t_lastError = LUMONET_ERR_NONE;
-
-// Kept apart from the engine: the callback may be set before a login, and is called once alarms are read.
-LumoMessageCallback g_message = nullptr; // g_mutex
-void* g_messageUser = nullptr;           // g_mutex
 
 int loginResult(const std::shared_ptr<Engine>& e, NetDeviceInfo* pInfo, int* pError,
                 const std::function<int(Engine&, NetDeviceInfo&)>& login)
@@ -147,17 +144,12 @@ int LUMONET_ReleaseLogin(int nLoginID)
 
 void LUMONET_SetMessageCallback(LumoMessageCallback fnMessage, void* pUser)
 {
-    std::lock_guard lock(g_mutex);
-    g_message = fnMessage;
-    g_messageUser = pUser;
+    messageSink().set(fnMessage, pUser);
 }
 
 int LUMONET_OpenMessageChannel(int nLoginID)
 {
-    return withEngine([&](Engine& e) {
-        const int error = e.checkLogin(nLoginID);
-        return error != 0 ? error : int(LUMONET_ERR_UNSUPPORTED);
-    });
+    return withEngine([&](Engine& e) { return e.openMessages(nLoginID); });
 }
 
 int LUMONET_RealPlay(int nLoginID, const StreamOpenInfo* pInfo)

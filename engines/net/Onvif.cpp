@@ -198,6 +198,7 @@ std::vector<OnvifChannel> parseChannels(std::string_view profilesXml, std::strin
             xml::text(xml::child(xml::child(profile, "VideoSourceConfiguration"), "SourceToken"));
         const auto resolution = xml::child(xml::child(profile, "VideoEncoderConfiguration"), "Resolution");
         const std::string token = profile.attribute("token").value();
+        const std::string configuration = xml::child(profile, "VideoSourceConfiguration").attribute("token").value();
         if (source.empty() || token.empty() || !xml::child(profile, "VideoEncoderConfiguration"))
             return;
         const long pixels = std::clamp(xml::child(resolution, "Width").text().as_int(), 0, 32767) *
@@ -214,6 +215,8 @@ std::vector<OnvifChannel> parseChannels(std::string_view profilesXml, std::strin
             s.channel.profiles[1] = token;
         }
         s.channel.source = source;
+        s.channel.names.push_back(token);
+        s.channel.names.push_back(configuration);
         s.channel.talks = s.channel.talks || xml::find(profile, "AudioOutputConfiguration");
     });
     // A source without a profile keeps its place, so that the numbers of the others stay.
@@ -297,7 +300,8 @@ bool findDate(std::string_view text, int& year, int& month, int& day)
 }
 
 OnvifClient::OnvifClient(OnvifPeer peer, const Timings& timings, std::shared_ptr<const std::atomic<bool>> cancel)
-    : m_peer(std::move(peer)), m_http(timings.connectMs, timings.requestMs, std::move(cancel))
+    : m_peer(std::move(peer)), m_http(timings.connectMs, timings.requestMs, std::move(cancel)),
+      m_requestMs(timings.requestMs)
 {
     if (m_peer.token.empty())
         m_http.setCredentials(m_peer.user, m_peer.password);
@@ -309,14 +313,14 @@ std::string OnvifClient::url(const std::string& path) const
 }
 
 int OnvifClient::call(const std::string& path, const std::string& action, const std::string& body, bool withUser,
-                      std::string& reply)
+                      std::string& reply, const std::string& moreHeader)
 {
-    std::string header;
+    std::string header = moreHeader;
     std::vector<std::string> lines;
     if (withUser && !m_peer.token.empty())
         lines.push_back("X-Lumo-Token: " + m_peer.token);
     else if (withUser && !m_peer.user.empty())
-        header = usernameToken(m_peer.user, m_peer.password, randomBytes(16), isoTime(wallClockMs() + m_skewMs));
+        header += usernameToken(m_peer.user, m_peer.password, randomBytes(16), isoTime(wallClockMs() + m_skewMs));
     const HttpReply r =
         m_http.post(url(path), std::string(kSoapType) + "; action=\"" + action + "\"", envelope(header, body), lines);
     if (r.error != 0)
@@ -364,6 +368,10 @@ int OnvifClient::readServices()
                 m_paths.search = path();
             else if (ns == kReplayNs)
                 m_paths.replay = path();
+            else if (ns == kEventNs)
+                m_paths.events = path();
+            else if (ns == kDeviceIoNs)
+                m_paths.deviceIo = path();
             else if (ns == kCommandNamespace)
                 m_paths.command = path();
             m_knowsTokens = m_knowsTokens || ns == kTokenNamespace;
@@ -393,6 +401,8 @@ int OnvifClient::readCapabilities()
     };
     m_paths.search = further("Search");
     m_paths.replay = further("Replay");
+    m_paths.events = further("Events");
+    m_paths.deviceIo = further("DeviceIO");
     return 0;
 }
 

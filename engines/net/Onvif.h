@@ -2,6 +2,7 @@
 // device. Thread: one at a time; every call blocks up to its time-out.
 #pragma once
 
+#include "AlarmNotice.h"
 #include "DeviceClock.h"
 #include "Http.h"
 #include "Timings.h"
@@ -31,6 +32,7 @@ struct OnvifInfo {
 struct OnvifChannel {
     std::string source;
     std::array<std::string, 2> profiles; // tokens: main, sub
+    std::vector<std::string> names;      // further tokens that mean it: all its profiles and configurations
     bool talks = false;                  // a profile of it names a loudspeaker
 };
 
@@ -44,6 +46,13 @@ struct OnvifRecording {
 struct OnvifUpload {
     std::string url;
     int64_t delayMs = 0;
+};
+
+/// Where a device keeps its events for us, and how long.
+struct OnvifPullPoint {
+    std::string path;
+    std::string header; // what the device wants to see again in each request
+    int64_t lifeMs = 0; // from the answer on
 };
 
 /// What a device that is at work already answers to a further upgrade; the program tells it apart from a refusal.
@@ -77,22 +86,37 @@ public:
     /// "StartFirmwareUpgrade", "StartSystemRestore": 0, LUMONET_ERROR, or kDeviceBusy.
     int startUpload(const char* operation, OnvifUpload& upload);
 
+    // Events; OnvifEvents.cpp
+
+    /// A place of ours for events, for so long if the device agrees.
+    int createPullPoint(int64_t lifeMs, OnvifPullPoint& point);
+    /// Waits at the device for events, up to holdMs. events: how many came, and what they say is appended to notices.
+    int pullEvents(const OnvifPullPoint& point, int holdMs, int limit, const AlarmSources& sources, int& events,
+                   std::vector<AlarmNotice>& notices);
+    int renewPullPoint(int64_t lifeMs, OnvifPullPoint& point);
+    int endPullPoint(const OnvifPullPoint& point);
+    /// The tokens of the digital inputs, in order.
+    int readInputs(std::vector<std::string>& tokens);
+
     /// The services' paths; empty where the device has none.
     struct Paths {
-        std::string media, search, replay, command;
+        std::string media, search, replay, command, events, deviceIo;
     };
     const Paths& paths() const { return m_paths; }
     void setPaths(const Paths& paths) { m_paths = paths; }
 
 private:
     int call(const std::string& path, const std::string& action, const std::string& body, bool withUser,
-             std::string& reply);
+             std::string& reply, const std::string& moreHeader = {});
+    int callEvents(const std::string& path, const std::string& action, const std::string& body,
+                   const std::string& moreHeader, std::string& reply);
     std::string url(const std::string& path) const;
     int readCapabilities();
     void readName(OnvifInfo& info);
 
     OnvifPeer m_peer;
     HttpClient m_http;
+    const int m_requestMs;
     int64_t m_skewMs = 0;
     Paths m_paths;
     bool m_knowsTokens = false;
@@ -116,6 +140,10 @@ bool parseClock(std::string_view xml, int64_t nowMs, DeviceClock& clock);
 std::vector<OnvifChannel> parseChannels(std::string_view profilesXml, std::string_view sourcesXml);
 /// "PT5S", "P1DT2H": an XML duration of days and less, in milliseconds; 0 for anything else.
 int64_t parseDurationMs(std::string_view text);
+/// False for what is no answer to PullMessages.
+bool parseEvents(std::string_view xml, const AlarmSources& sources, int& events, std::vector<AlarmNotice>& notices);
+/// False when it names no address. lifeMs: taken where the device tells no time.
+bool parsePullPoint(std::string_view xml, int64_t lifeMs, OnvifPullPoint& point);
 /// A date like 2026-01-31, 2026/1/31 or 20260131 in a firmware text.
 bool findDate(std::string_view text, int& year, int& month, int& day);
 

@@ -29,6 +29,11 @@ struct Timings {
     int uploadAnswerMs = 120000; // from the last byte of a file to the answer: devices write it down first
     int upgradeLookMs = 500;     // between two looks at an upgrade that the device makes by itself
     int upgradeFailures = 3;     // such looks without an answer, in a row, that end it
+    int alarmKeepMs = 60000;     // for which a device is asked to keep events; asked again at half of it
+    int alarmPullMs = 10000;     // for which a device may hold back its answer when it has none
+    int alarmGatherMs = 50;      // after some events, before more are asked for
+    int alarmIdleMs = 1000;      // between questions to a device that answers at once that it has none
+    int alarmFarewellMs = 500;   // for telling a device that nobody listens any more
     int busyTries = 5;           // further attempts at an opening that was answered with 503
     int busyRetryMs = 100;       // between them
     int retriesPerStep = 5;      // the last step has no end

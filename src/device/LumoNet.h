@@ -140,7 +140,8 @@ typedef struct LumoTalkInfo {
 
 /** What a device reports by itself. 172 bytes. */
 typedef struct LumoAlarmMessage {
-    int32_t nChannel;               /* from 0; 0 too where it concerns the device as a whole */
+    int32_t nChannel;               /* from 0, of an input its number; 0 too where it concerns the device as a whole,
+                                       -1 where the device names a source that is none of its channels */
     int32_t nEvent;                 /* LUMO_ALARM_... */
     int32_t nStatus;                /* LUMO_ALARM_STATUS_... */
     uint8_t reserved[160];          /* 0 */
@@ -161,6 +162,7 @@ enum {
     LUMO_ALARM_NET_IP_CONFLICT  = 17,
     LUMO_ALARM_VIDEO_ANALYZE    = 25, /* a rule that looks at the picture */
     LUMO_ALARM_LOGIN_FAILED     = 29,
+    LUMO_ALARM_VIDEO_BLUR       = 34,
     LUMO_ALARM_PLATE            = 35,
     LUMO_ALARM_HUMAN            = 39,
     LUMO_ALARM_FACE             = 40,

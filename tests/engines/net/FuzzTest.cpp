@@ -1,9 +1,11 @@
 // Every parser takes any bytes. Seeds are sound inputs, changed at random but the same way in each run; a sanitizer
 // build is what makes these runs tell. LUMO_FUZZ_ROUNDS asks for more than the short default.
+#include "AlarmBook.h"
 #include "Bytes.h"
 #include "Depacketizer.h"
 #include "Digest.h"
 #include "Discovery.h"
+#include "EventPeer.h"
 #include "Onvif.h"
 #include "RecordedName.h"
 #include "RtspMessage.h"
@@ -220,6 +222,48 @@ TEST(Fuzz, OnvifTexts)
             int y, m, d;
             findDate(textOf(b), y, m, d);
         });
+}
+
+TEST(Fuzz, EventMessages)
+{
+    const AlarmSources sources{{{"s0", 0}}, {{"in_a", 0}}};
+    const auto bodyOf = [](const std::string& messages) {
+        const std::string reply = pullAnswer(messages);
+        return reply.substr(reply.find('<'));
+    };
+    AlarmBook book;
+    int64_t now = 0;
+    fuzz({bytesOf(bodyOf(eventXml({"tns1:VideoSource/MotionAlarm", "s0"}) +
+                         eventXml({"tns1:RuleEngine/LineDetector/Crossed", "s0", "ObjectId", "7"}))),
+          bytesOf(bodyOf(eventXml({"tns1:RuleEngine/ObjectDetection/Object", "s0", "ClassTypes", "Human Face"}))),
+          bytesOf("<PullMessagesResponse>" + eventXml({"tns1:Device/Trigger/DigitalInput", "in_a", "State", "0"}) +
+                  "</PullMessagesResponse>")},
+         [&](const Bytes& b) {
+             int events = 0;
+             std::vector<AlarmNotice> notices;
+             parseEvents(textOf(b), sources, events, notices);
+             std::vector<LumoAlarmMessage> messages;
+             for (const AlarmNotice& notice : notices) {
+                 EXPECT_GT(notice.event, 0);
+                 EXPECT_TRUE(notice.channel == 0 || notice.channel == -1);
+                 book.take(notice, ++now, messages);
+             }
+             EXPECT_LE(messages.size(), notices.size());
+             EXPECT_LE(book.keys(), AlarmBook::kMaxKeys);
+         });
+    fuzz({bytesOf("VideoSource/MotionAlarm"), bytesOf("tns1:RuleEngine/x:Own/PeopleDetect")},
+         [](const Bytes& b) { EXPECT_GE(eventOfTopic(textOf(b)), 0); });
+    fuzz({bytesOf("<R xmlns:z='z'><SubscriptionReference><Address>http://h:1/s</Address><ReferenceParameters><z:Id>1"
+                  "</z:Id></ReferenceParameters></SubscriptionReference><CurrentTime>2020-01-01T00:00:00Z</CurrentTime>"
+                  "<TerminationTime>2020-01-01T00:00:30Z</TerminationTime></R>")},
+         [](const Bytes& b) {
+             OnvifPullPoint point;
+             if (parsePullPoint(textOf(b), 60000, point)) {
+                 EXPECT_TRUE(point.path.starts_with('/'));
+                 EXPECT_GE(point.lifeMs, 2000);
+                 EXPECT_LE(point.lifeMs, 60000);
+             }
+         });
 }
 
 TEST(Fuzz, H264Packets)

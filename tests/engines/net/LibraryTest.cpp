@@ -114,7 +114,7 @@ TEST_F(Library, WhatIsNotSpokenYetIsUnsupported)
     const auto unsupported = [](int result) {
         return result == 0 && LUMONET_GetLastError() == LUMONET_ERR_UNSUPPORTED;
     };
-    EXPECT_TRUE(unsupported(LUMONET_OpenMessageChannel(l)));
+    EXPECT_TRUE(unsupported(LUMONET_OpenMessageChannel(l))) << "a bare address has no events";
     EXPECT_TRUE(unsupported(LUMONET_QueryValue(l, query, &value, 10)));
 }
 

@@ -418,6 +418,12 @@ std::string OnvifDevicePeer::reply(const std::string& action, const PeerRequest&
                  (token.empty()
                       ? ""
                       : "<t:Service><t:Namespace>urn:lumo:token:1</t:Namespace><t:XAddr>x</t:XAddr></t:Service>") +
+                 (onEvents ? "<t:Service><t:Namespace>http://www.onvif.org/ver10/events/wsdl</t:Namespace><t:XAddr>" +
+                                 away + "/events</t:XAddr></t:Service>" +
+                                 "<t:Service><t:Namespace>http://www.onvif.org/ver10/deviceIO/wsdl</t:Namespace>"
+                                 "<t:XAddr>" +
+                                 away + "/events</t:XAddr></t:Service>"
+                           : std::string()) +
                  (commandPath.empty() ? ""
                                       : "<t:Service><t:Namespace>urn:lumo:command:1</t:Namespace><t:XAddr>" + away +
                                             commandPath + "</t:XAddr></t:Service>") +
@@ -484,6 +490,20 @@ bool OnvifDevicePeer::serveHttp(PeerConnection& connection, const PeerRequest& r
     return true;
 }
 
+std::string OnvifDevicePeer::answerTo(const std::string& action, const PeerRequest& r)
+{
+    static const std::set<std::string> kEvents = {"CreatePullPointSubscription", "PullMessages", "Renew", "Unsubscribe",
+                                                  "GetDigitalInputs"};
+    bool event = false;
+    std::string text;
+    set([&] {
+        event = onEvents && kEvents.count(action) && !rawReplyTo.count(action) && authorized(r);
+        if (!event)
+            text = reply(action, r);
+    });
+    return event ? onEvents(action, r) : text;
+}
+
 void OnvifDevicePeer::serve(PeerConnection& connection)
 {
     while (auto r = connection.read(m_stop)) {
@@ -499,13 +519,12 @@ void OnvifDevicePeer::serve(PeerConnection& connection)
             }
             continue;
         }
-        bool raw;
-        std::string text;
-        set([&] {
-            raw = rawReplyTo.count(action) > 0;
-            text = reply(action, asReceived);
-        });
+        const std::string text = answerTo(action, asReceived);
         connection.send(text);
+        bool raw = false;
+        set([&] { raw = rawReplyTo.count(action) > 0; });
+        while (text.empty() && !raw && !m_stop && connection.open())
+            connection.fill(kTickMs);
         if (raw)
             connection.close();
     }

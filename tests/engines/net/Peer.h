@@ -180,6 +180,9 @@ public:
     std::string commandPath;
     /// Whole HTTP replies to what is not SOAP: commands and uploads. Empty: no answer.
     std::function<std::string(const PeerRequest&)> onHttp;
+    /// Whole HTTP replies to what is asked of its event and input services; empty: it has none. Empty reply: no answer.
+    /// Called without the script's lock: it may wait.
+    std::function<std::string(const std::string& action, const PeerRequest&)> onEvents;
     std::atomic<bool> deaf{false}; // accepts, and never answers
     std::atomic<int> failNext{0};  // so many requests get no answer
 
@@ -189,6 +192,7 @@ protected:
 private:
     std::string reply(const std::string& action, const PeerRequest& request);
     bool serveHttp(PeerConnection& connection, const PeerRequest& request);
+    std::string answerTo(const std::string& action, const PeerRequest& request);
     bool authorized(const PeerRequest& request) const;
 };
 

@@ -53,7 +53,8 @@ protected:
     int enter(const std::string& tail = "") { return login("127.0.0.1" + tail, m_http); }
 
     /// The recorder's own HTTP call for tests.
-    bool fault(const std::string& json)
+    bool fault(const std::string& json) { return post("/api/fault", json); }
+    bool post(const std::string& path, const std::string& json)
     {
         Socket socket;
         PollSet poll;
@@ -61,7 +62,7 @@ protected:
             return false;
         const size_t slot = poll.add(socket.handle(), false, true);
         poll.wait(kLongMs);
-        const std::string text = "POST /api/fault HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(m_http) +
+        const std::string text = "POST " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(m_http) +
                                  "\r\nContent-Type: application/json\r\nConnection: close\r\nContent-Length: " +
                                  std::to_string(json.size()) + "\r\n\r\n" + json;
         socket.send(text.data(), text.size());
