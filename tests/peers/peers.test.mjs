@@ -84,6 +84,49 @@ test('onvif-nvt: logs in and asks for a stream', async () => {
     assert.equal(new URL(answer.data.GetStreamUriResponse.MediaUri.Uri).port, String(ports.rtsp));
 });
 
+const alarm = async (request) => {
+    const reply = await fetch(`http://127.0.0.1:${ports.http}/api/alarm`, { method: 'POST', body: JSON.stringify(request) });
+    assert.equal(reply.status, 200);
+};
+const nameOf = (message) => [message.message.message.data.simpleItem].flat()[0].$;
+const sourceOf = (message) => [message.message.message.source.simpleItem].flat()[0].$.Value;
+
+test('onvif: pulls the events that are raised', async () => {
+    const cam = await connect(password);
+    const properties = await called((done) => cam.getEventProperties(done));
+    assert.ok(properties.topicSet.videoSource.motionAlarm);
+    const seen = [];
+    const wanted = [
+        ['MotionAlarm', 'source_1', 'State', 'true'],
+        ['DigitalInput', 'input_2', 'LogicalState', 'true'],
+        ['StorageFailure', 'storage_0', 'Failed', 'true'],
+        ['MotionAlarm', 'source_1', 'State', 'false'],
+    ];
+    const all = new Promise((done, fail) => {
+        cam.on('eventsError', fail);
+        cam.on('event', (message) => {
+            const { Name, Value } = nameOf(message);
+            // Told first is how all stands.
+            if (message.message.message.$.PropertyOperation !== 'Changed') return;
+            seen.push([message.topic._.split('/').at(-1), sourceOf(message), Name, String(Value)]);
+            if (seen.length === wanted.length) done();
+        });
+    });
+    const subscribed = async () => (await (await fetch(`http://127.0.0.1:${ports.http}/api/alarm`)).json()).sent > 0;
+    for (let tries = 0; !(await subscribed()); ++tries) {
+        assert.ok(tries < 200, 'it subscribes');
+        await new Promise((done) => setTimeout(done, 50));
+    }
+    await alarm({ kind: 'motion', channel: 1, on: true });
+    await alarm({ kind: 'input', channel: 2, on: true });
+    await alarm({ kind: 'storage', channel: 0, on: true });
+    await alarm({ kind: 'motion', channel: 1, on: false });
+    await all;
+    assert.deepEqual(seen, wanted);
+    cam.removeAllListeners('event'); // it unsubscribes by itself then
+    await alarm({ clear: true });
+});
+
 for (const [odd, codec] of ['H.264', 'H.265'].entries()) {
     test(`mpv plays ${codec}`, () => {
         const { code, said } = play('mpv', [
