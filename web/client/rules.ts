@@ -13,8 +13,8 @@ export interface RulePoint {
 }
 
 /**
- * The side that the arrow points to: `forward` is to the right of the way from the first point to the second on a line
- * that is not upright.
+ * The side that the arrow points to: `forward` is to the right of who walks from the first point to the second, `backward`
+ * to the left. On the first edge of a region that is upright it is the other way round.
  */
 export type RuleArrow = 'forward' | 'backward' | 'both' | 'none';
 

@@ -49,9 +49,23 @@ export interface FakeMaintenance {
     imported(ret: number): void;
 }
 
+export interface FakePicture {
+    /** Left, top, right, bottom of the shown part, by channel; none for the whole picture. */
+    regions: Map<number, number[]>;
+    opened: Set<number>;
+    presets: Map<number, Map<number, number[]>>;
+    colour: { Channel: number; Stream: number } | null;
+    rule: AnyRequest | null;
+    /** A right click of the user into the selected cell. */
+    quit(): void;
+    /** 0 no, 1 yes. */
+    offer(nShowElect: number): void;
+}
+
 export interface FakeProcess {
     audio: FakeAudio;
     maintenance: FakeMaintenance;
+    picture: FakePicture;
     page: number;
     selected: number;
     cells: number[];
@@ -68,6 +82,8 @@ export interface FakeHostSettings {
     picked?: string;
     page?: string;
     reloginRet?: number;
+    /** Of a start of the colour page's stream. */
+    colourRet?: number;
     /** 1 for each channel that can talk; null: the device does not say. All can without it. */
     talkers?: number[] | null;
     noMicrophone?: boolean;

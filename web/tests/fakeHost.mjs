@@ -8,6 +8,7 @@ import { extname, join, normalize } from 'node:path';
 import { WebSocketServer } from 'ws';
 import { FakeAudio } from './fakeAudio.mjs';
 import { FakeMaintenance } from './fakeMaintenance.mjs';
+import { FakePicture } from './fakePicture.mjs';
 import { FakePlayback } from './fakePlayback.mjs';
 
 const MIME = { '.html': 'text/html', '.js': 'text/javascript', '.css': 'text/css', '.svg': 'image/svg+xml' };
@@ -35,6 +36,7 @@ class FakeProcess {
         this.playback = new FakePlayback(options, this.config, send);
         this.audio = new FakeAudio(options, send);
         this.maintenance = new FakeMaintenance(options, send);
+        this.picture = new FakePicture(options, send, () => this.cells[this.selected]);
     }
 
     handle(request) {
@@ -46,6 +48,7 @@ class FakeProcess {
             case 3: return this.split(reply);
             case 5: return this.playback.handle(request, reply);
             case 4: return this.preview(request, reply);
+            case 6: return this.picture.colourPage(request, reply);
             case 8: return this.login(request, reply);
             case 9: this.loggedIn = false; this.cells.fill(-1); return;
             case 11: case 29: return reply({ Ret: 100 });
@@ -55,9 +58,11 @@ class FakeProcess {
             case 19: return this.send({ Msg: 19, Channel: request.SubType, MsgID: request.MsgID, Ret: this.cells.includes(request.SubType) ? 100 : 1016 });
             case 20: return this.audio.voice(request, reply);
             case 21: return this.maintenance.online(request, reply);
+            case 24: return this.picture.steer(request, reply);
             case 25: return this.maintenance.local(request, reply);
             case 28: this.playback.leave(); this.audio.talking = null; this.cells.fill(-1); this.sound = -1; return reply({ Ret: this.options.reloginRet ?? 100, Id: 7, SerialNo: 'LUMO00000001' });
             case 30: return this.maintenance.importFile(request);
+            case 34: return this.picture.setRule(request, reply);
             default: return reply({ Ret: 1019 });
         }
     }
@@ -73,6 +78,7 @@ class FakeProcess {
     /** Live streams stop when their page is left for playback, and stand in their cells again when it comes back. */
     showPage(page, reply) {
         if (page !== 1) this.playback.leave();
+        if (page !== 2) this.picture.colour = null;
         if (page === 1 && this.page !== 1) {
             const shown = this.cells.map((channel, wnd) => ({ channel, wnd, stream: this.streams[channel] })).filter(({ channel }) => channel >= 0);
             if (shown.length > 0) this.away = shown;
@@ -119,6 +125,7 @@ class FakeProcess {
     }
 
     startOne({ Channel, Stream }, reply) {
+        this.picture.forget();
         this.remove(Channel);
         const oldChn = this.cells[this.selected];
         if (oldChn >= 0) this.remove(oldChn);
@@ -129,6 +136,7 @@ class FakeProcess {
     }
 
     startMany({ Channel, Stream }, reply) {
+        this.picture.forget();
         const count = Channel === -1 ? this.options.channels : Math.trunc(Channel / 100) * 4;
         if (Channel !== -1) this.selected = 0;
         const ChnStatus = [];
@@ -235,7 +243,7 @@ class FakeProcess {
 
 /**
  * @param {{channels?: number, refuse?: number[], picked?: string, page?: string, reloginRet?: number,
- *          talkers?: number[] | null, noMicrophone?: boolean,
+ *          colourRet?: number, talkers?: number[] | null, noMicrophone?: boolean,
  *          firmware?: string | null, upgradeRet?: number, importRet?: number, pickerFails?: boolean, refusePlayback?: number[], refuseDownload?: boolean, brokenFile?: boolean, recordings?: any,
  *          intercept?: (request: any, send: (message: unknown) => void) => boolean}} options
  *   `intercept` sees every request first; true means that it was dealt with. `recordings` is the device's list, by date and

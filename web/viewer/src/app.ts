@@ -9,6 +9,8 @@ import { LiveActions } from './live.ts';
 import { loginDefaults, LoginView } from './loginView.ts';
 import { splitFor } from './model.ts';
 import type { Params, Surroundings } from './params.ts';
+import { ColorView } from './picture/colorView.ts';
+import { RulePanel } from './picture/rulePanel.ts';
 import { PicturePanel } from './picturePanel.ts';
 import { PlaybackView } from './playback/playbackView.ts';
 import { recall, remember } from './remember.ts';
@@ -33,6 +35,8 @@ export class App {
     private readonly list: ChannelList;
     private readonly status: StatusLine;
     private readonly picture: PicturePanel;
+    private readonly rule: RulePanel;
+    private readonly color: ColorView;
     private readonly settings: SettingsPanel;
     private readonly talk: TalkPanel;
     private readonly device: DevicePanel;
@@ -59,12 +63,14 @@ export class App {
         this.list = new ChannelList(this.session, this.actions);
         this.status = new StatusLine(this.session, title.text);
         this.picture = new PicturePanel(this.session, this.actions);
+        this.rule = new RulePanel(this.session);
+        this.color = new ColorView(this.session);
         this.settings = new SettingsPanel(this.session, kept.fill === true, (fill) => this.setFill(fill));
         this.talk = new TalkPanel(this.session);
         this.device = new DevicePanel(this.session);
         const middle = h('div', { class: 'middle' }, this.stage, this.playback.day.element);
         this.workspace = h('div', { class: 'workspace' }, this.list.element, this.playback.channels.element, middle,
-            this.talk.element, this.picture.element, this.device.element, this.settings.element, this.playback.files.element);
+            this.talk.element, this.picture.element, this.rule.element, this.device.element, this.settings.element, this.playback.files.element);
         this.setFill(kept.fill === true);
         this.session.on('changed', () => this.queueRender());
         this.session.on('recovered', (channels) => void this.onRecovered(channels));
@@ -73,7 +79,7 @@ export class App {
     }
 
     start(): void {
-        this.root.replaceChildren(this.header.element, this.toolbar.element, this.playback.toolbar.element, this.workspace, this.login.element, this.status.element);
+        this.root.replaceChildren(this.header.element, this.toolbar.element, this.playback.toolbar.element, this.color.toolbar, this.workspace, this.login.element, this.status.element);
         this.render();
         this.login.focus();
         if (this.params.auto) this.session.client.once('open').then(() => this.enter(this.login.device()));
@@ -100,7 +106,7 @@ export class App {
         if (split !== null && split !== model.split) await actions.setSplit(split);
         if (count === 1) await actions.start(0);
         else if (count > 1) await actions.startFirst(count, model.split);
-        if (params.view === 'playback') await this.show('playback');
+        if (params.view !== 'live') await this.show(params.view);
     }
 
     /** One page of the surface at a time: the streams of the other stop. */
@@ -108,16 +114,23 @@ export class App {
         if (view === this.view || this.switching || this.session.phase !== 'live' || !this.mayLeave()) return;
         this.switching = true;
         if (this.openPanel !== 'settings') this.openPanel = null;
-        if (view === 'playback') {
-            const { playing } = this.actions.leave();
-            if (await this.playback.actions.enter(playing)) this.view = view;
-        } else {
-            this.playback.lost('');
-            this.view = view;
-            await this.actions.enter();
-        }
+        await this.switchTo(view);
         this.switching = false;
         this.render();
+    }
+
+    /** The live streams stop for playback only: behind the image they go on. */
+    private async switchTo(view: ViewName): Promise<void> {
+        if (this.view === 'playback') this.playback.lost('');
+        if (view === 'playback') {
+            const { playing } = this.actions.leave();
+            if (!(await this.playback.actions.enter(playing))) return;
+        } else if (view === 'color') {
+            if (!(await this.color.enter())) return;
+        }
+        if (view !== 'color') this.color.left();
+        this.view = view;
+        if (view === 'live') await this.actions.enter();
     }
 
     /** Leaving playback ends a download; that is not to happen by mistake. */
@@ -131,12 +144,23 @@ export class App {
         return false;
     }
 
-    private onRecovered(channels: readonly number[]): Promise<unknown> {
+    private async onRecovered(channels: readonly number[]): Promise<unknown> {
+        this.rule.restore();
+        if (this.view === 'color') await this.backToLive();
         return this.view === 'playback' ? this.playback.actions.reenter() : this.actions.restore(channels);
+    }
+
+    /** The image's own login went with the other. */
+    private async backToLive(): Promise<void> {
+        this.color.left();
+        this.view = 'live';
+        await this.actions.enter();
     }
 
     private onEnded(): void {
         this.playback.lost('');
+        this.color.left();
+        this.rule.forget();
         this.actions.forget();
         this.view = 'live';
         this.openPanel = null;
@@ -181,14 +205,17 @@ export class App {
         const inside = phase === 'live' || phase === 'recovering';
         const live = inside && this.view === 'live';
         const playback = inside && this.view === 'playback';
+        const color = inside && this.view === 'color';
         this.root.dataset.phase = phase;
         this.root.dataset.view = this.view;
         this.login.element.hidden = inside;
         this.workspace.hidden = !inside;
         this.toolbar.element.hidden = this.list.element.hidden = !live;
         this.playback.toolbar.element.hidden = this.playback.channels.element.hidden = this.playback.day.element.hidden = !playback;
+        this.color.toolbar.hidden = !color;
         this.talk.element.hidden = this.openPanel !== 'talk';
-        this.picture.element.hidden = this.openPanel !== 'picture';
+        this.picture.element.hidden = this.openPanel !== 'picture' && !color;
+        this.rule.element.hidden = this.openPanel !== 'rule';
         this.device.element.hidden = this.openPanel !== 'device';
         this.settings.element.hidden = this.openPanel !== 'settings';
         this.playback.files.element.hidden = this.openPanel !== 'files';
@@ -197,11 +224,13 @@ export class App {
         this.toolbar.render(this.openPanel);
         this.list.render();
         if (this.openPanel === 'settings') this.settings.render();
-        else this.picture.render();
+        else this.picture.render(color);
+        if (this.openPanel === 'rule') this.rule.render();
+        if (color) this.color.render();
         if (this.openPanel === 'device') this.device.render();
         this.talk.render(inside && this.openPanel === 'talk');
         if (playback) this.playback.render(this.openPanel);
-        this.status.render(playback ? this.playbackSelection() : this.liveSelection());
+        this.status.render(playback ? this.playbackSelection() : color ? this.color.selection() : this.liveSelection());
         this.rememberStream();
         this.session.surface.refresh();
     }

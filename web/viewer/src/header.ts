@@ -4,7 +4,7 @@ import { icon } from './icons.ts';
 import type { Session } from './session.ts';
 import { group, segment } from './toolbar.ts';
 
-export type ViewName = 'live' | 'playback';
+export type ViewName = 'live' | 'playback' | 'color';
 
 export class Header {
     readonly element: HTMLElement;
@@ -18,6 +18,7 @@ export class Header {
     private readonly views: Record<ViewName, HTMLButtonElement> = {
         live: segment('Live', 'view-live', 'Live pictures'),
         playback: segment('Playback', 'view-playback', 'What was recorded'),
+        color: segment('Image', 'view-color', 'Colour of the picture'),
     };
     private readonly viewGroup = group('View', Object.values(this.views));
 

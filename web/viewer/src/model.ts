@@ -4,7 +4,7 @@
  */
 import {
     NO_CHANNEL, PlayStatus, RET_SUCCESS, retText, SPLIT_CELLS,
-    type ChannelData, type ChannelResult, type Colors, type SelectionData, type SplitMode,
+    type ChannelData, type ChannelResult, type Colors, type ElectronicPtzOffer, type SelectionData, type SplitMode,
 } from '../../client/index.ts';
 
 export interface Channel {
@@ -36,6 +36,12 @@ export class LiveModel {
     soundChannel = NO_CHANNEL;
     /** Of the channel in the selected cell. */
     colors: Colors = { ...MIDDLE };
+    /** The picture in the selected cell is large enough to steer in. */
+    steerable = false;
+    /** Channels in which electronic PTZ is open, each with the presets that it has. */
+    readonly steered = new Map<number, Set<number>>();
+    /** Presets outlive the end of the steering. */
+    private readonly presets = new Map<number, Set<number>>();
 
     /** A fresh log in: nothing plays, cell 0 is selected, the split fits the channels. */
     reset(channelCount: number): void {
@@ -45,6 +51,8 @@ export class LiveModel {
         this.split = splitFor(channelCount);
         this.soundChannel = NO_CHANNEL;
         this.colors = { ...MIDDLE };
+        this.forgetSteering();
+        this.steerable = false;
     }
 
     get current(): number {
@@ -80,6 +88,7 @@ export class LiveModel {
         this.selected = cell;
         this.stopped(oldChannel);
         this.stopped(channel);
+        this.forgetSteering();
         this.place(channel, cell, stream);
     }
 
@@ -87,6 +96,7 @@ export class LiveModel {
     startFailed(channel: number, oldChannel: number, error: string): void {
         this.stopped(oldChannel);
         this.stopped(channel);
+        this.forgetSteering();
         const state = this.channels[channel];
         if (state) state.error = error;
     }
@@ -94,6 +104,7 @@ export class LiveModel {
     /** Channels were started in the cells of their own numbers. */
     startedMany(results: readonly ChannelResult[]): void {
         for (const { Chn } of results) this.stopped(Chn);
+        this.forgetSteering();
         for (const result of results) {
             const state = this.channels[result.Chn];
             if (!state) continue;
@@ -124,6 +135,7 @@ export class LiveModel {
     /** The page was away and the process told what became of each channel that had played. */
     cameBack({ cells, streams }: LiveMemory, results: readonly ChannelResult[]): void {
         this.stoppedAll();
+        this.forgetSteering();
         for (const { Chn, Ret, Error: error, Stream } of results) {
             const cell = cells.indexOf(Chn);
             if (cell < 0) continue;
@@ -140,6 +152,26 @@ export class LiveModel {
     sounded(channel: number, on: boolean): void {
         if (on) this.soundChannel = channel;
         else if (this.soundChannel === channel) this.soundChannel = NO_CHANNEL;
+    }
+
+    steeringOpened(channel: number): void {
+        if (!this.presets.has(channel)) this.presets.set(channel, new Set());
+        this.steered.set(channel, this.presets.get(channel) as Set<number>);
+    }
+
+    /**
+     * 2: the user ended the steering in some cell, and the event does not say in which. Those where it goes on may be opened
+     * again without harm.
+     */
+    onElectronicPtz(offer: ElectronicPtzOffer): void {
+        if (offer === 2) this.steered.clear();
+        else this.steerable = offer === 1;
+    }
+
+    /** A start of any channel makes the process forget all regions and presets. */
+    private forgetSteering(): void {
+        this.steered.clear();
+        this.presets.clear();
     }
 
     /** The user clicked into a cell of the surface. */

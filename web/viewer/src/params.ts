@@ -19,7 +19,7 @@ export interface Params {
     /** Speech at 16000 Hz instead of 8000. */
     wideSpeech: boolean;
     /** Where an automatic log in leads to. */
-    view: 'live' | 'playback';
+    view: 'live' | 'playback' | 'color';
 }
 
 export function readParams(search: string): Params {
@@ -36,8 +36,12 @@ export function readParams(search: string): Params {
         stream: integer(query, 'stream', 0, 255),
         webType: query.get('webtype') ?? 'Black',
         wideSpeech: query.get('speech') === '16',
-        view: query.get('view') === 'playback' ? 'playback' : 'live',
+        view: viewOf(query.get('view')),
     };
+}
+
+function viewOf(text: string | null): Params['view'] {
+    return text === 'playback' || text === 'color' ? text : 'live';
 }
 
 function integer(query: URLSearchParams, name: string, least: number, most: number): number | null {

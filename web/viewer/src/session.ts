@@ -62,6 +62,7 @@ export class Session extends Emitter<SessionEvents> {
         this.client.on('down', (down) => this.onDown(down));
         this.client.on('deviceLost', () => this.onDeviceLost());
         this.client.on('selection', (data) => (this.model.onSelection(data), this.changed()));
+        this.client.on('electronicPtz', (offer) => (this.model.onElectronicPtz(offer), this.changed()));
         this.client.on('channel', (data) => (this.model.onChannel(data), this.changed()));
     }
 

@@ -5,7 +5,7 @@ import { icon, type IconName } from './icons.ts';
 import type { LiveActions } from './live.ts';
 import type { Session } from './session.ts';
 
-export type PanelName = 'picture' | 'settings' | 'files' | 'talk' | 'device';
+export type PanelName = 'picture' | 'settings' | 'files' | 'talk' | 'device' | 'rule';
 
 export class Toolbar {
     readonly element: HTMLElement;
@@ -20,9 +20,10 @@ export class Toolbar {
     private readonly record = tool('record', null, 'record', 'Record (R)');
     private readonly aspect = tool('aspect', null, 'aspect', 'Original aspect (A)');
     private readonly full = tool('full', null, 'full-screen', 'Full screen (F)');
-    private readonly panels: Record<'talk' | 'picture' | 'device' | 'settings', HTMLButtonElement> = {
+    private readonly panels: Record<'talk' | 'picture' | 'rule' | 'device' | 'settings', HTMLButtonElement> = {
         talk: tool('talk', null, 'talk-panel', 'Talk, and the alarm voice (T)'),
         picture: tool('picture', null, 'picture-panel', 'Picture: brightness, contrast, colour'),
+        rule: tool('rule', null, 'rule-panel', 'Rule drawn over channel 1'),
         device: tool('device', null, 'device-panel', 'Device: firmware, import'),
         settings: tool('settings', null, 'settings-panel', 'Folders and files'),
     };
@@ -37,7 +38,7 @@ export class Toolbar {
             group('Split', this.splits), group('Stream', this.streams),
             h('span', { class: 'gap' }), this.startAll, this.stopAll,
             h('span', { class: 'spacer' }), this.sound, this.snapshot, this.record, this.aspect, this.full,
-            h('span', { class: 'gap' }), this.panels.talk, this.panels.picture, this.panels.device, this.panels.settings,
+            h('span', { class: 'gap' }), this.panels.talk, this.panels.picture, this.panels.rule, this.panels.device, this.panels.settings,
         );
         this.wire(togglePanel);
     }
@@ -67,6 +68,7 @@ export class Toolbar {
             [this.record, () => actions.toggleRecord()], [this.aspect, () => actions.toggleAspect()],
             [this.full, () => actions.fullScreen()],
             [this.panels.talk, () => togglePanel('talk')], [this.panels.picture, () => togglePanel('picture')],
+            [this.panels.rule, () => togglePanel('rule')],
             [this.panels.device, () => togglePanel('device')], [this.panels.settings, () => togglePanel('settings')],
         ];
         for (const [button, run] of clicks) button.addEventListener('click', () => void run());
