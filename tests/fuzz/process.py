@@ -38,6 +38,13 @@ def valid_commands():
     yield {"MainType": 29, "SubType": 0, "Speed": 1}
     yield {"MainType": 18, "SubType": 51}
     yield {"MainType": 18, "SubType": 48}
+    for sub in range(0, 3):
+        yield {"MainType": 6, "SubType": sub, "Channel": 0, "Stream": 0}
+    for sub in range(-1, 12):
+        yield {"MainType": 24, "SubType": sub, "Channel": 0, "Step": 100, "Preset": 1}
+    yield {"MainType": 34, "SubType": 1, "Channel": 0, "RuleType": 1, "ShowRule": 1, "AlarmDirectLine": 2,
+           "AlarmDirectRegion": 2, "ptsNum": 3, "RuleLine": {"StartX": 0, "StartY": 0, "StopX": 8192, "StopY": 8192},
+           "RuleRegion": [{"X": 0, "Y": 0}, {"X": 8192, "Y": 0}, {"X": 0, "Y": 8192}]}
 
 
 class Fuzzer:
