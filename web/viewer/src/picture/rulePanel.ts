@@ -63,7 +63,7 @@ export class RulePanel {
         this.undo.disabled = this.clear.disabled = !live || this.points.length === 0;
         const closed = this.kind === 'region' && this.points.length > 2 ? this.points.slice(0, 1) : [];
         this.shape.setAttribute('points', [...this.points, ...closed].map(({ x, y }) => `${x},${y}`).join(' '));
-        this.dots.replaceChildren(...this.points.map(({ x, y }) => svg('circle', { cx: x, cy: y, r: 130 })));
+        this.dots.replaceChildren(...this.points.map(({ x, y }) => svg('ellipse', { cx: x, cy: y, rx: 130, ry: (130 * 16) / 9 })));
         setText(this.words, this.text());
     }
 
