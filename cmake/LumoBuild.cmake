@@ -4,6 +4,7 @@ option(LUMO_BUILD_APPS "host, recorder, picker" ON)
 option(LUMO_BUILD_TESTS "tests and the recording libraries" ON)
 option(LUMO_BUILD_BENCH "what scripts/bench runs" ON)
 option(LUMO_ASSERTS "thread-affinity checks and other assertions, whatever the build type" OFF)
+set(LUMO_VERSION_SERVER "" CACHE STRING "host of the version file server; empty: none unless the version file names one")
 set(LUMO_SANITIZE "" CACHE STRING "empty, 'address' (with undefined) or 'thread'")
 
 set(CMAKE_CXX_STANDARD 20)

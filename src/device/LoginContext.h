@@ -43,6 +43,10 @@ struct LoginContext {
     int lastAppMemory;
 };
 
+/// Keeps a sample of the machine's load: percent, percent, MiB. False, and nothing has changed, while no device is
+/// logged in or a load is below 0, which means unknown.
+bool keepLoad(LoginContext& context, int nAppCpu, int nSystemCpu, int nAppMemory);
+
 /// Copies text cut to the field's width, always with its terminating zero.
 void copyField(char* pField, size_t nSize, const char* szText);
 

@@ -4,6 +4,7 @@
 #include "audio/VoiceCustom.h"
 #include "device/LumoConnect.h"
 #include "hub/MainThreadObject.h"
+#include "maintenance/GetSystemStatus.h"
 #include "shell/LightWeightLog.h"
 
 #include <QCoreApplication>
@@ -22,9 +23,8 @@ MainThreadObject* g_mainThreadObject = nullptr;
 CPluginManage* g_instance = nullptr; // as the thread id
 
 /// What a text buffer of the limit's size would hold: up to its first zero byte.
-QByteArray cutToLimit(const QString& msg)
+QByteArray cutToLimit(QByteArray bytes)
 {
-    QByteArray bytes = msg.toUtf8();
     bytes.truncate(qMin(bytes.size(), kMessageLimit));
     return QByteArray(bytes.constData(), int(qstrnlen(bytes.constData(), uint(bytes.size()))));
 }
@@ -45,6 +45,8 @@ CPluginManage::CPluginManage(QString wndHandle, int sessionId, QObject* parent)
     downloadContext.State = 1;
     downloadContext.Kind = kKindDownload;
 
+    systemStatus = new CGetSystemStatus(this);
+    connect(systemStatus, &CGetSystemStatus::sendSystemStatusSig, this, &CPluginManage::onSendSystemStatus);
     // Frequent while it records, so not for the log.
     connect(VoiceCustom::instance(), &VoiceCustom::VoiceRecordTime, this,
             [this](QString msg) { sendWebSocketMsg(msg, false); });
@@ -78,7 +80,8 @@ void CPluginManage::onRecvWebsocketMsg(QString msg)
     writeLog(szTag, "RecvWeb msg=" + msg);
     try {
         Json::Value request;
-        if (fromText(cutToLimit(msg), request))
+        const QByteArray text = msg.toUtf8();
+        if (fromText(cutToLimit(encryptionOn ? decrypt(text, aesIv, aesKey.get()) : text), request))
             dispatch(request);
     } catch (...) {
         writeLog(szTag, "can not analyze json", kLogError);
@@ -89,7 +92,9 @@ void CPluginManage::sendWebSocketMsg(QString msg, bool writeLog)
 {
     if (writeLog)
         ::writeLog("CPluginManage::sendWebSocketMsg", msg);
-    emit sendWebSocketMsgSig(QString::fromUtf8(cutToLimit(msg)));
+    const QByteArray text = msg.toUtf8();
+    const bool bEncipher = encryptionOn && !plainRepliesOnly;
+    emit sendWebSocketMsgSig(QString::fromUtf8(cutToLimit(bEncipher ? encrypt(text, aesIv, aesKey.get()) : text)));
 }
 
 void CPluginManage::sendReply(Json::Value& reply, int nRet)

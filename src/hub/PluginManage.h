@@ -11,6 +11,7 @@
 #include "device/LumoNet.h"
 #include "hub/Json.h"
 #include "hub/PlaybackState.h"
+#include "hub/TransportCipher.h"
 
 #include <QByteArray>
 #include <QMap>
@@ -25,6 +26,7 @@
 #include <type_traits>
 #include <vector>
 
+class CGetSystemStatus;
 class CTalk;
 class MainThreadObject;
 struct DownloadRequest;
@@ -54,6 +56,8 @@ signals:
     void sendWebSocketMsgSig(QString msg);
 
 public slots:
+    // maintenance/StatusEvents.cpp
+    void onSendSystemStatus(int nAppCpuStatus, int nSystemCpuStatus, int nAppMemory);
     void onChangePTZELectPage();
     void onRecvWebsocketMsg(QString msg);
     void onDisconnect();
@@ -108,6 +112,9 @@ private:
     void onMainMsgAlarmType(const Json::Value& request);
     void onMainMsgReadAlarmType(const Json::Value& request);
     static bool AlarmCallback(long loginId, char* pMessage, unsigned long nSize, void* pUser, int nKind);
+
+    // hub/KeyExchangeCommands.cpp
+    void onMainMsgConsultAesKey(const Json::Value& request);
 
     // surface/PositionCommands.cpp
     void onMainMsgPosition(const Json::Value& request);
@@ -242,6 +249,10 @@ private:
     void onUpgradeProgress(int nUpgrade, long nTotal, long nSent);
     static void UpgradeProgressCallback(long lLoginID, long lUpgrade, long nTotal, long nSent, intptr_t nUser);
 
+    // maintenance/VersionCommands.cpp
+    void onMainMsgCheckToolVersion(const Json::Value& request);
+    void sendVersions(const QString& strLocalFile, int nSubType);
+
     // maintenance/ImportCommands.cpp
     void onMainMsgImportFile(const Json::Value& request);
     void importVoice(const Json::Value& request, int nChannel);
@@ -276,6 +287,12 @@ private:
     QString webType;
     bool sampleRate16 = false;
 
+    // Enciphered messages. Set on the hub thread, read by every thread that sends; never unset.
+    std::atomic<bool> encryptionOn = false;
+    std::atomic<bool> plainRepliesOnly = false; // the page chose the key
+    const AesIv aesIv = {};                     // zeros: each message begins with it anew
+    CSharedKey aesKey;
+
     // The device session. hub thread only; closures on the GUI thread touch it while the hub waits.
     LoginContext m_login;
     int lastLoginError = 0;
@@ -301,6 +318,8 @@ private:
     int m_nCurConvertFileNum = 0;         // handed to the converter so far
     int m_nTotalConvertFileNum = 0;
     bool m_bCancelDownload = false;
+
+    CGetSystemStatus* systemStatus = nullptr; // a child of the hub
 
     // Upgrade and import. hub thread only but for the two atomics.
     bool upgradeRunning = false;         // from a good start until the device reports an end

@@ -25,11 +25,13 @@ CPluginManage::Handler CPluginManage::handlerOf(int nMainType)
         { 19, &CPluginManage::onMainMsgPicture           },      // live/PictureCommands.cpp
         { 20, &CPluginManage::onMainMsgVoiceCustom       },      // audio/VoiceCustomCommands.cpp
         { 21, &CPluginManage::onMainMsgOnlineUpgrade     },      // maintenance/UpgradeCommands.cpp
+        { 22, &CPluginManage::onMainMsgCheckToolVersion  },      // maintenance/VersionCommands.cpp
         { 24, &CPluginManage::onMainMsgPTZElect          },      // live/PtzCommands.cpp
         { 25, &CPluginManage::onMainMsgLocalUpgrade      },      // maintenance/UpgradeCommands.cpp
         { 28, &CPluginManage::onMainMsgLoginAgain        },      // hub/SessionCommands.cpp
         { 29, &CPluginManage::onMainMsgScaleStep         },      // surface/PositionCommands.cpp
         { 30, &CPluginManage::onMainMsgImportFile        },      // maintenance/ImportCommands.cpp
+        { 32, &CPluginManage::onMainMsgConsultAesKey     },      // hub/KeyExchangeCommands.cpp
         { 34, &CPluginManage::onMainMsgRule              },      // live/RuleCommands.cpp
     };
     for (const SCommandRow& row : kCommands)

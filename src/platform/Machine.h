@@ -1,7 +1,7 @@
 // The machine and this process in numbers.
 //
 // Thread:  any.
-// Errors:  what cannot be read is 0.
+// Errors:  what cannot be read is 0; times say so.
 #pragma once
 
 #include <QtGlobal>
@@ -19,9 +19,10 @@ struct SCpuTimes {
 quint64 tickMs();
 void sleepMs(quint32 nMs);
 int processorCount();
-SCpuTimes systemCpuTimes();
+/// False and nothing changed when they cannot be read; so for the next.
+bool systemCpuTimes(SCpuTimes& times);
 /// nIdle is always 0.
-SCpuTimes processCpuTimes();
+bool processCpuTimes(SCpuTimes& times);
 /// Bytes of this process that are in memory.
 quint64 processMemory();
 } // namespace platform

@@ -36,6 +36,9 @@ def valid_commands():
         yield {"MainType": 12, "SubType": sub, "Pos": {"Left": 0, "Top": 0, "Width": 100, "Height": 100}}
     yield {"MainType": 11, "SubType": 0}
     yield {"MainType": 29, "SubType": 0, "Speed": 1}
+    yield {"MainType": 14, "alarmtype": {"Prompt": True, "all": False, "Motion": 1, "Carshape": None}}
+    yield {"MainType": 15}
+    yield {"MainType": 22, "SubType": 0}
     yield {"MainType": 18, "SubType": 51}
     yield {"MainType": 18, "SubType": 48}
     for sub in range(0, 3):

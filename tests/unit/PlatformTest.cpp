@@ -40,18 +40,41 @@ TEST(Machine, TheClockNeverRunsBackwardsAndCountsMilliseconds)
     EXPECT_GE(tickMs() - nBegin, 19u);
 }
 
+namespace
+{
+
+SCpuTimes processTimes()
+{
+    SCpuTimes times;
+    EXPECT_TRUE(processCpuTimes(times));
+    return times;
+}
+
+SCpuTimes systemTimes()
+{
+    SCpuTimes times;
+    EXPECT_TRUE(systemCpuTimes(times));
+    return times;
+}
+
+quint64 work(const SCpuTimes& times)
+{
+    return times.nUser + times.nKernel;
+}
+
+} // namespace
+
 TEST(Machine, WorkShowsInTheCpuTimes)
 {
-    const SCpuTimes process = processCpuTimes();
-    const SCpuTimes system = systemCpuTimes();
+    constexpr quint64 k50Ms = 500000;
+    const SCpuTimes process = processTimes();
+    const SCpuTimes system = systemTimes();
     const quint64 nGiveUpMs = tickMs() + 10000;
-    while (processCpuTimes().nUser + processCpuTimes().nKernel < process.nUser + process.nKernel + 500000 &&
-           tickMs() < nGiveUpMs) {
+    while (work(processTimes()) < work(process) + k50Ms && tickMs() < nGiveUpMs) {
     }
-    const SCpuTimes processNow = processCpuTimes();
-    const SCpuTimes systemNow = systemCpuTimes();
-    EXPECT_GE(processNow.nUser + processNow.nKernel, process.nUser + process.nKernel + 500000);
-    EXPECT_GT(systemNow.nUser + systemNow.nKernel, system.nUser + system.nKernel);
+    EXPECT_GE(work(processTimes()), work(process) + k50Ms);
+    const SCpuTimes systemNow = systemTimes();
+    EXPECT_GT(work(systemNow), work(system));
     EXPECT_GE(systemNow.nKernel, systemNow.nIdle); // kernel time includes idle time
 }
 

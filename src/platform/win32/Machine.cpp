@@ -31,20 +31,22 @@ int processorCount()
     return static_cast<int>(info.dwNumberOfProcessors);
 }
 
-SCpuTimes systemCpuTimes()
+bool systemCpuTimes(SCpuTimes& times)
 {
     FILETIME idle = {}, kernel = {}, user = {};
     if (!GetSystemTimes(&idle, &kernel, &user))
-        return {};
-    return {in100ns(idle), in100ns(kernel), in100ns(user)};
+        return false;
+    times = {in100ns(idle), in100ns(kernel), in100ns(user)};
+    return true;
 }
 
-SCpuTimes processCpuTimes()
+bool processCpuTimes(SCpuTimes& times)
 {
     FILETIME created = {}, ended = {}, kernel = {}, user = {};
     if (!GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user))
-        return {};
-    return {0, in100ns(kernel), in100ns(user)};
+        return false;
+    times = {0, in100ns(kernel), in100ns(user)};
+    return true;
 }
 
 quint64 processMemory()

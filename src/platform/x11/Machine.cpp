@@ -42,28 +42,33 @@ int processorCount()
     return static_cast<int>(qMax(1L, sysconf(_SC_NPROCESSORS_ONLN)));
 }
 
-SCpuTimes systemCpuTimes()
+bool systemCpuTimes(SCpuTimes& times)
 {
     // "cpu  user nice system idle iowait irq softirq steal ..."
+    constexpr int kWords = 8;
     const QByteArray content = contentOf("/proc/stat");
     const QList<QByteArray> words = content.left(content.indexOf('\n')).simplified().split(' ');
+    if (words.size() < kWords)
+        return false;
     const auto word = [&](int i) { return words.value(i).toULongLong(); };
-    SCpuTimes times;
     times.nUser = in100ns(word(1) + word(2));
     times.nIdle = in100ns(word(4) + word(5));
     times.nKernel = times.nIdle + in100ns(word(3) + word(6) + word(7));
-    return times;
+    return true;
 }
 
-SCpuTimes processCpuTimes()
+bool processCpuTimes(SCpuTimes& times)
 {
     // The program's name stands in parentheses and may hold anything: count from the last one.
+    constexpr int kUser = 11, kKernel = 12;
     const QByteArray content = contentOf("/proc/self/stat");
     const QList<QByteArray> words = content.mid(content.lastIndexOf(')') + 2).split(' ');
-    SCpuTimes times;
-    times.nUser = in100ns(words.value(11).toULongLong());
-    times.nKernel = in100ns(words.value(12).toULongLong());
-    return times;
+    if (words.size() <= kKernel)
+        return false;
+    times.nIdle = 0;
+    times.nUser = in100ns(words[kUser].toULongLong());
+    times.nKernel = in100ns(words[kKernel].toULongLong());
+    return true;
 }
 
 quint64 processMemory()
