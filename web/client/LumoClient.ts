@@ -5,7 +5,9 @@
  * connection is opened again by itself when it goes; a new connection means a new process, so logging in again is
  * the application's part: do it in a listener of `open`.
  */
+import { AlarmCommands } from './alarms.ts';
 import { AudioCommands } from './audio.ts';
+import { decipher, encipher, keyOf, randomKeyText } from './cipher.ts';
 import { ColorPageCommands } from './colorPage.ts';
 import { CommandQueue, lost } from './CommandQueue.ts';
 import { Connection, type ConnectionOptions, type ConnectionState, type Down, type SocketLike } from './Connection.ts';
@@ -41,7 +43,15 @@ export interface Timeouts {
     startAllMs: number;
 }
 
+/**
+ * Whether messages are enciphered. `both`: with a key that the process makes. `requests`: with one that this library makes,
+ * and then only what it sends. Either key travels in the clear: this keeps a casual reader out and no other.
+ */
+export type Encryption = 'off' | 'requests' | 'both';
+
 export interface ClientOptions extends ConnectionOptions {
+    /** `off` unless told; agreed anew with each connection, before anything else is sent. */
+    encryption?: Encryption;
     timeouts?: Partial<Timeouts>;
     maxQueued?: number;
     openSocket?: (url: string) => SocketLike;
@@ -55,12 +65,19 @@ export interface AllReply<T extends Reply> {
 
 type Command = Request & Record<string, unknown>;
 
+interface KeyReply extends RetReply {
+    /** `iv` is empty: zeros. */
+    key: { key: string; iv: string };
+}
+
 export class LumoClient extends Emitter<ClientEvents> {
+    /** The choice of alarm kinds. */
+    readonly alarms: AlarmCommands;
     /** Talk, and the custom alarm voice. */
     readonly audio: AudioCommands;
     /** The stream of the image colour page. */
     readonly colorPage: ColorPageCommands;
-    /** Firmware of the device, and files into it. */
+    /** Firmware of the device, files into it, and the viewer program's own version. */
     readonly maintenance: MaintenanceCommands;
     /** Recorded video, downloads. */
     readonly playback: PlaybackCommands;
@@ -72,6 +89,12 @@ export class LumoClient extends Emitter<ClientEvents> {
     private readonly queue: CommandQueue;
     private readonly timeouts: Timeouts;
     private readonly title: string | undefined;
+    private readonly encryption: Encryption;
+    /** Commands may go out: the connection stands, and the key is agreed. */
+    private ready = false;
+    private agreeing = false;
+    private requestKey: Uint8Array | null = null;
+    private replyKey: Uint8Array | null = null;
     private lastResults: ChannelResult[] = [];
     private readonly resultsOfReply = new WeakMap<Reply, ChannelResult[]>();
 
@@ -81,12 +104,14 @@ export class LumoClient extends Emitter<ClientEvents> {
         this.timeouts = { commandMs: 30000, loginMs: 60000, startAllMs: 180000, ...options.timeouts };
         this.connection = new Connection(url, options);
         const queueOptions = { timeoutMs: this.timeouts.commandMs, maxQueued: options.maxQueued ?? 64 };
-        this.queue = new CommandQueue((text) => this.connection.send(text), queueOptions);
+        this.encryption = options.encryption ?? 'off';
+        this.queue = new CommandQueue((text) => this.send(text), queueOptions);
         const sender = {
             request: <T extends Reply>(command: Command, timeoutMs?: number) => this.request<T>(command, timeoutMs),
             checked: <T extends RetReply>(command: Command, timeoutMs?: number) => this.checked<T>(command, timeoutMs),
             manyMs: this.timeouts.startAllMs,
         };
+        this.alarms = new AlarmCommands(sender);
         this.audio = new AudioCommands(sender);
         this.colorPage = new ColorPageCommands(sender);
         this.maintenance = new MaintenanceCommands(sender);
@@ -104,7 +129,7 @@ export class LumoClient extends Emitter<ClientEvents> {
     }
 
     get isOpen(): boolean {
-        return this.connection.state === 'open';
+        return this.ready;
     }
 
     get backlogBytes(): number {
@@ -125,6 +150,7 @@ export class LumoClient extends Emitter<ClientEvents> {
 
     /** Ends the connection, and with it the process and everything that it shows. */
     close(): void {
+        this.forgetKeys();
         this.connection.close();
         this.queue.failAll(new LumoError('closed', 'The connection to the viewer host was closed.'));
     }
@@ -330,19 +356,74 @@ export class LumoClient extends Emitter<ClientEvents> {
         return this.resultsOfReply.get(reply) ?? [];
     }
 
+    private send(text: string): boolean {
+        if (!this.ready && !this.agreeing) return false;
+        return this.connection.send(this.requestKey ? encipher(text, this.requestKey) : text);
+    }
+
     private onOpen(): void {
+        if (this.encryption === 'off') this.begin();
+        else if (this.encryption === 'requests') this.tellKey();
+        else void this.askKey();
+    }
+
+    private begin(): void {
+        this.ready = true;
         this.emit('open', undefined);
         this.queue.flush();
     }
 
+    /** Commands that the key is agreed with: in the clear, and before all others. */
+    private agree<T>(give: () => T): T {
+        this.agreeing = true;
+        try {
+            return give();
+        } finally {
+            this.agreeing = false;
+        }
+    }
+
+    /** There is no reply to a key of the page's own. */
+    private tellKey(): void {
+        const key = randomKeyText();
+        this.agree(() => this.post({ MainType: MainType.KeyExchange, SubType: 0, Potocol: 1, key }));
+        this.requestKey = keyOf(key);
+        this.begin();
+    }
+
+    private async askKey(): Promise<void> {
+        try {
+            const reply = await this.agree(() => this.checked<KeyReply>({ MainType: MainType.KeyExchange, SubType: 0 }));
+            this.requestKey = this.replyKey = keyOf(reply.key.key);
+        } catch (error) {
+            if (error instanceof LumoError && (error.kind === 'lost' || error.kind === 'closed')) return; // `down` tells
+            return this.giveUp();
+        }
+        this.begin();
+    }
+
+    /** Nothing is sent in the clear that was meant to be enciphered. */
+    private giveUp(): void {
+        this.close();
+        this.emit('down', { cause: 'unreachable', code: 0, reason: 'The viewer program does not encipher its messages.', retryInMs: null });
+    }
+
+    private forgetKeys(): void {
+        this.ready = false;
+        this.requestKey = this.replyKey = null;
+    }
+
     private onDown(down: Down): void {
+        this.forgetKeys();
         this.lastResults = [];
         // Before the first connection stands, commands go on waiting for it; after that they belong to a dead process.
         if (down.cause !== 'unreachable' || down.retryInMs === null) this.queue.failAll(lost());
         this.emit('down', down);
     }
 
-    private onMessage(text: string): void {
+    private onMessage(sent: string): void {
+        const text = this.replyKey ? decipher(sent, this.replyKey) : sent;
+        if (text === null) return this.emit('stray', sent);
         const incoming = classify(text);
         if (incoming.kind === 'event') this.onEvent(incoming.message);
         else if (incoming.kind === 'other') this.emit('stray', incoming.message);

@@ -1,6 +1,6 @@
 /** Events that the process raises on its own, typed, and the table from wire numbers to names. */
 import type { Colors } from './requests.ts';
-import { LiveEvent, MainEvent, PlaybackEvent, VoiceEvent, type RawEvent } from './wire.ts';
+import { LiveEvent, MainEvent, PlaybackEvent, ToolEvent, VoiceEvent, type RawEvent } from './wire.ts';
 
 interface CellStatus extends Colors {
     /** See `PlayStatus`. */
@@ -111,6 +111,35 @@ export interface UpgradeData {
     SendSize: number;
 }
 
+/** MainEvent 2. */
+export interface AlarmData {
+    /** From 0; 0 too where it concerns the device as a whole. */
+    Channel: number;
+    /** "VideoMotion" for instance; empty for a kind without a name. */
+    Event: string;
+    /** "Start", "Stop", "Pulse", or empty. */
+    Status: string;
+}
+
+/** MainEvent 0, SubEvent 5, every second: percent of the whole machine, and MiB. */
+export interface LoadData {
+    AppCpu: number;
+    SystemCpu: number;
+    AppMemory: number;
+}
+
+/** MainEvent 0, SubEvent 4, and MainEvent 4, SubEvent 54: the viewer program's own version. Texts are empty where there is none. */
+export interface VersionData {
+    curDate: string;
+    curVersion: string;
+    newDate: string;
+    newVersion: string;
+    /** The server has a newer one. */
+    bNew: boolean;
+    /** The check was asked for by the user, not made at log in. */
+    asked: boolean;
+}
+
 export interface ProcessEvents {
     selection: SelectionData;
     channel: ChannelData;
@@ -124,6 +153,9 @@ export interface ProcessEvents {
     downloaded: Downloaded;
     upgrade: UpgradeData;
     deviceLost: DeviceLost;
+    alarm: AlarmData;
+    load: LoadData;
+    version: VersionData;
     voiceRecording: VoiceRecording;
     voiceRecordingEnded: VoiceEnd;
     voiceSent: VoiceEnd;
@@ -140,6 +172,8 @@ export function nameEvent(raw: RawEvent): NamedEvent | null {
         return isObject(raw.Data) ? { name: 'upgrade', data: raw.Data as unknown as UpgradeData } : null;
     if (raw.MainEvent === MainEvent.Voice) return nameVoiceEvent(raw);
     if (raw.MainEvent === MainEvent.Playback) return namePlaybackEvent(raw);
+    if (raw.MainEvent === MainEvent.Alarm) return nameAlarmEvent(raw);
+    if (raw.MainEvent === MainEvent.Tool && raw.SubEvent === ToolEvent.Version) return versionEvent(raw, true);
     if (raw.MainEvent !== MainEvent.Live) return null;
     switch (raw.SubEvent) {
         case LiveEvent.Selection:
@@ -148,6 +182,10 @@ export function nameEvent(raw: RawEvent): NamedEvent | null {
             return isObject(raw.Data) ? { name: 'channel', data: raw.Data as unknown as ChannelData } : null;
         case LiveEvent.Results:
             return { name: 'results', data: resultsOf(raw.ChnStatus) };
+        case LiveEvent.Version:
+            return versionEvent(raw, false);
+        case LiveEvent.Load:
+            return { name: 'load', data: { AppCpu: Number(raw.AppCpu), SystemCpu: Number(raw.SystemCpu), AppMemory: Number(raw.AppMemory) } };
         case LiveEvent.ElectronicPtz:
             return { name: 'electronicPtz', data: Number(raw.nShowElect) as ElectronicPtzOffer };
         default:
@@ -170,6 +208,21 @@ function namePlaybackEvent(raw: RawEvent): NamedEvent | null {
         return { name: 'fileStarted', data: { ...raw.Data, Ret: Number(raw.Ret) } as FileStarted };
     const name = PLAYBACK_NAMES.get(raw.SubEvent);
     return name ? ({ name, data: raw.Data } as unknown as NamedEvent) : null;
+}
+
+function nameAlarmEvent(raw: RawEvent): NamedEvent | null {
+    const info = raw.AlarmInfo;
+    if (raw.SubEvent !== 0 || !isObject(info)) return null;
+    return { name: 'alarm', data: { Channel: Number(info.Channel), Event: textOf(info.Event), Status: textOf(info.Status) } };
+}
+
+function versionEvent(raw: RawEvent, asked: boolean): NamedEvent {
+    const [curDate, curVersion, newDate, newVersion] = [raw.curDate, raw.curVersion, raw.newDate, raw.newVersion].map(textOf) as [string, string, string, string];
+    return { name: 'version', data: { curDate, curVersion, newDate, newVersion, bNew: raw.bNew === true, asked } };
+}
+
+function textOf(value: unknown): string {
+    return typeof value === 'string' ? value : '';
 }
 
 /** Their keys stand at the top. The last `Pos` of a recording that ended by itself says no more than its end. */

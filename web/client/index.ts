@@ -7,6 +7,7 @@ export * from './Connection.ts';
 export * from './errors.ts';
 export * from './events.ts';
 export * from './requests.ts';
+export * from './alarms.ts';
 export * from './audio.ts';
 export * from './colorPage.ts';
 export * from './maintenance.ts';

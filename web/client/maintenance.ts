@@ -1,12 +1,12 @@
 /**
- * Firmware of the device, and files into it. Reached as `client.maintenance`. The dialogs are windows of this computer;
+ * Firmware of the device, files into it, and the viewer program's own version. Reached as `client.maintenance`. The dialogs are windows of this computer;
  * one that cannot be shown never answers, so those commands wait without limit unless told otherwise.
  */
 import { LumoError } from './errors.ts';
 import type { CommandSender } from './playback.ts';
 import type { PickReply } from './requests.ts';
 import { deviceErrorText, RET_NO_PATH, RET_SUCCESS, retText } from './ret.ts';
-import { ImportSub, LocalUpgradeSub, MainType, OnlineUpgradeSub } from './wire.ts';
+import { ImportSub, LocalUpgradeSub, MainType, OnlineUpgradeSub, VersionSub } from './wire.ts';
 import type { Reply, RetReply } from './wire.ts';
 
 /** `Ret` is the device library's own result: above 0, the device answered. */
@@ -59,6 +59,11 @@ export class MaintenanceCommands {
     /** To the version that `newVersion` told. */
     startOnlineUpgrade(): Promise<RetReply> {
         return this.sender.checked({ MainType: MainType.OnlineUpgrade, SubType: OnlineUpgradeSub.Start }, this.sender.manyMs);
+    }
+
+    /** Asks for a newer viewer program. Resolves at once; `version` brings the answer, within a minute or never. */
+    checkVersion(asked = true): Promise<RetReply> {
+        return this.sender.checked({ MainType: MainType.CheckVersion, SubType: asked ? VersionSub.Asked : VersionSub.AtLogin });
     }
 
     /** Shows the picker and gives the device its whole configuration; false when the user took no file. */

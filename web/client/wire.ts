@@ -14,16 +14,20 @@ export const MainType = {
     Logout: 9,
     SelectPlaybackWindow: 11,
     Position: 12,
+    SaveAlarmChoice: 14,
+    ReadAlarmChoice: 15,
     Talk: 16,
     ClientConfig: 18,
     Capture: 19,
     Voice: 20,
     OnlineUpgrade: 21,
+    CheckVersion: 22,
     Ptz: 24,
     LocalUpgrade: 25,
     Relogin: 28,
     ScaleStep: 29,
     Import: 30,
+    KeyExchange: 32,
     Rule: 34,
 } as const;
 
@@ -78,6 +82,9 @@ export const VoiceSub = { Record: 0, StopRecording: 1, Play: 2, Send: 3, StopPla
 /** `SubType` of `MainType` 21. Any other answers `Ret` 0. */
 export const OnlineUpgradeSub = { Ask: 0, Start: 1 } as const;
 
+/** `SubType` of `MainType` 22: which event brings the result. */
+export const VersionSub = { AtLogin: 0, Asked: 1 } as const;
+
 /** `SubType` of `MainType` 24. Any other does nothing and succeeds. */
 export const PtzSub = {
     Up: 0,
@@ -105,10 +112,13 @@ export const RuleSub = { Draw: 1 } as const;
 /** `SubType` of `MainType` 18. */
 export const ConfigSub = { PickA: 48, PickB: 49, Save: 50, Read: 51, PickC: 53 } as const;
 
-export const MainEvent = { Live: 0, Playback: 1, Upgrade: 3, DeviceLost: 5, Voice: 6 } as const;
+export const MainEvent = { Live: 0, Playback: 1, Alarm: 2, Upgrade: 3, Tool: 4, DeviceLost: 5, Voice: 6 } as const;
 
 /** `SubEvent` of `MainEvent` 0. */
-export const LiveEvent = { Selection: 0, Channel: 2, Results: 3, ElectronicPtz: 6 } as const;
+export const LiveEvent = { Selection: 0, Channel: 2, Results: 3, Version: 4, Load: 5, ElectronicPtz: 6 } as const;
+
+/** `SubEvent` of `MainEvent` 4. */
+export const ToolEvent = { Version: 54 } as const;
 
 /** `SubEvent` of `MainEvent` 1. */
 export const PlaybackEvent = { Window: 0, FileStarted: 1, End: 2, Position: 3, DownloadProgress: 4, Downloaded: 5 } as const;

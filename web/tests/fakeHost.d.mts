@@ -70,7 +70,10 @@ export interface FakeProcess {
     selected: number;
     cells: number[];
     playback: FakePlayback;
+    alarmChoice: Record<string, boolean>;
     select(wnd: number): void;
+    /** To the page, as it stands or enciphered. */
+    send(message: unknown): void;
 }
 
 /** Tests look into whatever the page sent. */
@@ -80,6 +83,10 @@ export interface FakeHostSettings {
     channels: number;
     refuse?: number[];
     picked?: string;
+    /** What the version file server has; without it none answers. */
+    newVersion?: string;
+    /** A process that knows no enciphered messages. */
+    noCipher?: boolean;
     page?: string;
     reloginRet?: number;
     /** Of a start of the colour page's stream. */
@@ -105,6 +112,8 @@ export interface FakeHost {
     port: number;
     url: string;
     requests: AnyRequest[];
+    /** As they came, enciphered or not. */
+    frames: string[];
     urls: string[];
     sockets: Set<WebSocket>;
     processes: FakeProcess[];

@@ -7,6 +7,7 @@ import { createServer } from 'node:http';
 import { extname, join, normalize } from 'node:path';
 import { WebSocketServer } from 'ws';
 import { FakeAudio } from './fakeAudio.mjs';
+import { FakeCipher } from './fakeCipher.mjs';
 import { FakeMaintenance } from './fakeMaintenance.mjs';
 import { FakePicture } from './fakePicture.mjs';
 import { FakePlayback } from './fakePlayback.mjs';
@@ -31,6 +32,7 @@ class FakeProcess {
             ToolVersion: '1.0.0', ToolDate: '2026-11-21', CapFileType: 0, RecordFileType: 0,
             RecPath: '/home/you/Videos/Record', CapPath: '/home/you/Pictures/Capture', DownPath: '/home/you/Downloads',
         };
+        this.alarmChoice = {};
         this.page = 0;
         this.away = null;
         this.playback = new FakePlayback(options, this.config, send);
@@ -53,6 +55,9 @@ class FakeProcess {
             case 9: this.loggedIn = false; this.cells.fill(-1); return;
             case 11: case 29: return reply({ Ret: 100 });
             case 12: return request.Potocol === undefined || request.Potocol === null ? reply({ Ret: 100 }) : undefined;
+            case 14: this.alarmChoice = request.alarmtype; return reply({ SubMsg: 0, Ret: 100 });
+            case 15: return reply({ SubMsg: 0, Ret: 100, alarmtype: this.alarmChoice });
+            case 22: return this.checkVersion(request, reply);
             case 16: return this.audio.talk(request, reply);
             case 18: return this.clientConfig(request, reply);
             case 19: return this.send({ Msg: 19, Channel: request.SubType, MsgID: request.MsgID, Ret: this.cells.includes(request.SubType) ? 100 : 1016 });
@@ -191,6 +196,15 @@ class FakeProcess {
         reply({ Ret, RecPath: this.config.RecPath, Chn: Channel, Record: this.recording[Channel] });
     }
 
+    /** A server without a version file answers empty, one that hangs never. */
+    checkVersion({ SubType }, reply) {
+        reply({ Ret: 100 });
+        const { newVersion } = this.options;
+        if (newVersion === undefined) return;
+        const kind = SubType === 1 ? { MainEvent: 4, SubEvent: 54 } : { MainEvent: 0, SubEvent: 4 };
+        this.send({ ...kind, curVersion: '1.0.0.0', curDate: '2026-11-21', newVersion, newDate: '2026-12-01', bNew: newVersion > '1.0.0.0' });
+    }
+
     clientConfig(request, reply) {
         if (request.SubType === 51) return reply({ ...this.config, Ret: 100 });
         if (request.SubType === 50) {
@@ -243,7 +257,7 @@ class FakeProcess {
 
 /**
  * @param {{channels?: number, refuse?: number[], picked?: string, page?: string, reloginRet?: number,
- *          colourRet?: number, talkers?: number[] | null, noMicrophone?: boolean,
+ *          newVersion?: string, noCipher?: boolean, colourRet?: number, talkers?: number[] | null, noMicrophone?: boolean,
  *          firmware?: string | null, upgradeRet?: number, importRet?: number, pickerFails?: boolean, refusePlayback?: number[], refuseDownload?: boolean, brokenFile?: boolean, recordings?: any,
  *          intercept?: (request: any, send: (message: unknown) => void) => boolean}} options
  *   `intercept` sees every request first; true means that it was dealt with. `recordings` is the device's list, by date and
@@ -253,18 +267,21 @@ export async function startFakeHost(options = {}) {
     const settings = { channels: 16, ...options };
     const server = createServer((request, response) => serve(settings, request, response));
     const sockets = new WebSocketServer({ server });
-    const host = { port: 0, url: '', requests: [], urls: [], sockets: new Set(), processes: [], settings, close: null, drop: null, push: null };
+    const host = { port: 0, url: '', requests: [], frames: [], urls: [], sockets: new Set(), processes: [], settings, close: null, drop: null, push: null };
     sockets.on('connection', (socket, request) => {
         host.urls.push(request.url ?? '');
         host.sockets.add(socket);
-        const send = (message) => socket.send(JSON.stringify(message));
+        const cipher = new FakeCipher();
+        const send = (message) => socket.send(cipher.sealed(JSON.stringify(message)));
         const process = new FakeProcess(settings, send);
         host.processes.push(process);
         socket.on('close', () => host.sockets.delete(socket));
         socket.on('message', (data) => {
-            const message = JSON.parse(data.toString());
+            host.frames.push(data.toString());
+            const message = JSON.parse(cipher.opened(data.toString()));
             host.requests.push(message);
-            if (!settings.intercept?.(message, send)) process.handle(message);
+            if (message.MainType === 32 && !settings.noCipher) cipher.exchange(message, (reply) => socket.send(JSON.stringify(reply)));
+            else if (!settings.intercept?.(message, send)) process.handle(message);
         });
     });
     await new Promise((resolve) => server.listen(0, '127.0.0.1', resolve));

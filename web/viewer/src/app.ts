@@ -1,5 +1,6 @@
 /** Puts the parts together: one session, its views, and one render for whatever changed. */
-import { PageMode, SessionTitle, type DeviceAddress, type SplitMode } from '../../client/index.ts';
+import { ALARM_STYLE, PageMode, SessionTitle, type DeviceAddress, type SplitMode } from '../../client/index.ts';
+import { AlarmPanel } from './alarms/alarmPanel.ts';
 import { TalkPanel } from './audio/talkPanel.ts';
 import { ChannelList } from './channelList.ts';
 import { DevicePanel } from './device/devicePanel.ts';
@@ -38,6 +39,7 @@ export class App {
     private readonly rule: RulePanel;
     private readonly color: ColorView;
     private readonly settings: SettingsPanel;
+    private readonly alarms: AlarmPanel;
     private readonly talk: TalkPanel;
     private readonly device: DevicePanel;
     private readonly workspace: HTMLElement;
@@ -53,7 +55,7 @@ export class App {
         this.params = params;
         const title = (this.title = new SessionTitle().keep());
         const kept = recall();
-        this.session = new Session(surroundings.hostUrl, title.text, this.video, { webType: params.webType, sampleRate16: params.wideSpeech });
+        this.session = new Session(surroundings.hostUrl, title.text, this.video, { webType: params.webType, sampleRate16: params.wideSpeech, alarmStyle: ALARM_STYLE }, params.encryption);
         this.actions = new LiveActions(this.session);
         this.actions.stream = this.keptStream = params.stream ?? kept.stream ?? 0;
         this.header = new Header(this.session, (view) => void this.show(view));
@@ -66,11 +68,13 @@ export class App {
         this.rule = new RulePanel(this.session);
         this.color = new ColorView(this.session);
         this.settings = new SettingsPanel(this.session, kept.fill === true, (fill) => this.setFill(fill));
+        this.alarms = new AlarmPanel(this.session);
         this.talk = new TalkPanel(this.session);
         this.device = new DevicePanel(this.session);
         const middle = h('div', { class: 'middle' }, this.stage, this.playback.day.element);
         this.workspace = h('div', { class: 'workspace' }, this.list.element, this.playback.channels.element, middle,
-            this.talk.element, this.picture.element, this.rule.element, this.device.element, this.settings.element, this.playback.files.element);
+            this.talk.element, this.alarms.element, this.picture.element, this.rule.element, this.device.element, this.settings.element,
+            this.playback.files.element);
         this.setFill(kept.fill === true);
         this.session.on('changed', () => this.queueRender());
         this.session.on('recovered', (channels) => void this.onRecovered(channels));
@@ -98,6 +102,8 @@ export class App {
     private async enter(device: DeviceAddress): Promise<void> {
         if (!(await this.session.login(device))) return;
         this.login.clearPassword();
+        void this.alarms.load();
+        this.session.client.maintenance.checkVersion(false).catch(() => undefined); // no matter for a status line
         const { params, actions } = this;
         const { model } = this.session;
         this.playback.useDevice(device, model.channels.length);
@@ -214,6 +220,7 @@ export class App {
         this.playback.toolbar.element.hidden = this.playback.channels.element.hidden = this.playback.day.element.hidden = !playback;
         this.color.toolbar.hidden = !color;
         this.talk.element.hidden = this.openPanel !== 'talk';
+        this.alarms.element.hidden = this.openPanel !== 'alarms';
         this.picture.element.hidden = this.openPanel !== 'picture' && !color;
         this.rule.element.hidden = this.openPanel !== 'rule';
         this.device.element.hidden = this.openPanel !== 'device';
@@ -221,13 +228,14 @@ export class App {
         this.playback.files.element.hidden = this.openPanel !== 'files';
         this.header.render(this.view);
         this.login.render();
-        this.toolbar.render(this.openPanel);
+        this.toolbar.render(this.openPanel, this.alarms.model.active);
         this.list.render();
         if (this.openPanel === 'settings') this.settings.render();
         else this.picture.render(color);
         if (this.openPanel === 'rule') this.rule.render();
         if (color) this.color.render();
         if (this.openPanel === 'device') this.device.render();
+        if (this.openPanel === 'alarms') this.alarms.render();
         this.talk.render(inside && this.openPanel === 'talk');
         if (playback) this.playback.render(this.openPanel);
         this.status.render(playback ? this.playbackSelection() : color ? this.color.selection() : this.liveSelection());

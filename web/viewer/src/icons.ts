@@ -21,6 +21,7 @@ const PATHS = {
     full: '<path d="M3.5 8V3.5H8M12 3.5h4.5V8M16.5 12v4.5H12M8 16.5H3.5V12"/>',
     picture: '<path d="M4 6h7m4 0h1M4 14h1m4 0h7M4 10h9"/><circle cx="13" cy="6" r="1.7"/><circle cx="7" cy="14" r="1.7"/><circle cx="14.5" cy="10" r="1.7"/>',
     rule: '<path d="M3 16 8 5l9 3-3 8z"/><circle cx="8" cy="5" r="1.4" fill="currentColor"/><circle cx="17" cy="8" r="1.4" fill="currentColor"/>',
+    alarm: '<path d="M5.5 13.5V9a4.5 4.5 0 0 1 9 0v4.5l1.5 1.5H4zM8.5 17a1.6 1.6 0 0 0 3 0"/>',
     device: '<rect x="3" y="12" width="14" height="4.5" rx="1"/><path d="M14 14.2h.01M10 2.5v6.5m-3-3 3 3 3-3"/>',
     settings: '<path d="M3.5 6.5h4l1.5 2h7.5v7h-13z"/><path d="M3.5 6.5v-2h4l1 1"/>',
     close: '<path d="m5.5 5.5 9 9m0-9-9 9"/>',

@@ -1,4 +1,5 @@
 /** What the page's address asks for, and where the host and the device are when it says nothing. */
+import type { Encryption } from '../../client/index.ts';
 
 export interface Params {
     host: string | null;
@@ -18,6 +19,8 @@ export interface Params {
     webType: string;
     /** Speech at 16000 Hz instead of 8000. */
     wideSpeech: boolean;
+    /** Whether messages to and from the program are enciphered. */
+    encryption: Encryption;
     /** Where an automatic log in leads to. */
     view: 'live' | 'playback' | 'color';
 }
@@ -36,8 +39,13 @@ export function readParams(search: string): Params {
         stream: integer(query, 'stream', 0, 255),
         webType: query.get('webtype') ?? 'Black',
         wideSpeech: query.get('speech') === '16',
+        encryption: encryptionOf(query.get('encryption')),
         view: viewOf(query.get('view')),
     };
+}
+
+function encryptionOf(text: string | null): Encryption {
+    return text === 'both' || text === 'requests' ? text : 'off';
 }
 
 function viewOf(text: string | null): Params['view'] {

@@ -4,7 +4,7 @@
  */
 import {
     detectPlatform, downText, Emitter, LumoClient, LumoError, messageOf, needsContentOffset, SurfaceRect,
-    type DeviceAddress, type Down, type LoginOptions,
+    type DeviceAddress, type Down, type Encryption, type LoadData, type LoginOptions, type VersionData,
 } from '../../client/index.ts';
 import { LiveModel } from './model.ts';
 
@@ -45,6 +45,12 @@ export class Session extends Emitter<SessionEvents> {
     phase: Phase = 'login';
     status: Status = { kind: 'busy', text: 'Connecting to the viewer host…' };
     deviceName = '';
+    /** The last report of this computer's load; null while nobody is logged in. */
+    load: LoadData | null = null;
+    /** What the version file server said last; null when it said nothing. */
+    version: VersionData | null = null;
+    /** The device tells its alarms: it does so only where the log in was by serial number. */
+    hearsAlarms = false;
     down: Down | null = null;
     private readonly loginOptions: LoginOptions;
     private credentials: DeviceAddress | null = null;
@@ -52,10 +58,10 @@ export class Session extends Emitter<SessionEvents> {
     private recoverTimer: ReturnType<typeof setTimeout> | null = null;
     private recoverWaitMs = RECOVER_FIRST_MS;
 
-    constructor(hostUrl: string, title: string, element: HTMLElement, loginOptions: LoginOptions) {
+    constructor(hostUrl: string, title: string, element: HTMLElement, loginOptions: LoginOptions, encryption: Encryption = 'off') {
         super();
         this.loginOptions = loginOptions;
-        this.client = new LumoClient(hostUrl, { title });
+        this.client = new LumoClient(hostUrl, { title, encryption });
         this.surface = new SurfaceRect(element, this.client, { contentOffset: true });
         this.client.on('state', () => this.changed());
         this.client.on('open', () => this.onOpen());
@@ -63,6 +69,8 @@ export class Session extends Emitter<SessionEvents> {
         this.client.on('deviceLost', () => this.onDeviceLost());
         this.client.on('selection', (data) => (this.model.onSelection(data), this.changed()));
         this.client.on('electronicPtz', (offer) => (this.model.onElectronicPtz(offer), this.changed()));
+        this.client.on('load', (load) => ((this.load = load), this.changed()));
+        this.client.on('version', (version) => ((this.version = version), this.changed()));
         this.client.on('channel', (data) => (this.model.onChannel(data), this.changed()));
     }
 
@@ -109,6 +117,7 @@ export class Session extends Emitter<SessionEvents> {
         this.surface.stop(false);
         if (this.client.isOpen) this.client.logout();
         this.phase = 'login';
+        this.load = null;
         this.model.reset(0);
         this.emit('ended', undefined);
         this.tell('info', 'Logged out.');
@@ -119,6 +128,7 @@ export class Session extends Emitter<SessionEvents> {
         const reply = await this.client.login(device, this.loginOptions);
         await this.learnChannels();
         this.phase = 'live';
+        this.hearsAlarms = device.kind !== 'address';
         this.deviceName = device.kind === 'address' ? `${device.address}:${device.port}` : device.serialNumber;
         this.changed();
         this.surface.start(needsContentOffset(detectPlatform(), reply.adjustBytool));

@@ -1,5 +1,5 @@
 /** Where recordings, snapshots and downloads go on this computer, and how the video area is laid out. */
-import { messageOf, type ConfigReply } from '../../client/index.ts';
+import { messageOf, type ConfigReply, type VersionData } from '../../client/index.ts';
 import { h, setText } from './dom.ts';
 import type { Session } from './session.ts';
 
@@ -19,6 +19,9 @@ export class SettingsPanel {
         h('option', { value: 0 }, 'Raw stream'), h('option', { value: 2 }, 'AVI'));
     private readonly save = h('button', { type: 'submit', class: 'primary', 'data-testid': 'settings-save' }, 'Save');
     private readonly version = h('p', { class: 'hint' });
+    private readonly newer = h('p', { class: 'hint', role: 'status', 'data-testid': 'version-text' });
+    private readonly look = h('button', { type: 'button', 'data-testid': 'version-check' }, 'Look for a newer version');
+    private looking = false;
 
     constructor(session: Session, fill: boolean, onFill: (fill: boolean) => void) {
         this.session = session;
@@ -33,12 +36,17 @@ export class SettingsPanel {
         });
         this.element = h('section', { class: 'panel', 'aria-label': 'Settings' },
             h('h2', {}, 'Files'), form,
-            h('h2', {}, 'View'), h('label', { class: 'check' }, area, h('span', {}, 'Video fills the whole area')), this.version);
+            h('h2', {}, 'View'), h('label', { class: 'check' }, area, h('span', {}, 'Video fills the whole area')),
+            h('h2', {}, 'Program'), this.version, this.newer, this.look);
+        this.look.addEventListener('click', () => void this.checkVersion());
+        session.client.on('version', () => (this.looking = false));
     }
 
     render(): void {
         const live = this.session.phase === 'live';
         this.save.disabled = !live;
+        this.look.disabled = !live;
+        setText(this.newer, this.looking ? 'Asking the server…' : versionText(this.session.version));
         for (const button of this.element.querySelectorAll<HTMLButtonElement>('.pick')) button.disabled = !live;
     }
 
@@ -47,6 +55,18 @@ export class SettingsPanel {
         try {
             this.show(await this.session.client.readConfig());
         } catch (error) {
+            this.session.tell('error', messageOf(error));
+        }
+    }
+
+    /** The answer comes as an event, within a minute or never. */
+    private async checkVersion(): Promise<void> {
+        this.looking = true;
+        this.render();
+        try {
+            await this.session.client.maintenance.checkVersion();
+        } catch (error) {
+            this.looking = false;
             this.session.tell('error', messageOf(error));
         }
     }
@@ -88,4 +108,10 @@ export class SettingsPanel {
             this.session.tell('error', messageOf(error));
         }
     }
+}
+
+function versionText(version: VersionData | null): string {
+    if (!version) return '';
+    if (version.bNew) return `Version ${version.newVersion} of ${version.newDate || 'late'} is there.`;
+    return version.newVersion === '' ? 'The server tells of no version.' : 'There is no newer version.';
 }

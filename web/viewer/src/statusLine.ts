@@ -8,16 +8,21 @@ export class StatusLine {
     private readonly text = h('span', { class: 'status-text', role: 'status', 'aria-live': 'polite', 'data-testid': 'status' });
     private readonly selected = h('span', { class: 'selected', 'data-testid': 'selected' });
 
+    private readonly load = h('span', { class: 'load', 'data-testid': 'load', title: 'Load of this computer, and memory of the viewer program' });
+    private readonly version = h('span', { class: 'version-notice', 'data-testid': 'version-notice' });
+
     constructor(session: Session, title: string) {
         this.session = session;
-        this.element = h('footer', { class: 'status' }, this.text, this.selected, h('span', { class: 'session-title' }, title));
+        this.element = h('footer', { class: 'status' }, this.text, this.version, this.load, this.selected, h('span', { class: 'session-title' }, title));
     }
 
     /** `selected`: what is, on the page that is shown. */
     render(selected: string): void {
-        const { status, phase } = this.session;
+        const { status, phase, load, version } = this.session;
         setText(this.text, status.text);
         setAttribute(this.text, 'data-kind', status.kind);
+        setText(this.load, load ? `Processor ${load.SystemCpu} %, viewer ${load.AppCpu} %, ${load.AppMemory} MiB` : '');
+        setText(this.version, version?.bNew ? `Version ${version.newVersion} of the viewer program is there.` : '');
         setText(this.selected, phase === 'live' ? selected : '');
     }
 }

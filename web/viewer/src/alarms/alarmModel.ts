@@ -1,0 +1,104 @@
+/** The alarms of this session, newest first: plain values. */
+import type { AlarmChoice, AlarmChoiceKey, AlarmData } from '../../../client/index.ts';
+
+export interface Alarm {
+    id: number;
+    /** Milliseconds since 1970, of this computer. */
+    at: number;
+    /** When its stop came; null while it lasts, and for one that never ends. */
+    until: number | null;
+    channel: number;
+    event: string;
+    status: string;
+    /** The same pulse again and again is one entry. */
+    count: number;
+}
+
+/** More than anyone reads; a flood replaces the oldest. */
+const MOST = 200;
+
+export class AlarmModel {
+    list: Alarm[] = [];
+    private lastId = 0;
+
+    /** True when it is a new one, and not the end or the repetition of one that is there. */
+    add(data: AlarmData, at: number): boolean {
+        const { Channel: channel, Event: event, Status: status } = data;
+        const same = this.list.find((alarm) => alarm.channel === channel && alarm.event === event);
+        if (status === 'Stop' && same?.status === 'Start' && same.until === null) {
+            same.until = at;
+            return false;
+        }
+        const repeated = same !== undefined && same.status === status && (status !== 'Start' || same.until === null);
+        if (repeated && same === this.list[0]) {
+            same.count++;
+            return false;
+        }
+        this.list = [{ id: ++this.lastId, at, until: null, channel, event, status, count: 1 }, ...this.list].slice(0, MOST);
+        return status !== 'Stop';
+    }
+
+    clear(): void {
+        this.list = [];
+    }
+
+    /** Those that have begun and not ended. */
+    get active(): number {
+        return this.list.filter(({ status, until }) => status === 'Start' && until === null).length;
+    }
+}
+
+const WORDS: ReadonlyMap<string, string> = new Map([
+    ['LocalIO', 'Digital input'],
+    ['NetAlarm', 'Network alarm'],
+    ['VideoMotion', 'Motion'],
+    ['VideoLoss', 'No video'],
+    ['VideoBlind', 'Camera covered'],
+    ['StorageNotExist', 'No disk'],
+    ['StorageFailure', 'Disk failure'],
+    ['StorageFailureRead', 'Disk cannot be read'],
+    ['StorageFailureWrite', 'Disk cannot be written'],
+    ['StorrageLowSpace', 'Disk full'],
+    ['NetAbort', 'Network down'],
+    ['NetIPConflict', 'Address conflict'],
+    ['VideoAnalyze', 'Rule crossed'],
+    ['LoginFailed', 'Log in failed'],
+    ['PlateDetect', 'Number plate'],
+    ['PIRAlarm', 'Warm body'],
+    ['PIRDetect', 'Warm body'],
+    ['appEventHumanDetectAlarm', 'Person'],
+    ['FaceDetect', 'Face'],
+    ['FaceDetectV2', 'Face'],
+    ['FaceRecognition', 'Known face'],
+]);
+
+/** What a person reads; the process's own word for the rest. */
+export function alarmWords(event: string): string {
+    return WORDS.get(event) ?? (event === '' ? 'Unknown alarm' : event);
+}
+
+const KINDS: ReadonlyMap<string, AlarmChoiceKey> = new Map([
+    ['VideoMotion', 'Motion'],
+    ['VideoBlind', 'Blind'],
+    ['VideoLoss', 'Loss'],
+    ['LocalIO', 'IO'],
+    ['VideoAnalyze', 'Analyze'],
+    ['appEventHumanDetectAlarm', 'Human'],
+    ['PIRAlarm', 'Human'],
+    ['PIRDetect', 'Human'],
+    ['FaceDetect', 'FaceDetect'],
+    ['FaceDetectV2', 'FaceDetect'],
+    ['FaceRecognition', 'FaceDetect'],
+    ['StorageNotExist', 'DiskError'],
+    ['StorageFailure', 'DiskError'],
+    ['StorageFailureRead', 'DiskError'],
+    ['StorageFailureWrite', 'DiskError'],
+    ['StorrageLowSpace', 'DiskFull'],
+    ['PlateDetect', 'Carshape'],
+]);
+
+/** Whether the user wants to hear it. The list shows every alarm, whatever the choice. */
+export function isHeard(choice: AlarmChoice, event: string): boolean {
+    const kind = KINDS.get(event);
+    return choice.Prompt && (choice.all || (kind !== undefined && choice[kind]));
+}

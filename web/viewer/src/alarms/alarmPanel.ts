@@ -1,0 +1,103 @@
+/** The alarms of the device as they come, and which of them sound. */
+import { ALARM_CHOICES, messageOf, type AlarmChoice, type AlarmChoiceKey, type AlarmData } from '../../../client/index.ts';
+import { h, setAttribute, setText } from '../dom.ts';
+import type { Session } from '../session.ts';
+import { alarmWords, AlarmModel, isHeard, type Alarm } from './alarmModel.ts';
+import { Chime } from './chime.ts';
+
+const LABELS: Record<AlarmChoiceKey, string> = {
+    Prompt: 'Sound', all: 'For every alarm', Motion: 'Motion', Blind: 'Camera covered', Loss: 'No video', IO: 'Digital input',
+    Analyze: 'Rule crossed', Human: 'Person', FaceDetect: 'Face', DiskError: 'Disk failure', DiskFull: 'Disk full', Carshape: 'Number plate',
+};
+
+export class AlarmPanel {
+    readonly element: HTMLElement;
+    readonly model = new AlarmModel();
+    private readonly session: Session;
+    private readonly chime: Chime;
+    private readonly list = h('ol', { class: 'alarms', 'data-testid': 'alarms', 'aria-label': 'Alarms', 'aria-live': 'polite' });
+    private readonly empty = h('p', { class: 'hint', 'data-testid': 'alarms-empty' });
+    private readonly clear = h('button', { type: 'button', 'data-testid': 'alarms-clear' }, 'Clear the list');
+    private readonly boxes = new Map<AlarmChoiceKey, HTMLInputElement>();
+    private choice: AlarmChoice | null = null;
+    private shown: readonly Alarm[] | null = null;
+    private stale = false;
+
+    constructor(session: Session, chime = new Chime()) {
+        this.session = session;
+        this.chime = chime;
+        const choices = ALARM_CHOICES.map((key) => this.choiceRow(key));
+        this.element = h('section', { class: 'panel', 'aria-label': 'Alarms' },
+            h('h2', {}, 'Alarms'), this.empty, this.list, this.clear,
+            h('h2', {}, 'Sound'), ...choices);
+        this.clear.addEventListener('click', () => {
+            this.model.clear();
+            this.session.changed();
+        });
+        this.session.client.on('alarm', (data) => this.onAlarm(data));
+        this.session.on('ended', () => this.model.clear());
+    }
+
+    /** Reads the choice that this computer keeps. Call after a log in. */
+    async load(): Promise<void> {
+        try {
+            this.choice = await this.session.client.alarms.readChoice();
+            for (const [key, box] of this.boxes) box.checked = this.choice[key];
+        } catch (error) {
+            this.session.tell('error', messageOf(error));
+        }
+    }
+
+    render(): void {
+        setText(this.empty, this.session.hearsAlarms ? 'None since the log in.' : 'A device tells its alarms after a log in by serial number only.');
+        this.empty.hidden = this.model.list.length > 0;
+        this.clear.hidden = this.model.list.length === 0;
+        for (const [key, box] of this.boxes) box.disabled = this.choice === null || (key !== 'Prompt' && !this.choice.Prompt);
+        if (this.shown === this.model.list && !this.stale) return;
+        this.shown = this.model.list;
+        this.stale = false;
+        this.list.replaceChildren(...this.model.list.map(row));
+    }
+
+    private onAlarm(data: AlarmData): void {
+        const isNew = this.model.add(data, Date.now());
+        this.stale = true;
+        if (isNew && this.choice && isHeard(this.choice, data.Event)) this.chime.sound();
+        this.session.changed();
+    }
+
+    private choiceRow(key: AlarmChoiceKey): HTMLElement {
+        const box = h('input', { type: 'checkbox', 'data-testid': `alarm-choice-${key}` });
+        this.boxes.set(key, box);
+        box.addEventListener('change', () => void this.store(key, box.checked));
+        return h('label', { class: 'check' }, box, h('span', {}, LABELS[key]));
+    }
+
+    private async store(key: AlarmChoiceKey, wanted: boolean): Promise<void> {
+        if (!this.choice) return;
+        this.choice = { ...this.choice, [key]: wanted };
+        this.session.changed();
+        try {
+            await this.session.client.alarms.saveChoice(this.choice);
+        } catch (error) {
+            this.session.tell('error', messageOf(error));
+        }
+    }
+}
+
+function row(alarm: Alarm): HTMLElement {
+    const lasting = alarm.status === 'Start' && alarm.until === null;
+    const element = h('li', { class: 'alarm', 'data-testid': 'alarm', 'data-event': alarm.event },
+        h('time', {}, new Date(alarm.at).toLocaleTimeString()),
+        h('strong', {}, alarmWords(alarm.event)),
+        h('span', {}, `Channel ${alarm.channel + 1}`),
+        h('span', { class: 'hint' }, endOf(alarm, lasting)));
+    setAttribute(element, 'data-state', lasting ? 'lasting' : 'over');
+    return element;
+}
+
+function endOf(alarm: Alarm, lasting: boolean): string {
+    if (lasting) return 'goes on';
+    if (alarm.until !== null) return `${Math.max(1, Math.round((alarm.until - alarm.at) / 1000))} s`;
+    return alarm.count > 1 ? `${alarm.count} times` : '';
+}
