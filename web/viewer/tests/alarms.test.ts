@@ -1,0 +1,183 @@
+// @vitest-environment jsdom
+import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
+import { ALARM_CHOICES, type AlarmChoice } from '../../client/index.ts';
+import { startFakeHost, type FakeHost, type FakeHostSettings } from '../../tests/fakeHost.mjs';
+import { alarmWords, AlarmModel, isHeard } from '../src/alarms/alarmModel.ts';
+import { Chime } from '../src/alarms/chime.ts';
+import { App } from '../src/app.ts';
+import { readParams } from '../src/params.ts';
+
+const none = Object.fromEntries(ALARM_CHOICES.map((key) => [key, false])) as AlarmChoice;
+const alarm = (Event: string, Status: string, Channel = 0) => ({ Channel, Event, Status });
+
+describe('the list of alarms', () => {
+    it('joins a start and its stop', () => {
+        const model = new AlarmModel();
+        expect(model.add(alarm('VideoMotion', 'Start'), 1000)).toBe(true);
+        expect(model.active).toBe(1);
+        expect(model.add(alarm('VideoMotion', 'Stop'), 5000)).toBe(false);
+        expect(model.list).toMatchObject([{ at: 1000, until: 5000 }]);
+        expect(model.active).toBe(0);
+    });
+
+    it('keeps channels and kinds apart', () => {
+        const model = new AlarmModel();
+        model.add(alarm('VideoMotion', 'Start', 0), 1);
+        model.add(alarm('VideoMotion', 'Start', 1), 2);
+        model.add(alarm('VideoLoss', 'Start', 0), 3);
+        model.add(alarm('VideoMotion', 'Stop', 1), 4);
+        expect(model.list.map(({ channel, event, until }) => [channel, event, until])).toEqual([[0, 'VideoLoss', null], [1, 'VideoMotion', 4], [0, 'VideoMotion', null]]);
+    });
+
+    it('counts a pulse that comes again and again', () => {
+        const model = new AlarmModel();
+        expect(model.add(alarm('LocalIO', 'Pulse'), 1)).toBe(true);
+        for (let i = 0; i < 9; i++) expect(model.add(alarm('LocalIO', 'Pulse'), 2 + i)).toBe(false);
+        expect(model.list).toMatchObject([{ count: 10 }]);
+    });
+
+    it('begins anew after a stop', () => {
+        const model = new AlarmModel();
+        for (const status of ['Start', 'Stop', 'Start']) model.add(alarm('VideoBlind', status), 1);
+        expect(model.list.map(({ until }) => until)).toEqual([null, 1]);
+    });
+
+    it('has 200 entries at most, the newest', () => {
+        const model = new AlarmModel();
+        for (let i = 0; i < 5000; i++) model.add(alarm('VideoMotion', 'Pulse', i), i);
+        expect(model.list.length).toBe(200);
+        expect(model.list[0]?.channel).toBe(4999);
+    });
+
+    it('shows a stop whose start nobody heard, without a sound', () => {
+        const model = new AlarmModel();
+        expect(model.add(alarm('VideoLoss', 'Stop'), 1)).toBe(false);
+        expect(model.list.length).toBe(1);
+    });
+});
+
+describe('words', () => {
+    it.each([['StorrageLowSpace', 'Disk full'], ['WordDetect', 'WordDetect'], ['', 'Unknown alarm']])('for "%s": %s', (event, words) => expect(alarmWords(event)).toBe(words));
+});
+
+describe('which alarms sound', () => {
+    it('are none while the sound is off', () => expect(isHeard({ ...none, all: true, Motion: true }, 'VideoMotion')).toBe(false));
+    it('are those chosen', () => {
+        const choice = { ...none, Prompt: true, Motion: true };
+        expect(isHeard(choice, 'VideoMotion')).toBe(true);
+        expect(isHeard(choice, 'VideoLoss')).toBe(false);
+        expect(isHeard(choice, '')).toBe(false);
+    });
+    it('are all, unknown ones too, when so chosen', () => expect(isHeard({ ...none, Prompt: true, all: true }, '')).toBe(true));
+});
+
+describe('the chime', () => {
+    it('rings once a second at most', () => {
+        let now = 0;
+        const ring = vi.fn();
+        const chime = new Chime(ring, () => now);
+        for (now = 0; now < 2500; now += 100) chime.sound();
+        expect(ring).toHaveBeenCalledTimes(3);
+    });
+});
+
+describe('on the page', () => {
+    let host: FakeHost;
+    let app: App;
+    const id = <T extends HTMLElement = HTMLButtonElement>(name: string): T => {
+        const element = document.querySelector<T>(`[data-testid="${name}"]`);
+        if (!element) throw new Error(`no element ${name}`);
+        return element;
+    };
+    const soon = (fact: () => void) => vi.waitFor(fact, { timeout: 5000 });
+    const says = (name: string, text: string) => soon(() => expect(id(name).textContent).toContain(text));
+    const raise = (Event: string, Status: string, Channel = 0) =>
+        host.push({ MainEvent: 2, SubEvent: 0, Name: 'AlarmInfo', AlarmInfo: { Channel, Event, Status } });
+
+    async function open(settings: Partial<FakeHostSettings> = {}, query = ''): Promise<void> {
+        host = await startFakeHost({ channels: 4, ...settings });
+        document.body.innerHTML = '<div id="app"></div>';
+        app = new App(document.getElementById('app') as HTMLElement, readParams(`?auto=1&password=p${query}`), { hostUrl: host.url, device: null });
+        app.start();
+        await says('status', 'Logged in');
+    }
+
+    beforeEach(() => localStorage.clear());
+    afterEach(async () => {
+        app.dispose();
+        await host.close();
+    });
+
+    it('asks for alarms at log in', async () => {
+        await open();
+        expect(host.requests.find(({ MainType }) => MainType === 8)).toMatchObject({ AlarmStyle: 'Tool' });
+    });
+
+    it('lists an alarm with its channel, and tells on the button how many go on', async () => {
+        await open();
+        id('alarms-panel').click();
+        raise('VideoMotion', 'Start', 2);
+        await says('alarms', 'Motion');
+        expect(id('alarms').textContent).toContain('Channel 3');
+        expect(id('alarms-panel').dataset.alarms).toBe('1');
+        raise('VideoMotion', 'Stop', 2);
+        await soon(() => expect(id('alarm').dataset.state).toBe('over'));
+        expect(id('alarms-panel').dataset.alarms).toBeUndefined();
+        id('alarms-clear').click();
+        await soon(() => expect(document.querySelector('[data-testid="alarm"]')).toBeNull());
+    });
+
+    it('says that a log in by address hears none', async () => {
+        await open();
+        id('alarms-panel').click();
+        await says('alarms-empty', 'by serial number only');
+    });
+
+    it('keeps the choice of what sounds on this computer', async () => {
+        await open();
+        id('alarms-panel').click();
+        await soon(() => expect(id<HTMLInputElement>('alarm-choice-Prompt').disabled).toBe(false));
+        id<HTMLInputElement>('alarm-choice-Prompt').click();
+        await soon(() => expect(host.processes.at(-1)?.alarmChoice.Prompt).toBe(true));
+        await soon(() => expect(id<HTMLInputElement>('alarm-choice-Motion').disabled).toBe(false));
+        id<HTMLInputElement>('alarm-choice-Motion').click();
+        await soon(() => expect(host.processes.at(-1)?.alarmChoice).toMatchObject({ Prompt: true, Motion: true, Loss: false }));
+    });
+
+    it('shows the load of the computer while logged in', async () => {
+        await open();
+        host.push({ MainEvent: 0, SubEvent: 5, AppCpu: 6, SystemCpu: 41, AppMemory: 120 });
+        await says('load', 'Processor 41 %, viewer 6 %, 120 MiB');
+        id('logout').click();
+        await soon(() => expect(id('load').textContent).toBe(''));
+    });
+
+    it('tells of a newer version after the log in', async () => {
+        await open({ newVersion: '1.0.0.1' });
+        await says('version-notice', 'Version 1.0.0.1');
+    });
+
+    it('says nothing when there is none, and looks again when asked', async () => {
+        await open({ newVersion: '1.0.0.0' });
+        id('settings-panel').click();
+        await soon(() => expect(id('version-check').disabled).toBe(false));
+        id('version-check').click();
+        await says('version-text', 'There is no newer version.');
+        expect(id('version-notice').textContent).toBe('');
+        expect(host.requests.filter(({ MainType }) => MainType === 22).map(({ SubType }) => SubType)).toEqual([0, 1]);
+    });
+
+    it('says that it asks while the server is silent', async () => {
+        await open();
+        id('settings-panel').click();
+        await soon(() => expect(id('version-check').disabled).toBe(false));
+        id('version-check').click();
+        await says('version-text', 'Asking the server');
+    });
+
+    it('works enciphered', async () => {
+        await open({}, '&encryption=both');
+        expect(host.requests[0]).toMatchObject({ MainType: 32 });
+        expect(host.frames.slice(1).every((frame) => !frame.startsWith('{'))).toBe(true);
+    });
+});
