@@ -79,8 +79,9 @@ void changeWindowFlags(QWidget& widget, Qt::WindowFlags flags);
 void prepareFullScreen(WindowHandle hWnd);
 
 /// Maps a shown window again, and puts it back to its place within its parent, where another program can have undone
-/// that since: a window manager that gives up a window may unmap and move it after we have taken it back.
-void keepShown(WindowHandle hWnd, const QRect& rcPlace);
+/// that since: a window manager that gives up a window may unmap and move it after we have taken it back. The place is
+/// one that moveWindow was given.
+void keepShown(WindowHandle hWnd, int nX, int nY, int nWidth, int nHeight);
 
 /// Logical pixels per inch of the screen, 0 if the screen gives no answer.
 int screenDpi();

@@ -46,7 +46,6 @@ const char* renderClassOf(int nBrowseType)
     }
 }
 
-/// Held within the range of int, for the page may send any number.
 int sum(int nA, int nB)
 {
     constexpr qint64 kMin = std::numeric_limits<int>::min();
@@ -204,6 +203,11 @@ QPoint PlayWidget::GetClientOrigin() const
     return ptFrame + QPoint((rcWindow.width() - szClient.width()) / 2, (rcWindow.height() - szClient.height()) / 2);
 }
 
+QPoint PlayWidget::cornerFrom(QPoint ptOrigin, const PluginRegion& rcPos)
+{
+    return {sum(ptOrigin.x(), rcPos.left), sum(ptOrigin.y(), rcPos.top)};
+}
+
 void PlayWidget::MovePlayWidget(platform::WindowHandle hWnd, const PluginRegion& rcPos)
 {
     static constexpr char kTag[] = "PlayWidget::MovePlayWidget";
@@ -213,11 +217,10 @@ void PlayWidget::MovePlayWidget(platform::WindowHandle hWnd, const PluginRegion&
         return;
     }
     writeLog(kTag, "move begin");
-    const QPoint ptOrigin = GetClientOrigin();
-    const int nX = sum(ptOrigin.x(), rcPos.left);
-    const int nY = sum(ptOrigin.y(), rcPos.top);
-    writeLog(kTag, QString("nLeft:%1,nTop:%2,Width:%3,Height:%4").arg(nX).arg(nY).arg(rcPos.width).arg(rcPos.height));
-    platform::moveWindow(hWnd, nX, nY, rcPos.width, rcPos.height);
+    const QPoint pt = cornerFrom(GetClientOrigin(), rcPos);
+    writeLog(kTag,
+             QString("nLeft:%1,nTop:%2,Width:%3,Height:%4").arg(pt.x()).arg(pt.y()).arg(rcPos.width).arg(rcPos.height));
+    platform::moveWindow(hWnd, pt.x(), pt.y(), rcPos.width, rcPos.height);
     platform::invalidate(hWnd);
     update();
     m_rcPos = rcPos;

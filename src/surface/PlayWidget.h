@@ -157,6 +157,8 @@ private:
     void AttachToBrowser(platform::WindowHandle hParent);
     platform::WindowHandle GetRootWindow(platform::WindowHandle hWnd) const;
     QPoint GetClientOrigin() const;
+    /// Where rcPos begins; held within the range of int, for the page may send any number.
+    static QPoint cornerFrom(QPoint ptOrigin, const PluginRegion& rcPos);
     platform::WindowHandle presentParent() const;
     void startTracking();
     void takeForeground();

@@ -49,7 +49,7 @@ void PlayWidget::onMoveTimer()
     const QPoint ptOrigin = GetClientOrigin();
     if (ptOrigin == m_ptLastOrigin)
         return;
-    move(m_rcPos.left + ptOrigin.x(), m_rcPos.top + ptOrigin.y());
+    move(cornerFrom(ptOrigin, m_rcPos));
     m_ptLastOrigin = ptOrigin;
     writeLog(kTag, QString("move pt.x=%1 pt.y=%2").arg(ptOrigin.x()).arg(ptOrigin.y()));
 }
@@ -60,9 +60,8 @@ void PlayWidget::onTrackTimer()
     if (!platform::isWindow(ownHandle()))
         return;
     if (isVisible() && m_nEmbedType == 0 && m_rcPos.isUsable()) {
-        const QPoint ptOrigin = GetClientOrigin();
-        platform::keepShown(
-            ownHandle(), QRect(m_rcPos.left + ptOrigin.x(), m_rcPos.top + ptOrigin.y(), m_rcPos.width, m_rcPos.height));
+        const QPoint pt = cornerFrom(GetClientOrigin(), m_rcPos);
+        platform::keepShown(ownHandle(), pt.x(), pt.y(), m_rcPos.width, m_rcPos.height);
     }
     if (m_bHasClientWnd) {
         trackClient();

@@ -165,7 +165,7 @@ void changeWindowFlags(QWidget& widget, Qt::WindowFlags flags)
 // Any window may fill the screen here.
 void prepareFullScreen(WindowHandle) {}
 
-void keepShown(WindowHandle, const QRect&) {}
+void keepShown(WindowHandle, int, int, int, int) {}
 
 int screenDpi()
 {

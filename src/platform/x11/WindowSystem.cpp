@@ -290,11 +290,16 @@ QSize largestWindow()
     return (2 * clientSize(rootWindow())).expandedTo(kLargeWindow);
 }
 
+/// The protocol has 16 bits for each: what does not fit would come out somewhere else.
+QRect heldBack(int nX, int nY, int nWidth, int nHeight)
+{
+    const QPoint ptPlace(qBound(-kMaxCoordinate, nX, kMaxCoordinate), qBound(-kMaxCoordinate, nY, kMaxCoordinate));
+    return QRect(ptPlace, QSize(nWidth, nHeight).expandedTo(QSize(1, 1)).boundedTo(largestWindow()));
+}
+
 void moveWindow(WindowHandle hWnd, int nX, int nY, int nWidth, int nHeight)
 {
-    // The protocol has 16 bits for each: what does not fit would come out somewhere else.
-    const QPoint ptPlace(qBound(-kMaxCoordinate, nX, kMaxCoordinate), qBound(-kMaxCoordinate, nY, kMaxCoordinate));
-    const QRect rc(ptPlace, QSize(nWidth, nHeight).expandedTo(QSize(1, 1)).boundedTo(largestWindow()));
+    const QRect rc = heldBack(nX, nY, nWidth, nHeight);
     // Our own widgets are told directly, so that they stand as asked when this returns. The server is told too,
     // since a widget that believes to stand there already asks for nothing.
     if (QWidget* pWidget = QWidget::find(static_cast<WId>(hWnd)))
@@ -429,11 +434,12 @@ void prepareFullScreen(WindowHandle hWnd)
     flush();
 }
 
-void keepShown(WindowHandle hWnd, const QRect& rcPlace)
+void keepShown(WindowHandle hWnd, int nX, int nY, int nWidth, int nHeight)
 {
     const auto reply = attributes(hWnd);
     if (!reply)
         return;
+    const QRect rcPlace = heldBack(nX, nY, nWidth, nHeight);
     const auto place = geometry(hWnd);
     if (place && QRect(place->x, place->y, place->width, place->height) != rcPlace)
         moveRaw(hWnd, rcPlace);

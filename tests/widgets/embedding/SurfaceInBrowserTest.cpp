@@ -22,6 +22,21 @@ constexpr char kWindowTitle[] = "Web Viewer 7 - Chromium";
 const PluginRegion kRegion{40, 60, 320, 240};
 const QColor kCell(0, 0, 0);
 
+/// Counts an object's timer events from now on.
+class TimerWatch : public QObject
+{
+public:
+    explicit TimerWatch(QObject& watched) { watched.installEventFilter(this); }
+    int count = 0;
+
+private:
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        count += event->type() == QEvent::Timer;
+        return false;
+    }
+};
+
 class SurfaceInBrowser : public testing::Test
 {
 protected:
@@ -88,6 +103,19 @@ TEST_F(SurfaceInBrowser, PaintsOverThePageAtItsRectangle)
     showAt(kRegion);
     EXPECT_TRUE(until([this] { return standsInPage(); }));
     EXPECT_EQ(parentOf(surface().winId()), hWindow);
+}
+
+// Found by reading: the looks at the browser put it back to the page's own numbers, which the protocol cuts to 16 bits.
+TEST_F(SurfaceInBrowser, ARectangleFarBeyondTheScreenIsHeldBackForGood)
+{
+    login();
+    showAt({40000, 10, 6000, 100});
+    ASSERT_TRUE(until([] { return surface().isVisible(); }));
+    const TimerWatch ticks(surface());
+    ASSERT_TRUE(until([&] { return ticks.count >= 3; }));
+    const QSize largest = (2 * QApplication::primaryScreen()->size()).expandedTo(QSize(4096, 4096));
+    EXPECT_EQ(clientSize(surface().winId()), QSize(largest.width(), 100));
+    EXPECT_EQ(mapPoint(surface().winId(), hWindow, {}), QPoint(32767, 10));
 }
 
 TEST_F(SurfaceInBrowser, MovesWithTheBrowserAndWithThePage)
