@@ -18,14 +18,14 @@ void readKeys(const Json::Value& request, SLoginRequest& login)
     const Json::Value& device = request["Device"];
     const Json::Value& loginType = device["LoginType"];
     login.loginType = loginType.isInt() ? loginType.asInt() : 0;
+    if (login.loginType == 2)
+        writeLog(kTag, "fasjnflk  token"); // also when one of its keys is missing
     if (login.loginType == 0)
         login.ip = text(device["IP"]).toLocal8Bit();
     if (login.loginType == 1 || login.loginType == 2)
         login.serialNo = text(device["SN"]).toLocal8Bit();
-    if (login.loginType == 2) {
-        writeLog(kTag, "fasjnflk  token");
+    if (login.loginType == 2)
         login.token = text(device["tcsToken"]).toLatin1();
-    }
     login.user = text(device["User"]).toLocal8Bit();
     login.password = text(device["Password"]).toLocal8Bit();
     login.port = device["Port"].asInt();
