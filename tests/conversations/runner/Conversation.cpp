@@ -31,6 +31,9 @@ bool isSpeechEnd(const Call& call)
     return isSpeech(call) && kEnds.contains(call.name);
 }
 
+constexpr int kMessageLimit = 65536; // bytes, where the program cuts what it sends
+constexpr int kNotedBytes = 4096;    // of a message in the trace
+
 QString serverName()
 {
     return QString("lumo-conversation-%1").arg(QCoreApplication::applicationPid());
@@ -265,7 +268,13 @@ void Conversation::onMessage(const QByteArray& sealed)
         m_problem = failure.text;
         return;
     }
-    note("<    " + QString::fromUtf8(body).trimmed());
+    note("<    " + QString::fromUtf8(body.left(kNotedBytes)).trimmed());
+    if (body.size() == kMessageLimit) { // cut there, so no JSON any more: told as the text that it is
+        Item item;
+        item.message = QString::fromUtf8(body);
+        m_pending.push_back(item);
+        return;
+    }
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(body, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
