@@ -115,6 +115,32 @@ TEST_F(LogFileTest, TheFolderIsMadeAndTheFileNamedByProcessAndTime)
     EXPECT_EQ(QByteArray("line\n"), file.readAll());
 }
 
+TEST_F(LogFileTest, FilesOfOtherProcessesInTheFolderArePrunedToo)
+{
+    ASSERT_TRUE(QDir().mkpath(logDir()));
+    for (int i = 0; i < 3; ++i)
+        makeOldFile(i);
+    SWriter first;
+    first.write("of the first\n");
+    makeOldFile(3); // five now: the second writer's start leaves four
+    SWriter second;
+    const QStringList all = files();
+    EXPECT_EQ(4, all.size());
+    EXPECT_FALSE(all.contains("old_0.log"));
+}
+
+TEST_F(LogFileTest, AFileAtTheLimitGrowsBeyondItAndOneBeyondItIsClosed)
+{
+    constexpr int kLimit = 524288;
+    SWriter writer;
+    writer.write(QString(kLimit - 1, 'x') + "\n");
+    const QString strFirst = logDir() + "/" + files().value(0);
+    writer.write("beyond\n"); // the size is looked at before the write
+    EXPECT_EQ(kLimit + 7, QFileInfo(strFirst).size());
+    writer.write("next\n"); // to another file, or within one second to the head of the same
+    EXPECT_EQ(kLimit + 7, QFileInfo(strFirst).size());
+}
+
 TEST_F(LogFileTest, ALongSessionKeepsTenFilesAndTheNewOne)
 {
     SWriter writer;
