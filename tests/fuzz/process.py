@@ -48,6 +48,17 @@ def valid_commands():
     yield {"MainType": 34, "SubType": 1, "Channel": 0, "RuleType": 1, "ShowRule": 1, "AlarmDirectLine": 2,
            "AlarmDirectRegion": 2, "ptsNum": 3, "RuleLine": {"StartX": 0, "StartY": 0, "StopX": 8192, "StopY": 8192},
            "RuleRegion": [{"X": 0, "Y": 0}, {"X": 8192, "Y": 0}, {"X": 0, "Y": 8192}]}
+    for sub in range(0, 4):
+        yield {"MainType": 2, "SubType": sub}
+    span = {"Channel": 0, "Wnd": 0, "FileType": 0, "BeginTime": "2026-11-20 10:00:00", "EndTime": "2026-11-20 10:10:00"}
+    for mode in range(0, 3):
+        yield {"MainType": 5, "SubType": 36, "Mode": mode}
+        yield {"MainType": 5, "SubType": 34, "Mode": mode, "SelectWnd": 0, "Stream": 0, "FileInfo": [span, {**span, "Wnd": 3}]}
+    for sub in range(33, 48):
+        yield {"MainType": 5, "SubType": sub, "Channel": 0, "Cmd": 3, "Param": 500}
+    for sub in range(0, 3):
+        yield {"MainType": 16, "SubType": sub, "Channel": 255}
+    yield {"MainType": 19, "SubType": 0}
 
 
 class Fuzzer:
