@@ -341,9 +341,14 @@ bool RtspPeer::answer(PeerConnection& connection, const PeerRequest& r)
 
 bool RtspPeer::pump(PeerConnection& connection, int timeoutMs)
 {
-    if (connection.open() && !m_stop && connection.waitReadable(timeoutMs))
-        if (const auto r = connection.read(m_stop))
-            answer(connection, *r);
+    if (connection.open() && !m_stop)
+        connection.fill(timeoutMs);
+    while (connection.open() && !m_stop) {
+        const auto r = connection.next(); // several may have come in one piece
+        if (!r)
+            break;
+        answer(connection, *r);
+    }
     return connection.open() && !m_stop;
 }
 

@@ -83,6 +83,28 @@ int takeSlowly(long, long, uint8_t*, long, intptr_t user)
 
 } // namespace
 
+TEST_F(PlaybackTest, APeerAnswersRequestsThatCameInOnePiece)
+{
+    // As a keep-alive and a control do that are due at the same moment: one that was left would look like a time-out.
+    Socket socket;
+    PollSet poll;
+    ASSERT_TRUE(socket.startConnect(resolveAddress("127.0.0.1", uint16_t(peer.port()))));
+    const size_t slot = poll.add(socket.handle(), false, true);
+    ASSERT_TRUE(poll.wait(kLongMs));
+    const std::string two = "GET_PARAMETER * RTSP/1.0\r\nCSeq: 1\r\n\r\nGET_PARAMETER * RTSP/1.0\r\nCSeq: 2\r\n\r\n";
+    ASSERT_EQ(socket.send(two.data(), two.size()).size, two.size());
+    poll.set(slot, true, false);
+    std::string answers;
+    char buffer[4096];
+    while (answers.find("CSeq: 2") == std::string::npos && poll.wait(kLongMs)) {
+        const IoResult got = socket.receive(buffer, sizeof buffer);
+        if (got.state != Io::Done)
+            break;
+        answers.append(buffer, got.size);
+    }
+    EXPECT_NE(answers.find("CSeq: 2"), std::string::npos) << answers;
+}
+
 TEST_F(PlaybackTest, AfterAMinuteOfStandingStillEachControlIsAnsweredAtOnce)
 {
     peer.pictures = 4000;

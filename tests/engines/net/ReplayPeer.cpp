@@ -150,12 +150,15 @@ void ReplayPeer::serve(PeerConnection& connection)
                 std::chrono::duration_cast<std::chrono::milliseconds>(s.due - Clock::now()).count(), 0, 5));
         else if (sending)
             wait = 0;
-        if (connection.waitReadable(wait)) {
-            const auto r = connection.read(m_stop);
-            if (r && !deaf && !answer(connection, *r, s))
+        connection.fill(wait);
+        bool asked = false;
+        while (const auto r = connection.next()) { // several may have come in one piece
+            asked = true;
+            if (!deaf && !answer(connection, *r, s))
                 return;
-            continue;
         }
+        if (asked)
+            continue;
         if (!sending || (s.paced && Clock::now() < s.due))
             continue;
         if (cutAfter >= 0 && sent >= cutAfter) {
