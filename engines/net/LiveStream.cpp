@@ -17,7 +17,7 @@ constexpr int64_t kShiftPeriod = 1000;    // ms between two looks at the zone
 LiveStream::LiveStream(IoLoop& loop, int handle, StreamSource source, const Timings& timings,
                        std::shared_ptr<const SharedClock> clock)
     : m_loop(loop), m_handle(handle), m_source(std::move(source)), m_timings(timings), m_clock(std::move(clock)),
-      m_backoff(timings)
+      m_backoff(timings), m_opening(timings)
 {
 }
 
@@ -31,23 +31,12 @@ int LiveStream::open()
         self->m_loop.addTimed(self);
         self->startSession(IoLoop::nowMs());
     });
-    std::unique_lock lock(m_openMutex);
-    m_opened.wait(lock, [this] { return m_openResult.has_value(); });
-    return *m_openResult;
+    return m_opening.wait();
 }
 
 void LiveStream::cancelOpen(int error)
 {
-    finishOpen(error);
-}
-
-void LiveStream::finishOpen(int error)
-{
-    std::lock_guard lock(m_openMutex);
-    if (m_openResult)
-        return;
-    m_openResult = error;
-    m_opened.notify_all();
+    m_opening.finish(error);
 }
 
 void LiveStream::close()
@@ -59,7 +48,7 @@ void LiveStream::close()
         m_fnV2 = nullptr;
         m_backlog.clear();
     }
-    finishOpen(LUMONET_ERR_NOT_LOGGED_IN);
+    m_opening.finish(LUMONET_ERR_NOT_LOGGED_IN);
     m_loop.post([self = shared_from_this()] {
         self->m_ended = true;
         self->dropSession();
@@ -130,16 +119,10 @@ void LiveStream::onTime(int64_t nowMs)
 
 void LiveStream::startSession(int64_t nowMs)
 {
-    RtspOptions options;
-    options.url = m_source.url;
-    options.address = m_source.address;
-    options.user = m_source.user;
-    options.password = m_source.password;
-    options.udp = m_source.udp;
-    options.timeoutMs = m_timings.openMs;
     m_tracks.clear();
     m_lastData = -1;
-    m_session = std::make_shared<RtspSession>(m_loop, std::move(options), static_cast<RtspHandler&>(*this));
+    m_session =
+        std::make_shared<RtspSession>(m_loop, optionsFor(m_source, m_timings), static_cast<RtspHandler&>(*this));
     m_session->start(nowMs);
 }
 
@@ -148,8 +131,7 @@ void LiveStream::dropSession()
     if (!m_session)
         return;
     m_session->close();
-    m_loop.releaseLater(std::move(m_session));
-    m_session.reset();
+    release(m_loop, m_session);
     m_lastData = -1;
 }
 
@@ -184,7 +166,7 @@ void LiveStream::onPlaying()
 {
     m_lastData = IoLoop::nowMs();
     m_loop.wakeBy(m_lastData + m_timings.silenceMs);
-    finishOpen(0);
+    m_opening.finish(0);
 }
 
 void LiveStream::onRtp(size_t mediaIndex, const uint8_t* data, size_t size, int64_t nowMs)
@@ -206,27 +188,20 @@ void LiveStream::onRtp(size_t mediaIndex, const uint8_t* data, size_t size, int6
 
 void LiveStream::onFailed(int error)
 {
-    const bool busy = m_session && m_session->lastStatus() == 503;
-    m_loop.releaseLater(std::move(m_session));
-    m_session.reset();
+    const int64_t again = m_session && !m_ended ? m_opening.askAgainAt(m_session->lastStatus()) : -1;
+    release(m_loop, m_session);
     m_lastData = -1;
-    bool opening;
-    {
-        std::lock_guard lock(m_openMutex);
-        opening = !m_openResult;
-    }
-    // Devices answer 503 for a moment while they take down the last session of the same stream.
-    if (opening && busy && !m_ended && ++m_busyTries <= m_timings.busyTries) {
-        m_retryAt = IoLoop::nowMs() + m_timings.busyRetryMs;
+    if (again >= 0) {
+        m_retryAt = again;
         m_loop.wakeBy(m_retryAt);
         return;
     }
     // The owner drops a stream that never opened. A refused password is never tried again.
-    if (opening || error == LUMONET_ERR_PASSWORD || m_ended)
+    if (m_opening.pending() || error == LUMONET_ERR_PASSWORD || m_ended)
         m_ended = true;
     else
         scheduleRetry(IoLoop::nowMs());
-    finishOpen(error);
+    m_opening.finish(error);
 }
 
 int64_t LiveStream::stampOf(const MediaFrame& frame, uint32_t clockRate)

@@ -6,17 +6,16 @@
 
 #include "Depacketizer.h"
 #include "DeviceClock.h"
+#include "Opening.h"
 #include "RtspSession.h"
 #include "Timings.h"
 
 #include "device/LumoNet.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <memory>
 #include <mutex>
-#include <optional>
 
 namespace lumo::net
 {
@@ -39,14 +38,6 @@ public:
 private:
     mutable std::mutex m_mutex;
     DeviceClock m_clock;
-};
-
-/// Where a stream comes from.
-struct StreamSource {
-    RtspUrl url;
-    Address address;
-    std::string user, password;
-    bool udp = false;
 };
 
 class LiveStream final : public IoTimed, private RtspHandler, public std::enable_shared_from_this<LiveStream>
@@ -96,7 +87,6 @@ private:
     void startSession(int64_t nowMs);
     void dropSession();
     void scheduleRetry(int64_t nowMs);
-    void finishOpen(int error);
     void takeFrame(const MediaFrame& frame, uint32_t clockRate);
     int64_t stampOf(const MediaFrame& frame, uint32_t clockRate);
     void hand(Block&& block);
@@ -115,15 +105,12 @@ private:
     std::vector<Track> m_tracks;
     Backoff m_backoff;
     int64_t m_retryAt = -1, m_lastData = -1;
-    int m_busyTries = 0;  // of the opening
     bool m_ended = false; // closed, or refused for its password
     Block m_block;        // reused
     uint32_t m_anchorRtp = 0;
     int64_t m_anchorWall = 0, m_shiftMs = 0, m_shiftUntil = 0;
 
-    std::mutex m_openMutex;
-    std::condition_variable m_opened;
-    std::optional<int> m_openResult; // m_openMutex
+    Opening m_opening; // any thread
 
     std::recursive_mutex m_callbackMutex; // recursive: a callback may change its own stream's callbacks
     LumoRealDataCallback m_fn = nullptr;  // these and the backlog: m_callbackMutex

@@ -40,7 +40,8 @@ int64_t ReplayFeed::Track::timeOf(uint32_t rtp, int64_t otherwise)
 }
 
 ReplayFeed::ReplayFeed(IoLoop& loop, ReplaySpan span, const Timings& timings, std::function<bool()> lost)
-    : m_loop(loop), m_span(std::move(span)), m_timings(timings), m_lost(std::move(lost)), m_wantedMs(m_span.beginMs)
+    : m_loop(loop), m_span(std::move(span)), m_timings(timings), m_lost(std::move(lost)), m_wantedMs(m_span.beginMs),
+      m_opening(timings)
 {
 }
 
@@ -54,23 +55,12 @@ int ReplayFeed::open()
         self->m_loop.addTimed(self);
         self->startSession(IoLoop::nowMs());
     });
-    std::unique_lock lock(m_waitMutex);
-    m_waitChanged.wait(lock, [this] { return m_openResult.has_value(); });
-    return *m_openResult;
+    return m_opening.wait();
 }
 
 void ReplayFeed::cancelOpen(int error)
 {
-    finishOpen(error);
-}
-
-void ReplayFeed::finishOpen(int error)
-{
-    std::lock_guard lock(m_waitMutex);
-    if (m_openResult)
-        return;
-    m_openResult = error;
-    m_waitChanged.notify_all();
+    m_opening.finish(error);
 }
 
 void ReplayFeed::close()
@@ -80,7 +70,7 @@ void ReplayFeed::close()
         m_closing = true;
         m_waitChanged.notify_all();
     }
-    finishOpen(LUMONET_ERR_NOT_LOGGED_IN);
+    m_opening.finish(LUMONET_ERR_NOT_LOGGED_IN);
     m_queue.close();
     m_loop.post([self = shared_from_this()] {
         self->m_closed = true;
@@ -109,12 +99,7 @@ void ReplayFeed::startSession(int64_t nowMs)
     m_retryAt = -1;
     m_playing = m_devicePaused = m_overflowed = false;
     m_tracks.clear();
-    RtspOptions options;
-    options.url = m_span.source.url;
-    options.address = m_span.source.address;
-    options.user = m_span.source.user;
-    options.password = m_span.source.password;
-    options.timeoutMs = m_timings.openMs;
+    RtspOptions options = optionsFor(m_span.source, m_timings);
     options.replay = true;
     options.setupHeaders = "Require: onvif-replay\r\n";
     options.playHeaders =
@@ -128,8 +113,7 @@ void ReplayFeed::dropSession()
     if (!m_session)
         return;
     m_session->close();
-    m_loop.releaseLater(std::move(m_session));
-    m_session.reset();
+    release(m_loop, m_session);
     m_playing = m_devicePaused = false;
     m_lastData = -1;
 }
@@ -173,7 +157,7 @@ void ReplayFeed::onPlaying()
     m_playing = true;
     m_lastData = now;
     m_loop.wakeBy(now + m_timings.silenceMs);
-    finishOpen(0);
+    m_opening.finish(0);
     if (m_userPaused)
         addCommand({Kind::Pause, 0, 1.0, true, {}});
     updateReading();
@@ -360,31 +344,23 @@ void ReplayFeed::onTime(int64_t nowMs)
 
 void ReplayFeed::onFailed(int error)
 {
-    const bool busyDevice = m_session && m_session->lastStatus() == 503;
-    m_loop.releaseLater(std::move(m_session));
-    m_session.reset();
+    const int64_t again = m_session && !m_closed ? m_opening.askAgainAt(m_session->lastStatus()) : -1;
+    release(m_loop, m_session);
     m_playing = m_devicePaused = false;
-    bool opening;
-    {
-        std::lock_guard lock(m_waitMutex);
-        opening = !m_openResult;
+    if (again >= 0) {
+        m_retryAt = again;
+        m_loop.wakeBy(m_retryAt);
+        return;
     }
-    const int64_t now = IoLoop::nowMs();
-    if (opening) {
-        // Devices answer 503 for a moment while they take down the last session.
-        if (busyDevice && !m_closed && ++m_busyTries <= m_timings.busyTries) {
-            m_retryAt = now + m_timings.busyRetryMs;
-            m_loop.wakeBy(m_retryAt);
-            return;
-        }
+    if (m_opening.pending()) {
         m_dead = true;
-        finishOpen(error);
+        m_opening.finish(error);
         return;
     }
     m_discard = false;
     if (m_busy)
         finishCommand(error);
-    if (m_allIn)
+    if (m_allIn || m_session) // or a seek that waited behind that command has begun a new session
         return;
     if (nearEnd()) {
         endData(0);
@@ -392,7 +368,7 @@ void ReplayFeed::onFailed(int error)
         m_dead = true;
         endData(error);
     } else {
-        m_retryAt = now + m_timings.retryMs[0];
+        m_retryAt = IoLoop::nowMs() + m_timings.retryMs[0];
         m_loop.wakeBy(m_retryAt);
     }
 }

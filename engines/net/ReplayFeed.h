@@ -114,7 +114,6 @@ private:
     bool expectsData() const;
     /// How long no data may come; in slow motion longer.
     int64_t patienceMs() const;
-    void finishOpen(int error);
     int64_t shift(int64_t utcMs);
     std::string scaleLine() const;
     std::string rangeLine(int64_t fromMs) const;
@@ -141,13 +140,13 @@ private:
     int64_t m_lastMs = -1, m_lastSoundMs = -1; // of what went into the queue
     int64_t m_frameMs = 40;
     int64_t m_lastData = -1, m_heldSince = -1, m_retryAt = -1;
-    int m_attempts = 0, m_busyTries = 0;
+    int m_attempts = 0;
     int64_t m_shiftSecond = -1, m_shiftMs = 0;
 
+    Opening m_opening;         // any thread
     std::mutex m_controlMutex; // held by a control from its making to its answer
     std::mutex m_waitMutex;
     std::condition_variable m_waitChanged;
-    std::optional<int> m_openResult;    // m_waitMutex
     std::optional<int> m_controlResult; // m_waitMutex
     bool m_closing = false;             // m_waitMutex
 };

@@ -59,13 +59,11 @@ private:
 
 int probeRtsp(IoLoop& loop, const StreamSource& source, RtspOptions::Goal goal, int timeoutMs, bool backChannel)
 {
-    RtspOptions options;
+    Timings timings;
+    timings.openMs = timeoutMs;
+    RtspOptions options = optionsFor(source, timings);
+    options.udp = false;
     options.goal = goal;
-    options.url = source.url;
-    options.address = source.address;
-    options.user = source.user;
-    options.password = source.password;
-    options.timeoutMs = timeoutMs;
     options.backChannel = backChannel;
     const int result = std::make_shared<Probe>(loop, std::move(options))->run();
     const bool answered = result != LUMONET_ERR_TIMEOUT;

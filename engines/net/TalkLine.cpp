@@ -27,7 +27,8 @@ bool isG711(const SdpMedia& media)
 
 TalkLine::TalkLine(IoLoop& loop, StreamSource source, const Timings& timings, Ear ear)
     : m_loop(loop), m_source(std::move(source)), m_timings(timings), m_ear(std::move(ear)),
-      m_sequence(uint16_t(randomNumber())), m_time(randomNumber()), m_source32(randomNumber()), m_backoff(timings)
+      m_sequence(uint16_t(randomNumber())), m_time(randomNumber()), m_source32(randomNumber()), m_backoff(timings),
+      m_opening(timings)
 {
 }
 
@@ -43,28 +44,17 @@ void TalkLine::begin()
 
 int TalkLine::wait()
 {
-    std::unique_lock lock(m_openMutex);
-    m_opened.wait(lock, [this] { return m_openResult.has_value(); });
-    return *m_openResult;
+    return m_opening.wait();
 }
 
 void TalkLine::cancelOpen(int error)
 {
-    finishOpen(error);
-}
-
-void TalkLine::finishOpen(int error)
-{
-    std::lock_guard lock(m_openMutex);
-    if (m_openResult)
-        return;
-    m_openResult = error;
-    m_opened.notify_all();
+    m_opening.finish(error);
 }
 
 void TalkLine::close()
 {
-    finishOpen(LUMONET_ERR_NOT_LOGGED_IN);
+    m_opening.finish(LUMONET_ERR_NOT_LOGGED_IN);
     m_loop.post([self = shared_from_this()] {
         self->m_ended = true;
         self->dropSession();
@@ -126,12 +116,8 @@ void TalkLine::onTime(int64_t nowMs)
 /// Over TCP whatever the pictures take: speech is little, and what a device hears must be whole.
 void TalkLine::startSession(int64_t nowMs)
 {
-    RtspOptions options;
-    options.url = m_source.url;
-    options.address = m_source.address;
-    options.user = m_source.user;
-    options.password = m_source.password;
-    options.timeoutMs = m_timings.openMs;
+    RtspOptions options = optionsFor(m_source, m_timings);
+    options.udp = false;
     options.backChannel = true;
     m_backMedia = m_soundMedia = -1;
     m_depacketizer.reset();
@@ -146,8 +132,7 @@ void TalkLine::dropSession()
     if (!m_session)
         return;
     m_session->close();
-    m_loop.releaseLater(std::move(m_session));
-    m_session.reset();
+    release(m_loop, m_session);
 }
 
 bool TalkLine::wantsMedia(size_t index, const SdpMedia& media)
@@ -183,7 +168,7 @@ void TalkLine::onPlaying()
     }
     m_playing = true;
     m_backoff.reset();
-    finishOpen(0);
+    m_opening.finish(0);
 }
 
 void TalkLine::onRtp(size_t mediaIndex, const uint8_t* data, size_t size, int64_t)
@@ -206,29 +191,21 @@ void TalkLine::takeSound(const MediaFrame& frame)
 
 void TalkLine::onFailed(int error)
 {
-    const bool busy = m_session && m_session->lastStatus() == 503;
+    const int64_t again = m_session && !m_ended ? m_opening.askAgainAt(m_session->lastStatus()) : -1;
     m_playing = false;
-    if (m_session)
-        m_loop.releaseLater(std::move(m_session));
-    m_session.reset();
-    bool opening;
-    {
-        std::lock_guard lock(m_openMutex);
-        opening = !m_openResult;
-    }
-    // Devices answer 503 for a moment while they take down the last session of the same stream.
-    if (opening && busy && !m_ended && ++m_busyTries <= m_timings.busyTries) {
-        m_retryAt = IoLoop::nowMs() + m_timings.busyRetryMs;
+    release(m_loop, m_session);
+    if (again >= 0) {
+        m_retryAt = again;
         m_loop.wakeBy(m_retryAt);
         return;
     }
-    if (opening || error == LUMONET_ERR_PASSWORD || m_ended) {
+    if (m_opening.pending() || error == LUMONET_ERR_PASSWORD || m_ended) {
         m_ended = true;
     } else {
         m_retryAt = IoLoop::nowMs() + m_backoff.nextMs();
         m_loop.wakeBy(m_retryAt);
     }
-    finishOpen(error);
+    m_opening.finish(error);
 }
 
 } // namespace lumo::net

@@ -47,7 +47,6 @@ private:
 
     void startSession(int64_t nowMs);
     void dropSession();
-    void finishOpen(int error);
     void takeSound(const MediaFrame& frame);
 
     IoLoop& m_loop;
@@ -66,12 +65,9 @@ private:
     uint16_t m_sequence;
     uint32_t m_time, m_source32;
     Backoff m_backoff;
-    int m_busyTries = 0; // of the opening
     int64_t m_retryAt = -1;
 
-    std::mutex m_openMutex;
-    std::condition_variable m_opened;
-    std::optional<int> m_openResult; // m_openMutex
+    Opening m_opening; // any thread
 };
 
 } // namespace lumo::net
