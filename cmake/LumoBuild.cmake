@@ -43,3 +43,28 @@ elseif(LUMO_SANITIZE STREQUAL "thread")
 elseif(NOT LUMO_SANITIZE STREQUAL "")
   message(FATAL_ERROR "LUMO_SANITIZE must be empty, 'address' or 'thread'")
 endif()
+
+if(WIN32)
+  # Windows 7 is the oldest that is served.
+  add_compile_definitions(_WIN32_WINNT=0x0601 NOMINMAX)
+  # What debuggers and crash reports show as a library is our own name for it.
+  set(CMAKE_SHARED_LIBRARY_PREFIX "")
+endif()
+
+# lumo_numbers(TARGET DLL DEF): a library to link with, that imports the calls of DLL by their numbers in DEF alone. The
+# linker's own import library goes by names, which other builds of the DLL need not have.
+function(lumo_numbers target dll def)
+  set(library ${CMAKE_BINARY_DIR}/numbers/lib${target}.a)
+  set(numbers ${CMAKE_BINARY_DIR}/numbers/${target}.def)
+  file(STRINGS ${def} lines REGEX "@[0-9]+")
+  list(TRANSFORM lines APPEND " NONAME")
+  list(JOIN lines "\n" text)
+  file(CONFIGURE OUTPUT ${numbers} CONTENT "LIBRARY ${dll}\nEXPORTS\n@text@\n" @ONLY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${def})
+  add_custom_command(OUTPUT ${library} DEPENDS ${numbers}
+    COMMAND ${CMAKE_DLLTOOL} --dllname ${dll} --input-def ${numbers} --output-lib ${library} VERBATIM)
+  add_custom_target(${target}_made DEPENDS ${library})
+  add_library(${target} INTERFACE)
+  add_dependencies(${target} ${target}_made)
+  target_link_libraries(${target} INTERFACE ${library})
+endfunction()

@@ -10,6 +10,32 @@ die() { printf '%s: %s\n' "${0##*/}" "$*" >&2; exit 1; }
 # Installs what is missing; quick when nothing is.
 ensure_setup() { "$root/scripts/setup" --if-needed; }
 
+as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
+
+# missing_packages LIST: those of scripts/LIST that are not installed
+missing_packages() {
+  local packages
+  mapfile -t packages < <(grep -v '^#' "$root/scripts/$1")
+  # dpkg-query fails when it does not know a package; that is what is asked here.
+  { dpkg-query -W -f='${Package} ${db:Status-Status}\n' "${packages[@]}" 2>/dev/null || true; } | awk '$2=="installed"{print $1}' \
+    | sort -u | comm -13 - <(printf '%s\n' "${packages[@]}" | sort -u)
+}
+
+# install_packages NAME...
+install_packages() {
+  export DEBIAN_FRONTEND=noninteractive
+  say "setup: installing $# packages"
+  as_root apt-get update -q > /dev/null || die "apt-get update failed"
+  as_root apt-get install -q -y --no-install-recommends "$@" > /dev/null || die "apt-get install failed"
+}
+
+# ensure_packages LIST: installs what scripts/LIST names; quick when all is there.
+ensure_packages() {
+  local lack; lack=$(missing_packages "$1")
+  # shellcheck disable=SC2086
+  [ -z "$lack" ] || install_packages $lack
+}
+
 # build_preset PRESET [TARGET...]: configures when needed and builds. Errors end the script with the last lines.
 build_preset() {
   local preset=$1; shift

@@ -22,7 +22,7 @@
 #  if defined(LUMODEC_BUILD)
 #    define LUMODEC_API __declspec(dllexport)
 #  else
-#    define LUMODEC_API __declspec(dllimport)
+#    define LUMODEC_API /* the import library brings the jump; a test may bring the call itself */
 #  endif
 #else
 #  define LUMODEC_API __attribute__((visibility("default")))

@@ -23,7 +23,7 @@
 #  if defined(LUMONET_BUILD)
 #    define LUMONET_API __declspec(dllexport)
 #  else
-#    define LUMONET_API __declspec(dllimport)
+#    define LUMONET_API /* the import library brings the jump; a test may bring the call itself */
 #  endif
 #else
 #  define LUMONET_API __attribute__((visibility("default")))

@@ -36,8 +36,8 @@ TEST(Paths, LocalTextIsCutAndAlwaysEnded)
 TEST(Machine, TheClockNeverRunsBackwardsAndCountsMilliseconds)
 {
     const quint64 nBegin = tickMs();
-    sleepMs(20);
-    EXPECT_GE(tickMs() - nBegin, 19u);
+    sleepMs(100);
+    EXPECT_GE(tickMs() - nBegin, 80u); // a system's clock may go on in steps of 16 ms
 }
 
 namespace

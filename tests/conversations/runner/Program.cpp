@@ -87,7 +87,9 @@ void Program::read()
     m_all += more;
     m_rest += more;
     for (int end; (end = m_rest.indexOf('\n')) >= 0;) {
-        onLine(QString::fromUtf8(m_rest.left(end)));
+        // On Windows the standard streams end their lines in two bytes; no line of the program's own holds the first.
+        const bool twoBytes = end > 0 && m_rest[end - 1] == '\r';
+        onLine(QString::fromUtf8(m_rest.left(end - twoBytes)));
         m_rest.remove(0, end + 1);
     }
 }

@@ -1,4 +1,5 @@
 // The microphone: SDL's disk driver gives out a file in real time as if it were spoken.
+#include "Environment.h"
 #include "PlayedSound.h"
 #include "Player.h"
 
@@ -58,7 +59,7 @@ class CaptureTest : public testing::Test
 {
 protected:
     void SetUp() override { speak(8000, 1000, 10000); }
-    void TearDown() override { setenv("SDL_AUDIODRIVER", "disk", 1); }
+    void TearDown() override { setEnvironment("SDL_AUDIODRIVER", "disk"); }
 
     /// What the microphone will hear: a tone, different at every period so that a place in it can be told.
     void speak(int rate, double hz, int ms)
@@ -71,8 +72,8 @@ protected:
         }
         std::ofstream(m_file, std::ios::binary)
             .write(reinterpret_cast<const char*>(m_spoken.data()), std::streamsize(m_spoken.size()));
-        setenv("SDL_AUDIODRIVER", "disk", 1);
-        setenv("SDL_DISKAUDIOFILEIN", m_file.c_str(), 1);
+        setEnvironment("SDL_AUDIODRIVER", "disk");
+        setEnvironment("SDL_DISKAUDIOFILEIN", m_file);
     }
 
     TempFolder m_folder;
@@ -169,12 +170,12 @@ TEST_F(CaptureTest, StopIsForTheUserWhoStarted)
 
 TEST_F(CaptureTest, NoSoundSystemIsNoDevice)
 {
-    setenv("SDL_AUDIODRIVER", "nonesuch", 1);
+    setEnvironment("SDL_AUDIODRIVER", "nonesuch");
     Listener listener;
     EXPECT_EQ(start(listener), 0);
     EXPECT_EQ(LUMODEC_GetLastError(0), LUMODEC_ERR_NO_DEVICE);
     EXPECT_EQ(LUMODEC_StopAudioCapture(listener.user()), 0);
-    setenv("SDL_AUDIODRIVER", "disk", 1);
+    setEnvironment("SDL_AUDIODRIVER", "disk");
     EXPECT_EQ(start(listener), 1) << "a microphone that came later is found";
     EXPECT_EQ(LUMODEC_StopAudioCapture(listener.user()), 1);
 }
@@ -271,7 +272,7 @@ TEST_F(CaptureTest, StartsAndStopsAgainAndAgain)
 TEST_F(CaptureTest, GoesBesideSoundOut)
 {
     const auto heardFile = m_folder / "heard.raw";
-    setenv("SDL_DISKAUDIOFILE", heardFile.c_str(), 1);
+    setEnvironment("SDL_DISKAUDIOFILE", heardFile);
     Listener listener;
     Player player(0, Mode::None, LUMODEC_TALK_PORT);
     ASSERT_EQ(LUMODEC_PlaySound(player.port()), 1);

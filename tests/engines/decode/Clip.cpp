@@ -136,8 +136,21 @@ std::vector<Unit> encode(const Spec& spec, const std::function<void(int, AVFrame
     return units;
 }
 
+/// Where JPEG is the codec of all clips, their colours are told in a JPEG's full range, and look as they do elsewhere.
+Yuv inRange(Yuv color)
+{
+    if (lumo::VideoCodec::LUMO_CLIP_CODEC != lumo::VideoCodec::Mjpeg)
+        return color;
+    const auto stretch = [](int value, int middle, int span) {
+        return std::clamp((value - middle) * 255 / span + (middle == 16 ? 0 : 128), 0, 255);
+    };
+    return {uint8_t(stretch(color.y, 16, 219)), uint8_t(stretch(color.u, 128, 224)),
+            uint8_t(stretch(color.v, 128, 224))};
+}
+
 void fill(AVFrame& frame, int x, int y, int w, int h, Yuv color)
 {
+    color = inRange(color);
     const bool wide = frame.format == AV_PIX_FMT_YUV420P10LE;
     const bool chromaWide = frame.format == AV_PIX_FMT_YUVJ444P || frame.format == AV_PIX_FMT_YUV444P;
     const bool tall = frame.format == AV_PIX_FMT_YUVJ422P || frame.format == AV_PIX_FMT_YUV422P || chromaWide;

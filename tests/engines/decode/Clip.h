@@ -23,7 +23,7 @@ inline constexpr Yuv kBlack{16, 128, 128}, kWhite{235, 128, 128}, kGray{126, 128
 inline constexpr Yuv kRed{81, 90, 240}, kGreen{145, 54, 34}, kBlue{41, 240, 110}; // BT.601
 
 struct Spec {
-    lumo::VideoCodec codec = lumo::VideoCodec::H264;
+    lumo::VideoCodec codec = lumo::VideoCodec::LUMO_CLIP_CODEC; // what the encoders of this system can make
     int width = 320, height = 240;
     int fps = 25;
     int frames = 1;

@@ -1,5 +1,6 @@
 // The sound of recorded files, in step with the picture: SDL's disk driver stands for the sound card, and writes a
 // block when it would be heard.
+#include "Environment.h"
 #include "Recordings.h"
 
 #include <algorithm>
@@ -35,8 +36,8 @@ protected:
     void SetUp() override
     {
         m_file = m_folder / "sound.raw";
-        setenv("SDL_AUDIODRIVER", "disk", 1);
-        setenv("SDL_DISKAUDIOFILE", m_file.c_str(), 1);
+        setEnvironment("SDL_AUDIODRIVER", "disk");
+        setEnvironment("SDL_DISKAUDIOFILE", m_file);
         g_beepPicture = {};
     }
 

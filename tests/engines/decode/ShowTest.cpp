@@ -297,8 +297,7 @@ TEST_F(ShowTest, ManyPortsShowTheirOwnPictures)
         players[size_t(i)]->feed(solid({}, colors[i % 4]));
     // Windows lie over each other at the root; each is raised as it is looked at.
     for (int i = 0; i < kPorts; ++i) {
-        const uint32_t above = XCB_STACK_MODE_ABOVE;
-        xcb_configure_window(TestWindow::connection(), windows[size_t(i)]->xid(), XCB_CONFIG_WINDOW_STACK_MODE, &above);
+        windows[size_t(i)]->raise();
         EXPECT_TRUE(shows(*windows[size_t(i)], 40, 30, seen[i % 4])) << "port " << i;
     }
 }

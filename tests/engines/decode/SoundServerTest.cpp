@@ -1,5 +1,6 @@
 // Speech on a real sound server: PulseAudio, one of the test's own, with a sink without hardware whose monitor is the
 // microphone. What port 499 says is heard by the capture, so the loop's delay bounds that of the port.
+#include "Environment.h"
 #include "PlayedSound.h"
 #include "Player.h"
 
@@ -44,12 +45,12 @@ protected:
     {
         const std::string folder = m_folder.path().string();
         for (const char* name : {"HOME", "XDG_RUNTIME_DIR", "PULSE_RUNTIME_PATH"})
-            setenv(name, folder.c_str(), 1);
-        setenv("PULSE_SERVER", ("unix:" + folder + "/native").c_str(), 1);
-        setenv("PULSE_COOKIE", (folder + "/cookie").c_str(), 1);
-        setenv("PULSE_SOURCE", "air.monitor", 1);
-        setenv("PULSE_SINK", "air", 1);
-        setenv("SDL_AUDIODRIVER", "pulseaudio", 1);
+            setEnvironment(name, folder);
+        setEnvironment("PULSE_SERVER", "unix:" + folder + "/native");
+        setEnvironment("PULSE_COOKIE", folder + "/cookie");
+        setEnvironment("PULSE_SOURCE", "air.monitor");
+        setEnvironment("PULSE_SINK", "air");
+        setEnvironment("SDL_AUDIODRIVER", "pulseaudio");
         const std::string command = "pulseaudio -n --daemonize=yes --exit-idle-time=-1 --disable-shm=yes --load="
                                     "'module-native-protocol-unix socket=" +
                                     folder +

@@ -1,4 +1,5 @@
 // Sound out, measured in the samples that reach the device: SDL's disk driver stands for the sound card.
+#include "Environment.h"
 #include "PlayedSound.h"
 #include "Player.h"
 
@@ -17,8 +18,8 @@ protected:
     void SetUp() override
     {
         m_file = m_folder / "sound.raw";
-        setenv("SDL_AUDIODRIVER", "disk", 1);
-        setenv("SDL_DISKAUDIOFILE", m_file.c_str(), 1);
+        setEnvironment("SDL_AUDIODRIVER", "disk");
+        setEnvironment("SDL_DISKAUDIOFILE", m_file);
     }
 
     std::vector<double> heard() const { return played::heard(m_file); }
@@ -124,11 +125,11 @@ TEST_F(SoundTest, ShortSoundIsHeardToo)
 
 TEST_F(SoundTest, NoSoundDeviceRefuses)
 {
-    setenv("SDL_AUDIODRIVER", "nonesuch", 1);
+    setEnvironment("SDL_AUDIODRIVER", "nonesuch");
     Player player;
     EXPECT_EQ(LUMODEC_PlaySound(player.port()), 0);
     EXPECT_EQ(LUMODEC_StopSound(player.port()), 1);
-    setenv("SDL_AUDIODRIVER", "dummy", 1);
+    setEnvironment("SDL_AUDIODRIVER", "dummy");
     EXPECT_EQ(LUMODEC_PlaySound(player.port()), 1) << "a device that came later is found";
 }
 

@@ -1,5 +1,6 @@
 // The talk port: what a device says is heard at most 150 ms after its frame came, whatever came before it. The clock is
 // the device's own, SDL's disk driver: a sample's place in its file is when it was heard.
+#include "Environment.h"
 #include "PlayedSound.h"
 #include "Player.h"
 
@@ -20,8 +21,8 @@ class TalkSoundTest : public testing::Test
 protected:
     void SetUp() override
     {
-        setenv("SDL_AUDIODRIVER", "disk", 1);
-        setenv("SDL_DISKAUDIOFILE", m_file.c_str(), 1);
+        setEnvironment("SDL_AUDIODRIVER", "disk");
+        setEnvironment("SDL_DISKAUDIOFILE", m_file);
     }
 
     size_t playedMs() const { return played::ms(m_file); }

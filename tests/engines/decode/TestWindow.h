@@ -1,9 +1,8 @@
-// Windows that belong to the test, on a connection of their own, as the program's windows are: and what is on them.
+// Windows that belong to the test, on a connection or a thread of their own, as the program's windows are: and what is
+// on them. One implementation file per window system (TestWindow_x11.cpp, TestWindow_gdi.cpp).
 #pragma once
 
 #include "decode/LumoDecode.h"
-
-#include <xcb/xcb.h>
 
 #include <array>
 #include <cstdint>
@@ -34,27 +33,28 @@ class TestWindow
 {
 public:
     /// parent 0: at the root, without a window manager's interference. The background is magenta.
-    TestWindow(int width, int height, xcb_window_t parent = 0, bool mapped = true);
+    TestWindow(int width, int height, LumoWindow parent = 0, bool mapped = true);
     ~TestWindow();
     TestWindow(const TestWindow&) = delete;
     TestWindow& operator=(const TestWindow&) = delete;
 
     LumoWindow id() const { return m_window; }
-    xcb_window_t xid() const { return m_window; }
     void map();
     void unmap();
     void resize(int width, int height);
     void destroy();
-    void reparent(xcb_window_t parent);
+    void moveTo(int x, int y);
+    /// Above all windows that stand beside it.
+    void raise();
+    void reparent(LumoWindow parent);
     /// Wipes the window with its background, children too, as another window passing over it would.
     void cover();
-    std::vector<xcb_window_t> children() const;
+    std::vector<LumoWindow> children() const;
 
     Shot shot() const;
-    static xcb_connection_t* connection();
 
 private:
-    xcb_window_t m_window = 0;
+    LumoWindow m_window = 0;
 };
 
 inline constexpr Rgb kMagenta{255, 0, 255};

@@ -1,8 +1,6 @@
 // What happens to the window around the picture: it is hidden, resized, wiped, moved, destroyed, or was never there.
 #include "Player.h"
 
-#include <xcb/shape.h>
-
 #include <atomic>
 #include <memory>
 
@@ -105,8 +103,8 @@ TEST_F(WindowTest, HiddenAncestorHidesToo)
 {
     g_painted = 0;
     TestWindow outer(300, 300);
-    TestWindow middle(250, 250, outer.xid());
-    TestWindow window(160, 120, middle.xid());
+    TestWindow middle(250, 250, outer.id());
+    TestWindow window(160, 120, middle.id());
     const int port = Player::freePort();
     LUMODEC_RegisterDrawCallback(port, countPaint, 0);
     Player player(window.id(), Mode::Live, port);
@@ -128,11 +126,11 @@ TEST_F(WindowTest, WindowMovedToAnotherParentGoesOn)
 {
     TestWindow hidden(300, 300, 0, false);
     TestWindow shown(300, 300);
-    TestWindow window(160, 120, hidden.xid());
+    TestWindow window(160, 120, hidden.id());
     Player player(window.id());
     player.feed(picture(kRed, 1000));
     ASSERT_TRUE(reached(player, 1000));
-    window.reparent(shown.xid());
+    window.reparent(shown.id());
     EXPECT_TRUE(shows(window, 80, 60, kRedRgb));
 }
 
@@ -155,7 +153,7 @@ TEST_F(WindowTest, DestroyedWindowHarmsNobody)
 TEST_F(WindowTest, DestroyedAncestorHarmsNobody)
 {
     auto outer = std::make_unique<TestWindow>(300, 300);
-    TestWindow window(160, 120, outer->xid());
+    TestWindow window(160, 120, outer->id());
     Player player(window.id());
     player.feed(picture(kRed, 1000));
     ASSERT_TRUE(shows(window, 80, 60, kRedRgb));
@@ -167,35 +165,6 @@ TEST_F(WindowTest, DestroyedAncestorHarmsNobody)
     Player again(fresh.id(), Mode::Live, player.port());
     again.feed(picture(kGreen));
     EXPECT_TRUE(shows(fresh, 80, 60, kGreenRgb)) << "pictures again in the next window";
-}
-
-TEST_F(WindowTest, WindowThatIsMadeLaterIsFound)
-{
-    // The owner's request that makes the window may reach the server after our first look.
-    TestWindow holder(10, 10, 0, false);
-    const auto id = xcb_generate_id(TestWindow::connection());
-    Player player(id);
-    player.feed(picture(kRed, 1000));
-    ASSERT_TRUE(reached(player, 1000));
-    const uint32_t yes = 1;
-    const auto root = xcb_setup_roots_iterator(xcb_get_setup(TestWindow::connection())).data->root;
-    xcb_create_window(TestWindow::connection(), XCB_COPY_FROM_PARENT, id, root, 0, 0, 100, 100, 0,
-                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_OVERRIDE_REDIRECT, &yes);
-    xcb_map_window(TestWindow::connection(), id);
-    xcb_flush(TestWindow::connection());
-    EXPECT_TRUE(eventually([&] {
-        player.feed(picture(kRed, 1001));
-        free(xcb_get_input_focus_reply(TestWindow::connection(), xcb_get_input_focus(TestWindow::connection()),
-                                       nullptr));
-        auto* reply = xcb_get_image_reply(
-            TestWindow::connection(),
-            xcb_get_image(TestWindow::connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, id, 50, 50, 1, 1, 0xFFFFFFFF), nullptr);
-        const bool red = reply && xcb_get_image_data(reply)[2] > 240 && xcb_get_image_data(reply)[0] < 10;
-        free(reply);
-        return red;
-    }));
-    xcb_destroy_window(TestWindow::connection(), id);
-    xcb_flush(TestWindow::connection());
 }
 
 TEST_F(WindowTest, NoWindowAndNonsenseWindowsDecodeAllTheSame)
@@ -232,52 +201,14 @@ TEST_F(WindowTest, PlayIntoAnotherWindowMovesThePicture)
     EXPECT_TRUE(first.children().empty());
 }
 
-TEST_F(WindowTest, InputPassesThroughToTheOwner)
-{
-    TestWindow window(160, 120);
-    Player player(window.id());
-    player.feed(picture(kRed));
-    ASSERT_TRUE(shows(window, 80, 60, kRedRgb));
-    const auto children = window.children();
-    ASSERT_EQ(children.size(), 1u);
-    auto* c = TestWindow::connection();
-    auto* shape =
-        xcb_shape_get_rectangles_reply(c, xcb_shape_get_rectangles(c, children[0], XCB_SHAPE_SK_INPUT), nullptr);
-    ASSERT_TRUE(shape);
-    EXPECT_EQ(xcb_shape_get_rectangles_rectangles_length(shape), 0);
-    free(shape);
-    xcb_warp_pointer(c, XCB_NONE, window.xid(), 0, 0, 0, 0, 33, 44);
-    auto* pointer = xcb_query_pointer_reply(c, xcb_query_pointer(c, window.xid()), nullptr);
-    ASSERT_TRUE(pointer);
-    EXPECT_EQ(pointer->win_x, 33);
-    EXPECT_EQ(pointer->win_y, 44);
-    EXPECT_EQ(pointer->child, XCB_NONE) << "the pointer is over the owner's window, not over ours";
-    free(pointer);
-}
-
 TEST_F(WindowTest, OwnersChildrenStayAbove)
 {
     TestWindow window(160, 120);
-    TestWindow slider(20, 20, window.xid());
+    TestWindow slider(20, 20, window.id());
     Player player(window.id());
     player.feed(picture(kRed));
     EXPECT_TRUE(shows(window, 80, 60, kRedRgb));
     EXPECT_TRUE(shows(window, 10, 10, kMagenta));
-}
-
-TEST_F(WindowTest, ServerWithoutSharedMemoryIsServed)
-{
-    // The display is opened with the first window and closed behind the last, so the switch takes hold here.
-    setenv("LUMODEC_NO_SHM", "1", 1);
-    {
-        TestWindow window(640, 480);
-        Player player(window.id());
-        player.feed(picture(kRed));
-        EXPECT_TRUE(shows(window, 638, 478, kRedRgb));
-        window.resize(100, 100);
-        EXPECT_TRUE(shows(window, 98, 98, kRedRgb));
-    }
-    unsetenv("LUMODEC_NO_SHM");
 }
 
 } // namespace

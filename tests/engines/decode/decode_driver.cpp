@@ -69,12 +69,9 @@ int main(int argc, char** argv)
     std::vector<Cell> cells;
     for (int i = 0; i < count; ++i) {
         Cell& cell = cells.emplace_back();
-        cell.window = std::make_unique<TestWindow>(width, height, wall.xid());
+        cell.window = std::make_unique<TestWindow>(width, height, wall.id());
         cell.port = i;
-        const uint32_t place[] = {uint32_t(i % 8 * width), uint32_t(i / 8 * height)};
-        xcb_configure_window(TestWindow::connection(), cell.window->xid(), XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
-                             place);
-        xcb_flush(TestWindow::connection());
+        cell.window->moveTo(i % 8 * width, i / 8 * height);
         const uint8_t header = 0;
         LUMODEC_OpenStream(i, &header, 1, 2048000);
         LUMODEC_SetPreviewOption(i, 8);

@@ -1,0 +1,68 @@
+; The installer: for one user, without administrator's rights. The program keeps its settings beside itself, so its folder
+; must be one that this user may write to. /S installs and removes without questions, /D=FOLDER (last) chooses the folder.
+Target amd64-unicode
+SetCompressor /SOLID lzma
+RequestExecutionLevel user
+
+!define NAME "LumoPlayTool"
+!define UNINSTALL "Software\Microsoft\Windows\CurrentVersion\Uninstall\${NAME}"
+!define AT_LOGON "Software\Microsoft\Windows\CurrentVersion\Run"
+
+Name "${NAME}"
+OutFile "${OUT}"
+InstallDir "$LOCALAPPDATA\Programs\${NAME}"
+InstallDirRegKey HKCU "Software\${NAME}" "Folder"
+
+Page directory
+Page instfiles
+UninstPage uninstConfirm
+UninstPage instfiles
+
+; A running host holds its files open; the pages' programs end with it.
+!macro EndHost
+  nsExec::Exec 'taskkill /F /IM lumo-host.exe'
+  Pop $0
+!macroend
+
+Section "install"
+  !insertmacro EndHost
+  !include "${LISTS}/install.nsh"
+  SetOutPath "$INSTDIR"
+  WriteUninstaller "$INSTDIR\uninstall.exe"
+
+  CreateDirectory "$SMPROGRAMS\${NAME}"
+  CreateShortcut "$SMPROGRAMS\${NAME}\${NAME}.lnk" "$INSTDIR\lumo-host.exe" '--page "$INSTDIR\page"'
+  CreateShortcut "$SMPROGRAMS\${NAME}\Remove ${NAME}.lnk" "$INSTDIR\uninstall.exe"
+
+  WriteRegStr HKCU "Software\${NAME}" "Folder" "$INSTDIR"
+  WriteRegStr HKCU "${AT_LOGON}" "${NAME}" '"$INSTDIR\lumo-host.exe" --page "$INSTDIR\page"'
+  WriteRegStr HKCU "${UNINSTALL}" "DisplayName" "${NAME}"
+  WriteRegStr HKCU "${UNINSTALL}" "DisplayVersion" "${VERSION}"
+  WriteRegStr HKCU "${UNINSTALL}" "DisplayIcon" "$INSTDIR\LumoPlayTool.exe"
+  WriteRegStr HKCU "${UNINSTALL}" "InstallLocation" "$INSTDIR"
+  WriteRegStr HKCU "${UNINSTALL}" "UninstallString" '"$INSTDIR\uninstall.exe"'
+  WriteRegStr HKCU "${UNINSTALL}" "QuietUninstallString" '"$INSTDIR\uninstall.exe" /S'
+  WriteRegDWORD HKCU "${UNINSTALL}" "NoModify" 1
+  WriteRegDWORD HKCU "${UNINSTALL}" "NoRepair" 1
+SectionEnd
+
+; Recordings and pictures under Device stay: they are the user's. The folder goes when nothing of his is in it.
+Section "uninstall"
+  !insertmacro EndHost
+  !include "${LISTS}/remove.nsh"
+  Delete "$INSTDIR\ClientCfg.ini"
+  RMDir /r "$INSTDIR\log"
+  Delete "$INSTDIR\uninstall.exe"
+  RMDir "$INSTDIR\Device\Capture"
+  RMDir "$INSTDIR\Device\Record"
+  RMDir "$INSTDIR\Device\Download"
+  RMDir "$INSTDIR\Device"
+  RMDir "$INSTDIR"
+
+  Delete "$SMPROGRAMS\${NAME}\${NAME}.lnk"
+  Delete "$SMPROGRAMS\${NAME}\Remove ${NAME}.lnk"
+  RMDir "$SMPROGRAMS\${NAME}"
+  DeleteRegKey HKCU "${UNINSTALL}"
+  DeleteRegKey HKCU "Software\${NAME}"
+  DeleteRegValue HKCU "${AT_LOGON}" "${NAME}"
+SectionEnd
