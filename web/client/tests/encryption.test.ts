@@ -22,8 +22,9 @@ afterEach(async () => {
 describe('with a key of the process', () => {
     it('asks for it first, and then enciphers both ways', async () => {
         await setUp('both');
+        const connected = client.connect();
         const early = client.currentChannel();
-        await client.connect();
+        await connected;
         expect((await early).Ret).toBe(100);
         expect(host.requests.map(({ MainType }) => MainType)).toEqual([32, 4]);
         expect(host.frames.map(isPlain)).toEqual([true, false]);
@@ -61,9 +62,10 @@ describe('with a key of the process', () => {
         await setUp('both', { noCipher: true });
         const downs: Down[] = [];
         client.on('down', (down) => downs.push(down));
+        const connected = client.connect();
         const early = client.currentChannel();
         early.catch(() => undefined);
-        await expect(client.connect()).rejects.toThrow('does not encipher');
+        await expect(connected).rejects.toThrow('does not encipher');
         await expect(early).rejects.toThrow('closed');
         expect(downs).toMatchObject([{ cause: 'unreachable', retryInMs: null }]);
         expect(host.requests.map(({ MainType }) => MainType)).toEqual([32]);

@@ -44,7 +44,7 @@ describe('nameEvent', () => {
     it.each([
         { MainEvent: 0, SubEvent: 0 },
         { MainEvent: 0, SubEvent: 2, Data: [] },
-        { MainEvent: 0, SubEvent: 5, AppCpu: 1 },
+        { MainEvent: 0, SubEvent: 55, AppCpu: 1 },
         { MainEvent: 1, SubEvent: 3 },
         { MainEvent: 1, SubEvent: 6, Data: {} },
         { MainEvent: 5, SubEvent: 1 },

@@ -102,8 +102,6 @@ export class App {
     private async enter(device: DeviceAddress): Promise<void> {
         if (!(await this.session.login(device))) return;
         this.login.clearPassword();
-        void this.alarms.load();
-        this.session.client.maintenance.checkVersion(false).catch(() => undefined); // no matter for a status line
         const { params, actions } = this;
         const { model } = this.session;
         this.playback.useDevice(device, model.channels.length);
@@ -113,6 +111,9 @@ export class App {
         if (count === 1) await actions.start(0);
         else if (count > 1) await actions.startFirst(count, model.split);
         if (params.view !== 'live') await this.show(params.view);
+        // What nobody waits for comes last.
+        void this.alarms.load();
+        this.session.client.maintenance.checkVersion(false).catch(() => undefined); // no matter for a status line
     }
 
     /** One page of the surface at a time: the streams of the other stop. */

@@ -14,14 +14,14 @@ beforeEach(() => {
 
 describe('readParams', () => {
     it('reads all of them', () => {
-        const text = '?host=ws://127.0.0.1:7/&address=10.0.0.9&port=81&user=u&password=p&auto=1&split=1&channels=4&stream=1&webtype=White&speech=16&view=playback';
+        const text = '?host=ws://127.0.0.1:7/&address=10.0.0.9&port=81&user=u&password=p&auto=1&split=1&channels=4&stream=1&webtype=White&speech=16&encryption=both&view=playback';
         expect(readParams(text)).toEqual({
-            host: 'ws://127.0.0.1:7/', address: '10.0.0.9', port: 81, user: 'u', password: 'p', auto: true, split: 1, channels: 4, stream: 1, webType: 'White', wideSpeech: true, view: 'playback',
+            host: 'ws://127.0.0.1:7/', address: '10.0.0.9', port: 81, user: 'u', password: 'p', auto: true, split: 1, channels: 4, stream: 1, webType: 'White', wideSpeech: true, encryption: 'both', view: 'playback',
         });
     });
 
     it('has defaults', () => {
-        expect(none).toEqual({ host: null, address: null, port: null, user: null, password: null, auto: false, split: null, channels: 0, stream: null, webType: 'Black', wideSpeech: false, view: 'live' });
+        expect(none).toEqual({ host: null, address: null, port: null, user: null, password: null, auto: false, split: null, channels: 0, stream: null, webType: 'Black', wideSpeech: false, encryption: 'off', view: 'live' });
     });
 
     it.each(['?port=99999', '?split=7', '?channels=65', '?stream=x', '?port=-1', '?split=', '?auto=yes'])('takes %s as absent', (text) => {
