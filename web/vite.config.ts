@@ -12,6 +12,7 @@ export default defineConfig({
     test: {
         root: '.',
         environment: 'node',
+        setupFiles: ['tests/webCrypto.mjs'],
         include: ['client/tests/**/*.test.ts', 'viewer/tests/**/*.test.ts'],
     },
 });

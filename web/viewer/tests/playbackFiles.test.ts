@@ -305,7 +305,7 @@ describe('coming back', () => {
         id<HTMLInputElement>('login-password').value = 'p';
         id<HTMLFormElement>('login-form').requestSubmit();
         await vi.waitFor(() => expect(document.getElementById('app')?.dataset.phase).toBe('live'));
-        expect(document.getElementById('app')?.dataset.view).toBe('playback'); // as the address says
+        await vi.waitFor(() => expect(document.getElementById('app')?.dataset.view).toBe('playback')); // as the address says
         expect(process().page).toBe(1);
     });
 });
