@@ -130,6 +130,8 @@ export class View {
     async staysInside(slack = 0) {
         const exact = await this.rect();
         const rect = { x: exact.x - slack, y: exact.y - slack, w: exact.w + 2 * slack, h: exact.h + 2 * slack };
+        // The page's own figures change each second; nothing else of it may.
+        await this.byId('load').evaluate((element) => { element.style.visibility = 'hidden'; });
         await this.page.evaluate(() => { globalThis.lumoViewer.session.surface.covered = true; });
         await until(async () => {
             // After full screen the page wants a sign of its user, and not one from right after the start of it.
@@ -142,6 +144,7 @@ export class View {
         const { width, height } = without;
         await until(async () => (await this.screen.picture()).differences(without, { x: 0, y: 0, w: width, h: height }).inside > (rect.w * rect.h) / 2, 'the surface is back');
         const found = (await this.screen.picture()).differences(without, rect);
+        await this.byId('load').evaluate((element) => { element.style.visibility = ''; });
         assert.equal(found.outside, 0, `pixels beside the rectangle changed, one at ${JSON.stringify(found.example)}; the rectangle is ${JSON.stringify(rect)}`);
     }
 }
