@@ -179,10 +179,11 @@ void PlaySession::playOn()
     int64_t due = first ? now : m_pace.dueUs(stepMs(m_feed.run().next()));
     if (std::exchange(m_starved, false))
         due = std::max(due, now); // what came late is played on from there, not hurried through
-    if (now >= due)
-        showNext(due);
-    else
-        wait(sounding ? std::min(due, now + kSoundTurnUs) : due);
+    if (now < due)
+        return wait(sounding ? std::min(due, now + kSoundTurnUs) : due);
+    showNext(due);
+    if (first)
+        m_pace.restart(nowUs()); // what painting it took does not cut short how long it stands
 }
 
 /// The end is told when the last picture's time has passed: whoever hears of it may stop at once.
