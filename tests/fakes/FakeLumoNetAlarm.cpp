@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <condition_variable>
-#include <cstring>
 #include <mutex>
 #include <set>
 #include <vector>
@@ -52,7 +51,7 @@ std::string fakes::net::raiseAlarm(const Fields& f)
     message.nEvent = numberOf(f, "event");
     message.nStatus = numberOf(f, "status");
     std::vector<char> bytes(static_cast<size_t>(numberOf(f, "size")));
-    std::memcpy(bytes.data(), &message, std::min(bytes.size(), sizeof message));
+    std::copy_n(reinterpret_cast<const char*>(&message), std::min(bytes.size(), sizeof message), bytes.begin());
     bool result = true;
     for (int i = numberOf(f, "times"); i > 0; --i) {
         result = messages().callback(login, bytes.data(), bytes.size(), messages().user, numberOf(f, "kind")) && result;
