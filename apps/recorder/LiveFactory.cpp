@@ -10,7 +10,7 @@ namespace
 
 struct Parts {
     lumo::recorder::MediaLines lines;
-    std::atomic<int> liveAge{0}, talkAge{0};
+    std::atomic<int> age{0};
 };
 
 struct LumoFactory {
@@ -34,12 +34,11 @@ bool wantsTalk(GstRTSPMediaFactory* factory)
            gst_rtsp_onvif_media_factory_requires_backchannel(factory, gst_rtsp_context_get_current());
 }
 
+// Clients with the same key share a media. A back channel takes in one sender only, so whoever talks has a media of
+// their own; the next may come before the last has said good-bye.
 gchar* keyOf(GstRTSPMediaFactory* factory, const GstRTSPUrl* url)
 {
-    const bool talk = wantsTalk(factory);
-    const Parts& parts = partsOf(factory);
-    return g_strdup_printf("%s %s %d", url->abspath, talk ? "talk" : "live",
-                           talk ? parts.talkAge.load() : parts.liveAge.load());
+    return wantsTalk(factory) ? nullptr : g_strdup_printf("%s %d", url->abspath, partsOf(factory).age.load());
 }
 
 GstElement* parsed(const std::string& line)
@@ -112,9 +111,9 @@ GstRTSPMediaFactory* newLiveFactory(const MediaLines& lines)
     return factory;
 }
 
-void retireMedia(GstRTSPMediaFactory* factory, bool talk)
+void retireMedia(GstRTSPMediaFactory* factory)
 {
-    ++(talk ? partsOf(factory).talkAge : partsOf(factory).liveAge);
+    ++partsOf(factory).age;
 }
 
 } // namespace lumo::recorder

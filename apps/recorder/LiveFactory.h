@@ -1,5 +1,5 @@
 // The media of one stream as gst-rtsp-server makes them: the live one, shared by all who watch, and where the channel
-// has a loudspeaker, another one for who asks for ONVIF's back channel: its sound and the way to its loudspeaker.
+// has a loudspeaker, one for each who asks for ONVIF's back channel: its sound and the way to its loudspeaker.
 //
 // A media that is being taken down cannot be joined, and the library would answer 503 to who comes just then; so
 // whoever comes after retireMedia gets a new one. Thread: any.
@@ -20,7 +20,7 @@ struct MediaLines {
 
 /// A new reference.
 GstRTSPMediaFactory* newLiveFactory(const MediaLines& lines);
-/// The present media, the talk's or the live one, is on its way out.
-void retireMedia(GstRTSPMediaFactory* factory, bool talk);
+/// The present live media is on its way out.
+void retireMedia(GstRTSPMediaFactory* factory);
 
 } // namespace lumo::recorder

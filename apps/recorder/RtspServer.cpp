@@ -19,6 +19,10 @@ namespace
 constexpr int kClientThreads = 16;
 constexpr int kBacklog = 256;
 
+// The sound of a media is linked nowhere while no client has set it up. Its source must not stop on that: the error
+// would end what the other tracks carry, too.
+constexpr const char* kAlsoUnheard = "! tee allow-not-linked=true ";
+
 const char* videoBranch(Codec codec)
 {
     switch (codec) {
@@ -46,15 +50,20 @@ std::string launchLine(ClipStore& store, LiveStream& stream, bool sound)
         line += videoBranch(codec);
     }
     if (sound) {
-        line += " appsrc name=audio is-live=true format=time caps=audio/x-alaw,rate=8000,channels=1 "
-                "! rtppcmapay name=pay1 pt=8 min-ptime=20000000 max-ptime=20000000";
+        line += " appsrc name=audio is-live=true format=time caps=audio/x-alaw,rate=8000,channels=1 ";
+        line += kAlsoUnheard;
+        line += "! rtppcmapay name=pay1 pt=8 min-ptime=20000000 max-ptime=20000000";
     }
     return line + " )";
 }
 
-constexpr const char* kTalkLine = "( audiotestsrc name=mouth is-live=true samplesperbuffer=160 volume=0 "
-                                  "! audio/x-raw,format=S16LE,rate=8000,channels=1 ! alawenc "
-                                  "! rtppcmapay name=pay0 pt=8 min-ptime=20000000 max-ptime=20000000 )";
+std::string talkLine()
+{
+    return std::string("( audiotestsrc name=mouth is-live=true samplesperbuffer=160 volume=0 "
+                       "! audio/x-raw,format=S16LE,rate=8000,channels=1 ! alawenc ") +
+           kAlsoUnheard + "! rtppcmapay name=pay0 pt=8 min-ptime=20000000 max-ptime=20000000 )";
+}
+
 constexpr const char* kHeardLine =
     "( capsfilter name=depay_backchannel caps=application/x-rtp,media=audio,payload=8,clock-rate=8000,"
     "encoding-name=PCMA ! rtppcmadepay ! appsink name=ear sync=false async=false )";
@@ -71,7 +80,7 @@ struct LaneHolder {
     {
         if (!retired.exchange(true)) {
             pacer->remove(lane);
-            retireMedia(factory, false);
+            retireMedia(factory);
         }
     }
 };
@@ -80,14 +89,12 @@ struct LaneHolder {
 struct TalkHolder {
     TalkRoom* room;
     GstElement* mouth; // the media holds it
-    GstRTSPMediaFactory* factory;
     std::atomic<bool> retired{false};
 
     void retire()
     {
         if (!retired.exchange(true)) {
             room->removeMouth(mouth);
-            retireMedia(factory, true);
         }
     }
 };
@@ -160,7 +167,7 @@ void RtspServer::addMount(GstRTSPMountPoints* mounts, LiveStream& stream)
 {
     const bool sound = stream.channel == 0, talks = static_cast<size_t>(stream.channel) < m_rooms.size();
     GstRTSPMediaFactory* factory =
-        newLiveFactory({launchLine(m_store, stream, sound), talks ? kTalkLine : "", kHeardLine});
+        newLiveFactory({launchLine(m_store, stream, sound), talks ? talkLine() : "", kHeardLine});
     gst_rtsp_media_factory_set_shared(factory, TRUE);
     gst_rtsp_media_factory_set_protocols(
         factory, static_cast<GstRTSPLowerTrans>(GST_RTSP_LOWER_TRANS_TCP | GST_RTSP_LOWER_TRANS_UDP));
@@ -200,7 +207,7 @@ void RtspServer::configureTalk(const Mount& mount, GstRTSPMedia* media, GstEleme
     callbacks.new_sample = onHeard;
     gst_app_sink_set_callbacks(GST_APP_SINK(ear), &callbacks, room, nullptr);
     gst_object_unref(ear);
-    auto* holder = new TalkHolder{room, mouth, mount.factory};
+    auto* holder = new TalkHolder{room, mouth};
     keepWithMedia(media, holder);
     g_signal_connect(media, "new-state", G_CALLBACK(+[](GstRTSPMedia*, gint state, gpointer p) {
                          auto* h = static_cast<TalkHolder*>(p);

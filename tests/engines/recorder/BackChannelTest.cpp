@@ -117,3 +117,20 @@ TEST(BackChannel, AnIndependentClientIsHeard)
     EXPECT_EQ(httpGet(recorder.http("/api/talk/heard?channel=1")).body.size(), note["bytes"].asUInt64());
     EXPECT_EQ(httpGet(recorder.http("/api/talk?channel=0")).json()["packets"].asInt(), 0);
 }
+
+TEST(BackChannel, TwoWhoTalkAtOnceAreBothHeard)
+{
+    RecorderProcess recorder;
+    const std::string talk = recorder.http("/api/talk?channel=1");
+    Caller first(recorder.rtsp(1, 0)), second(recorder.rtsp(1, 0));
+    for (Caller* caller : {&first, &second}) {
+        ASSERT_TRUE(waitFor([&] { return caller->loudspeaker >= 0 && caller->microphones > 0; }));
+    }
+    ASSERT_TRUE(waitFor([&] { return httpGet(talk).json()["talking"].asInt() == 2; }));
+    EXPECT_EQ(first.speak(20), 20);
+    EXPECT_TRUE(waitFor([&] { return httpGet(talk).json()["packets"].asInt() >= 19; }));
+    EXPECT_EQ(second.speak(20), 20);
+    EXPECT_TRUE(waitFor([&] { return httpGet(talk).json()["packets"].asInt() >= 38; }));
+    EXPECT_EQ(first.speak(20), 20) << "nobody's speech ends another's";
+    EXPECT_TRUE(waitFor([&] { return httpGet(talk).json()["packets"].asInt() >= 57; }));
+}
