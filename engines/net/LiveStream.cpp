@@ -122,7 +122,7 @@ void LiveStream::startSession(int64_t nowMs)
     m_tracks.clear();
     m_lastData = -1;
     m_session =
-        std::make_shared<RtspSession>(m_loop, optionsFor(m_source, m_timings), static_cast<RtspHandler&>(*this));
+        std::make_shared<RtspSession>(m_loop, optionsFor(m_source, m_timings.openMs), static_cast<RtspHandler&>(*this));
     m_session->start(nowMs);
 }
 

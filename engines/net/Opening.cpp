@@ -3,7 +3,7 @@
 namespace lumo::net
 {
 
-RtspOptions optionsFor(const StreamSource& source, const Timings& timings)
+RtspOptions optionsFor(const StreamSource& source, int timeoutMs)
 {
     RtspOptions options;
     options.url = source.url;
@@ -11,7 +11,7 @@ RtspOptions optionsFor(const StreamSource& source, const Timings& timings)
     options.user = source.user;
     options.password = source.password;
     options.udp = source.udp;
-    options.timeoutMs = timings.openMs;
+    options.timeoutMs = timeoutMs;
     return options;
 }
 

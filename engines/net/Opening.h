@@ -26,8 +26,8 @@ struct StreamSource {
     bool udp = false;
 };
 
-/// What a session to it begins with.
-RtspOptions optionsFor(const StreamSource& source, const Timings& timings);
+/// What a session to it begins with; timeoutMs as in RtspOptions.
+RtspOptions optionsFor(const StreamSource& source, int timeoutMs);
 /// Lets a session go from within its own calls; it may be none.
 void release(IoLoop& loop, std::shared_ptr<RtspSession>& session);
 

@@ -99,7 +99,7 @@ void ReplayFeed::startSession(int64_t nowMs)
     m_retryAt = -1;
     m_playing = m_devicePaused = m_overflowed = false;
     m_tracks.clear();
-    RtspOptions options = optionsFor(m_span.source, m_timings);
+    RtspOptions options = optionsFor(m_span.source, m_timings.openMs);
     options.replay = true;
     options.setupHeaders = "Require: onvif-replay\r\n";
     options.playHeaders =

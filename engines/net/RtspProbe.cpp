@@ -59,9 +59,7 @@ private:
 
 int probeRtsp(IoLoop& loop, const StreamSource& source, RtspOptions::Goal goal, int timeoutMs, bool backChannel)
 {
-    Timings timings;
-    timings.openMs = timeoutMs;
-    RtspOptions options = optionsFor(source, timings);
+    RtspOptions options = optionsFor(source, timeoutMs);
     options.udp = false;
     options.goal = goal;
     options.backChannel = backChannel;

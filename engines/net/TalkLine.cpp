@@ -116,7 +116,7 @@ void TalkLine::onTime(int64_t nowMs)
 /// Over TCP whatever the pictures take: speech is little, and what a device hears must be whole.
 void TalkLine::startSession(int64_t nowMs)
 {
-    RtspOptions options = optionsFor(m_source, m_timings);
+    RtspOptions options = optionsFor(m_source, m_timings.openMs);
     options.udp = false;
     options.backChannel = true;
     m_backMedia = m_soundMedia = -1;
