@@ -55,6 +55,7 @@ ApiAnswer AlarmApi::state()
     value["kept"] = static_cast<Json::Int64>(counts.kept);
     value["sent"] = static_cast<Json::Int64>(counts.sent);
     value["dropped"] = static_cast<Json::Int64>(counts.dropped);
+    value["spoiled"] = static_cast<Json::Int64>(counts.spoiled);
     return goodApiAnswer(value);
 }
 

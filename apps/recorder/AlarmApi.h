@@ -1,6 +1,7 @@
 // The test calls for alarms.
 //
-//   GET  /api/alarm   {"on":[{"kind","channel"}],"changes","flooding","subscriptions","kept","sent","dropped"}
+//   GET  /api/alarm   {"on":[{"kind","channel"}],"changes","flooding","subscriptions","kept","sent","dropped",
+//                     "spoiled": questions that a fault of the events answered or holds back}
 //   POST /api/alarm   {"kind":"motion","channel":C,"on":bool}
 //                     {"kind":...,"channel":C,"flood":N,"seconds":S}  N changes a second, then off
 //                     {"clear":true} all off; {"forget":true} all subscriptions end, as if the device had begun anew

@@ -258,7 +258,7 @@ void EventHub::releaseHanging()
 EventHub::Counts EventHub::counts()
 {
     purge();
-    Counts counts{m_subscriptions.size(), 0, m_sent, m_dropped};
+    Counts counts{m_subscriptions.size(), 0, m_sent, m_dropped, m_spoiled};
     for (const auto& [number, s] : m_subscriptions) {
         counts.kept += s.kept.size();
     }

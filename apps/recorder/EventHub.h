@@ -42,13 +42,15 @@ public:
     /// An answer that does not come before the fault is over; 503 then.
     SoapAnswer hang();
     void releaseHanging();
+    /// A question was answered, or is held back, by a fault.
+    void countSpoiled() { ++m_spoiled; }
 
     /// "...CurrentTime...TerminationTime", as answers of a subscription carry them.
     std::string times(int number, const char* space) const;
 
     struct Counts {
         size_t subscriptions = 0, kept = 0;
-        int64_t sent = 0, dropped = 0;
+        int64_t sent = 0, dropped = 0, spoiled = 0;
     };
     Counts counts();
 
@@ -74,7 +76,7 @@ private:
     const int m_clockSkewSeconds;
     int m_number = 0;
     std::map<int, Subscription> m_subscriptions;
-    int64_t m_sent = 0, m_dropped = 0;
+    int64_t m_sent = 0, m_dropped = 0, m_spoiled = 0;
     std::vector<Done> m_hanging;
 };
 

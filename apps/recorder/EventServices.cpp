@@ -72,7 +72,11 @@ SoapAnswer noSubscription()
 /// What a fault makes of every answer of these services; nothing when there is none.
 std::optional<SoapAnswer> spoiled(OnvifContext& c)
 {
-    switch (c.faults.eventFault()) {
+    const Faults::EventFault fault = c.faults.eventFault();
+    if (fault != Faults::EventFault::None) {
+        c.events.countSpoiled();
+    }
+    switch (fault) {
     case Faults::EventFault::None:
         return std::nullopt;
     case Faults::EventFault::Refuse:

@@ -76,6 +76,7 @@ struct Desktop::Impl {
     {
         const qint64 apart = qMin<qint64>(qint64(timeMs) - lastTimeMs, GetDoubleClickTime() + 50);
         if (sinceInput.isValid() && apart > 100 && sinceInput.elapsed() < apart) {
+            // Time itself is meant: whether two clicks are one double click is told by their times alone.
             QThread::msleep(static_cast<unsigned long>(apart - sinceInput.elapsed()));
         }
         lastTimeMs = timeMs;

@@ -114,7 +114,7 @@ Desktop::Desktop() : m(new Impl)
         if (timer.elapsed() > kConnectMs) {
             throw Failure{"no X server at $DISPLAY"};
         }
-        QThread::msleep(10);
+        QThread::msleep(10); // between two tries; nobody tells when it takes clients again
         m->c = xcb_connect(nullptr, &number);
     }
     auto it = xcb_setup_roots_iterator(xcb_get_setup(m->c));
@@ -193,7 +193,7 @@ void Desktop::focus(WindowId window)
                        XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                        reinterpret_cast<const char*>(&event));
         m->flush();
-        QThread::msleep(10);
+        QThread::msleep(10); // between two tries
     }
 }
 

@@ -12,7 +12,7 @@ bool eventually(const std::function<bool()>& fact, std::chrono::milliseconds bou
     while (!fact()) {
         if (std::chrono::steady_clock::now() > end)
             return fact();
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(std::chrono::milliseconds(2)); // between two looks
     }
     return true;
 }

@@ -50,8 +50,21 @@ protected:
         peer.device.set([&] { peer.insteadOf.clear(); });
     }
 
+    /// Listens to another device, which tells the time where nothing must happen.
+    void startClock()
+    {
+        const int l = login("127.0.0.1", clock.device.port());
+        EXPECT_EQ(LUMONET_OpenMessageChannel(l), 1) << LUMONET_GetLastError();
+    }
+    /// So many questions to it later; at one that is wrongly asked again, too, there would have been as many.
+    bool timePasses(int questions = 10)
+    {
+        const int before = clock.device.count("PullMessages");
+        return clock.device.waitFor([&] { return clock.device.count("PullMessages") >= before + questions; });
+    }
+
     Messages messages;
-    EventPeer peer;
+    EventPeer peer, clock;
 };
 
 std::string fault(const std::string& subcode)
@@ -118,7 +131,8 @@ TEST_F(Alarms, ADeviceThatKnowsTheWordOnlyIsAskedOnce)
     replyInstead("CreatePullPointSubscription", fault("ActionNotSupported"));
     listen();
     ASSERT_TRUE(waitForAsked("CreatePullPointSubscription", 1));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100)); // many retries' time
+    startClock();
+    ASSERT_TRUE(timePasses());
     EXPECT_EQ(asked("CreatePullPointSubscription"), 1);
 }
 
@@ -243,11 +257,11 @@ TEST_F(Alarms, ARefusedPasswordIsNotSentAgain)
     ASSERT_TRUE(waitForAsked("PullMessages", 1));
     peer.device.set([&] { peer.device.password = "changed"; });
     // The one that is refused, and none after it.
-    ASSERT_TRUE(peer.device.waitFor([&] {
-        const int pulls = asked("PullMessages");
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        return asked("PullMessages") == pulls;
-    }));
+    startClock();
+    ASSERT_TRUE(timePasses());
+    const int pulls = asked("PullMessages");
+    ASSERT_TRUE(timePasses());
+    EXPECT_EQ(asked("PullMessages"), pulls);
     EXPECT_EQ(asked("CreatePullPointSubscription"), 1);
     EXPECT_EQ(asked("Unsubscribe"), 0);
 }
@@ -281,6 +295,7 @@ TEST_F(Alarms, LogoutOfADeviceThatDoesNotAnswerWaitsNoLongerThanTheFarewell)
 TEST_F(Alarms, ALogoutWaitsForARunningCallbackAndNoneComesAfterIt)
 {
     const int l = listen();
+    startClock();
     messages.hold();
     peer.motion(0, true);
     peer.motion(0, false);
@@ -291,7 +306,7 @@ TEST_F(Alarms, ALogoutWaitsForARunningCallbackAndNoneComesAfterIt)
         EXPECT_FALSE(messages.inside);
         out = true;
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_TRUE(timePasses());
     EXPECT_FALSE(out) << "it waits for the callback";
     messages.release();
     leaving.join();
@@ -301,11 +316,12 @@ TEST_F(Alarms, ALogoutWaitsForARunningCallbackAndNoneComesAfterIt)
 TEST_F(Alarms, AnotherCallbackWaitsForTheRunningOne)
 {
     listen();
+    startClock();
     messages.hold();
     peer.motion(0, true);
     ASSERT_TRUE(messages.waitForCount(1));
     std::thread release([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_TRUE(timePasses());
         messages.release();
     });
     Messages others;

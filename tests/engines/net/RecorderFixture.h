@@ -56,21 +56,31 @@ protected:
     bool fault(const std::string& json) { return post("/api/fault", json); }
     bool post(const std::string& path, const std::string& json)
     {
+        return ask("POST", path, json).find(" 200 ") != std::string::npos;
+    }
+    /// The whole answer; empty when there is none.
+    std::string ask(const std::string& method, const std::string& path, const std::string& json = "")
+    {
         Socket socket;
         PollSet poll;
         if (!socket.startConnect(resolveAddress("127.0.0.1", uint16_t(m_http))))
-            return false;
+            return "";
         const size_t slot = poll.add(socket.handle(), false, true);
         poll.wait(kLongMs);
-        const std::string text = "POST " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(m_http) +
+        const std::string text = method + " " + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(m_http) +
                                  "\r\nContent-Type: application/json\r\nConnection: close\r\nContent-Length: " +
                                  std::to_string(json.size()) + "\r\n\r\n" + json;
         socket.send(text.data(), text.size());
         poll.set(slot, true, false);
-        poll.wait(kLongMs);
-        char reply[256] = "";
-        const IoResult r = socket.receive(reply, sizeof reply);
-        return r.state == Io::Done && std::string_view(reply, r.size).find(" 200 ") != std::string_view::npos;
+        std::string answer;
+        char part[4096];
+        while (poll.wait(kLongMs)) { // it closes the connection behind its answer
+            const IoResult r = socket.receive(part, sizeof part);
+            if (r.state != Io::Done || r.size == 0)
+                break;
+            answer.append(part, r.size);
+        }
+        return answer;
     }
 
     static int numberIn(const std::string& text, const std::string& key)

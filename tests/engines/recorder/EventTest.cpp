@@ -300,7 +300,7 @@ TEST_F(EventTest, FaultsSpoilTheService)
     const Login who;
     EXPECT_EQ(soapCall(recorder.http(path), eventCall("PullMessages"), &who, {}, 300).status, 0);
     std::thread hanging([&] { EXPECT_EQ(pull(path).status, 503); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_TRUE(soon([&] { return state()["spoiled"].asInt() == 5; })) << "each of these questions, the last one too";
     fault("{\"events\":\"none\"}");
     hanging.join();
     EXPECT_EQ(pull(path).status, 200);
