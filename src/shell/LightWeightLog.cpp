@@ -40,14 +40,31 @@ QString LightWeightLog::formatLine(const QString& strTag, const QString& strMess
 
 void LightWeightLog::write(const QString& strTag, const QString& strMessage, int nLevel)
 {
-    if (enabled)
-        emit writeLogSig(formatLine(strTag, strMessage, nLevel));
+    if (!enabled)
+        return;
+    const QString strLine = formatLine(strTag, strMessage, nLevel);
+    if (!m_pWriter->backlog.admit(strLine.size()))
+        return;
+    tellLost();
+    emit writeLogSig(strLine);
+}
+
+/// Where lines are missing a line says so.
+void LightWeightLog::tellLost()
+{
+    const int nLost = m_pWriter->backlog.lostSinceAsked();
+    if (nLost == 0)
+        return;
+    const QString strLine = formatLine("LightWeightLog::write", QString("%1 lines lost").arg(nLost), kLogWarning);
+    m_pWriter->backlog.add(strLine.size());
+    emit writeLogSig(strLine);
 }
 
 void LightWeightLog::drain()
 {
     if (!m_pWriter)
         return;
+    tellLost();
     if (m_pWriter->thread() == QThread::currentThread())
         m_pWriter->flush();
     else

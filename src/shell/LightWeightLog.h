@@ -1,6 +1,7 @@
 // The one front end of the log: formats a line on the calling thread and hands it to WriteLogThread by signal.
 //
-// Thread: write() from any thread. Blocking: never waits for the disk. Errors: never reported.
+// Thread: write() from any thread. Blocking: never waits for the disk; lines that come faster than it takes them for
+// long are left out, and a line says how many (LogBacklog.h). Errors: never reported.
 #pragma once
 
 #include <QObject>
@@ -34,6 +35,7 @@ signals:
 
 private:
     LightWeightLog();
+    void tellLost();
 
     bool enabled = true;
     WriteLogThread* m_pWriter = nullptr;

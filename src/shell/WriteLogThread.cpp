@@ -51,6 +51,7 @@ void WriteLogThread::openNewFile()
 
 void WriteLogThread::writeLog(QString strLog)
 {
+    backlog.written(strLog.size());
     if (!file.isOpen()) {
         openNewFile();
     } else if (file.size() > kRotateAbove) {

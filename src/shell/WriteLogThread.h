@@ -4,6 +4,8 @@
 // made is ignored, and its lines are lost.
 #pragma once
 
+#include "shell/LogBacklog.h"
+
 #include <QFile>
 #include <QObject>
 #include <QString>
@@ -24,6 +26,8 @@ public:
 
     /// The object's thread only.
     void flush();
+
+    LogBacklog backlog; // any thread: what is queued for writeLog
 
 public slots:
     void writeLog(QString strLog);
