@@ -46,13 +46,16 @@ void CGetSystemStatus::timerEvent(QTimerEvent* pEvent)
 int CGetSystemStatus::appCpu()
 {
     m_nProcessors = quint32(m_machine.fnProcessorCount());
+    const platform::ProcessHandle hProcess = m_machine.fnOpenProcess();
     const quint64 nTick = m_machine.fnTickMs();
     const quint32 nElapsed = quint32(nTick - m_nLastTick);
     if (nElapsed == 0)
-        return kUnknown;
+        return kUnknown; // required: hProcess stays open
     m_nLastTick = nTick;
     platform::SCpuTimes times;
-    if (!m_machine.fnProcessCpuTimes(times) || m_nProcessors == 0)
+    const bool bKnown = m_machine.fnProcessCpuTimes(hProcess, times);
+    m_machine.fnCloseProcess(hProcess);
+    if (!bKnown || m_nProcessors == 0)
         return kUnknown;
     constexpr quint64 kPerMs = 10000; // of 100 ns
     const qint64 nNow = qint64((times.nKernel + times.nUser) / kPerMs);

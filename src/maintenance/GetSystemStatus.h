@@ -13,7 +13,9 @@
 struct SMachine {
     quint64 (*fnTickMs)() = platform::tickMs;
     int (*fnProcessorCount)() = platform::processorCount;
-    bool (*fnProcessCpuTimes)(platform::SCpuTimes& times) = platform::processCpuTimes;
+    platform::ProcessHandle (*fnOpenProcess)() = platform::openProcess;
+    void (*fnCloseProcess)(platform::ProcessHandle hProcess) = platform::closeProcess;
+    bool (*fnProcessCpuTimes)(platform::ProcessHandle hProcess, platform::SCpuTimes& times) = platform::processCpuTimes;
     bool (*fnSystemCpuTimes)(platform::SCpuTimes& times) = platform::systemCpuTimes;
     quint64 (*fnProcessMemory)() = platform::processMemory;
 };

@@ -19,10 +19,15 @@ struct SCpuTimes {
 quint64 tickMs();
 void sleepMs(quint32 nMs);
 int processorCount();
-/// False and nothing changed when they cannot be read; so for the next.
+/// False and nothing changed when they cannot be read; so for processCpuTimes.
 bool systemCpuTimes(SCpuTimes& times);
+
+/// This process, opened to be asked for its times; 0 when the system refuses. The caller closes it.
+using ProcessHandle = quintptr;
+ProcessHandle openProcess();
+void closeProcess(ProcessHandle hProcess);
 /// nIdle is always 0.
-bool processCpuTimes(SCpuTimes& times);
+bool processCpuTimes(ProcessHandle hProcess, SCpuTimes& times);
 /// Bytes of this process that are in memory.
 quint64 processMemory();
 } // namespace platform

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QTimerEvent>
 
+#include <string>
 #include <vector>
 
 using platform::SCpuTimes;
@@ -23,6 +24,7 @@ struct MadeUp {
     bool processKnown = true, systemKnown = true;
     SCpuTimes process, system{100 * kMs, 200 * kMs, 300 * kMs};
     quint64 memory = 0;
+    std::vector<std::string> calls; // of one process sample, in order
 };
 MadeUp g_made;
 
@@ -30,9 +32,23 @@ SMachine machine()
 {
     g_made = MadeUp();
     SMachine m;
-    m.fnTickMs = [] { return g_made.tick; };
-    m.fnProcessorCount = [] { return g_made.processors; };
-    m.fnProcessCpuTimes = [](SCpuTimes& times) {
+    m.fnTickMs = [] {
+        g_made.calls.push_back("tick");
+        return g_made.tick;
+    };
+    m.fnProcessorCount = [] {
+        g_made.calls.push_back("processors");
+        return g_made.processors;
+    };
+    m.fnOpenProcess = [] {
+        g_made.calls.push_back("open");
+        return platform::ProcessHandle(77);
+    };
+    m.fnCloseProcess = [](platform::ProcessHandle hProcess) {
+        g_made.calls.push_back("close " + std::to_string(hProcess));
+    };
+    m.fnProcessCpuTimes = [](platform::ProcessHandle hProcess, SCpuTimes& times) {
+        g_made.calls.push_back("times " + std::to_string(hProcess));
         if (g_made.processKnown)
             times = g_made.process;
         return g_made.processKnown;
@@ -72,6 +88,7 @@ protected:
     {
         g_made.tick += nMs;
         m_samples.clear();
+        g_made.calls.clear();
         QTimerEvent event(timer().timerId);
         QCoreApplication::sendEvent(&m_status, &event);
         return m_samples.size() == 1 ? m_samples[0] : Sample{-2, -2, -2};
@@ -101,6 +118,18 @@ TEST_F(SystemStatus, TwoSamplesInTheSameTickReportMinus1)
 {
     first();
     EXPECT_EQ(-1, sampleAfter(0).app);
+}
+
+TEST_F(SystemStatus, ASampleOpensTheProcessBeforeTheClockIsReadAndClosesItWhenItsTimesAreKnown)
+{
+    using Calls = std::vector<std::string>;
+    sampleAfter(1000);
+    EXPECT_EQ(g_made.calls, (Calls{"processors", "open", "tick", "times 77", "close 77"}));
+    g_made.processKnown = false;
+    sampleAfter(1000);
+    EXPECT_EQ(g_made.calls.back(), "close 77");
+    sampleAfter(0);
+    EXPECT_EQ(g_made.calls, (Calls{"processors", "open", "tick"})) << "in the same tick it stays open";
 }
 
 TEST_F(SystemStatus, TwoHundredAndFiftyMsOfAThousandOnFourProcessorsReport6)

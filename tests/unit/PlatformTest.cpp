@@ -46,7 +46,9 @@ namespace
 SCpuTimes processTimes()
 {
     SCpuTimes times;
-    EXPECT_TRUE(processCpuTimes(times));
+    const ProcessHandle hProcess = openProcess();
+    EXPECT_TRUE(processCpuTimes(hProcess, times));
+    closeProcess(hProcess);
     return times;
 }
 
@@ -76,6 +78,14 @@ TEST(Machine, WorkShowsInTheCpuTimes)
     const SCpuTimes systemNow = systemTimes();
     EXPECT_GT(work(systemNow), work(system));
     EXPECT_GE(systemNow.nKernel, systemNow.nIdle); // kernel time includes idle time
+}
+
+TEST(Machine, AProcessThatCouldNotBeOpenedHasNoTimes)
+{
+    SCpuTimes times{1, 2, 3};
+    EXPECT_FALSE(processCpuTimes(0, times));
+    EXPECT_EQ(times.nUser, 3u);
+    closeProcess(0);
 }
 
 TEST(Machine, MemoryInUseGrowsWithWhatIsTouched)

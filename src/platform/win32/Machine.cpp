@@ -13,6 +13,11 @@ quint64 in100ns(const FILETIME& time)
 {
     return quint64(time.dwHighDateTime) << 32 | time.dwLowDateTime;
 }
+
+ProcessHandle asHandle(HANDLE hProcess)
+{
+    return reinterpret_cast<ProcessHandle>(hProcess);
+}
 } // namespace
 
 quint64 tickMs()
@@ -40,10 +45,21 @@ bool systemCpuTimes(SCpuTimes& times)
     return true;
 }
 
-bool processCpuTimes(SCpuTimes& times)
+ProcessHandle openProcess()
+{
+    return asHandle(OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, GetCurrentProcessId()));
+}
+
+void closeProcess(ProcessHandle hProcess)
+{
+    if (hProcess)
+        CloseHandle(reinterpret_cast<HANDLE>(hProcess));
+}
+
+bool processCpuTimes(ProcessHandle hProcess, SCpuTimes& times)
 {
     FILETIME created = {}, ended = {}, kernel = {}, user = {};
-    if (!GetProcessTimes(GetCurrentProcess(), &created, &ended, &kernel, &user))
+    if (!GetProcessTimes(reinterpret_cast<HANDLE>(hProcess), &created, &ended, &kernel, &user))
         return false;
     times = {0, in100ns(kernel), in100ns(user)};
     return true;
@@ -51,8 +67,13 @@ bool processCpuTimes(SCpuTimes& times)
 
 quint64 processMemory()
 {
+    const HANDLE hProcess = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, GetCurrentProcessId());
+    if (!hProcess)
+        return 0;
     PROCESS_MEMORY_COUNTERS counters = {};
     counters.cb = sizeof counters;
-    return GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) ? counters.WorkingSetSize : 0;
+    const bool bKnown = K32GetProcessMemoryInfo(hProcess, &counters, sizeof counters);
+    CloseHandle(hProcess);
+    return bKnown ? counters.WorkingSetSize : 0;
 }
 } // namespace platform

@@ -57,8 +57,17 @@ bool systemCpuTimes(SCpuTimes& times)
     return true;
 }
 
-bool processCpuTimes(SCpuTimes& times)
+// There is nothing to open: a process reads its own files.
+ProcessHandle openProcess()
 {
+    return static_cast<ProcessHandle>(getpid());
+}
+void closeProcess(ProcessHandle) {}
+
+bool processCpuTimes(ProcessHandle hProcess, SCpuTimes& times)
+{
+    if (!hProcess)
+        return false;
     // The program's name stands in parentheses and may hold anything: count from the last one.
     constexpr int kUser = 11, kKernel = 12;
     const QByteArray content = contentOf("/proc/self/stat");
