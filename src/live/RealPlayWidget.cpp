@@ -372,9 +372,9 @@ bool CRealPlayWidget::StartRuleDraw()
 }
 
 /// The decode library's thread.
-void CRealPlayWidget::OnDrawRule(int, void* hDC, LumoWindow, int32_t)
+void CRealPlayWidget::OnDrawRule(int, void* hDC, LumoWindow hWnd, int32_t)
 {
-    ruleoverlay::draw(hDC);
+    ruleoverlay::draw(hDC, static_cast<platform::WindowHandle>(hWnd));
 }
 
 void CRealPlayWidget::SetTheme(const QString& strTheme)

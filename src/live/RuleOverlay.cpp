@@ -39,14 +39,14 @@ RuleInfo get()
     return rule;
 }
 
-/// The cell's size is that of the device context: no widget is asked on this thread.
-void draw(void* hDC)
+/// The system is asked for the cell's size: on this thread no widget may be.
+void draw(void* hDC, platform::WindowHandle hWnd)
 {
     const RuleInfo rule = get();
     if (rule.bShowRule == 0 || rule.nChannel != kRuleChannel)
         return;
     const platform::DrawContext hContext = platform::callbackContext(hDC);
-    const QSize szCell = platform::callbackSize(hContext);
+    const QSize szCell = platform::callbackSize(hContext, hWnd);
     const platform::PenHandle hPen = platform::createPen(kPenWidthPx, kPenColor);
     const platform::PenHandle hOldPen = platform::selectPen(hContext, hPen);
     for (const SRuleLine& line : linesOfRule(rule, szCell.width(), szCell.height())) {

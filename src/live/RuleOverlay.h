@@ -6,6 +6,7 @@
 #pragma once
 
 #include "live/RuleLines.h"
+#include "platform/WindowSystem.h"
 
 namespace ruleoverlay
 {
@@ -14,7 +15,8 @@ namespace ruleoverlay
 void set(const RuleInfo& rule);
 /// Any thread. All zero before the first set.
 RuleInfo get();
-/// The library's thread, once a picture: draws the rule, if it is to be shown, on the draw callback's device context.
-void draw(void* hDC);
+/// The library's thread, once a picture: draws the rule, if it is to be shown, on the draw callback's device context,
+/// in the size of the cell hWnd.
+void draw(void* hDC, platform::WindowHandle hWnd);
 
 } // namespace ruleoverlay

@@ -29,8 +29,9 @@ void releaseContext(DrawContext hContext);
 DrawContext callbackContext(void* hDC);
 /// Gives it back; the device context stays the library's.
 void releaseCallbackContext(DrawContext hContext);
-/// Of a callback's context, in pixels; 0 by 0 when it cannot be told.
-QSize callbackSize(DrawContext hContext);
+/// What a callback draws on, in pixels: the cell hWnd where a picture is as large as its window (Windows), else the
+/// context itself. 0 by 0 when it cannot be told.
+QSize callbackSize(DrawContext hContext, WindowHandle hWnd);
 /// The pen that was selected before, 0 if it was the default one. Selecting 0 selects the default.
 PenHandle selectPen(DrawContext hContext, PenHandle hPen);
 void moveTo(DrawContext hContext, int nX, int nY);

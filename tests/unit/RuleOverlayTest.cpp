@@ -35,7 +35,7 @@ protected:
     int drawnPixels()
     {
         std::fill(m_pixels.begin(), m_pixels.end(), 0);
-        ruleoverlay::draw(&m_surface);
+        ruleoverlay::draw(&m_surface, 0);
         return int(std::count_if(m_pixels.begin(), m_pixels.end(), [](quint32 n) { return (n & 0xffffff) == kBlue; }));
     }
 
@@ -83,7 +83,7 @@ TEST_F(RuleOverlayTest, NothingIsKeptFromOnePictureToTheNext)
     const int nPens = platform::null::penCount();
     const int nContexts = platform::null::drawContextCount();
     for (int i = 0; i < 1000; ++i)
-        ruleoverlay::draw(&m_surface);
+        ruleoverlay::draw(&m_surface, 0);
     EXPECT_EQ(platform::null::penCount(), nPens);
     EXPECT_EQ(platform::null::drawContextCount(), nContexts);
 }
@@ -101,7 +101,7 @@ TEST_F(RuleOverlayTest, CallbackWithoutADeviceContextDrawsNothing)
 {
     ruleoverlay::set(levelWire());
     const int nPens = platform::null::penCount();
-    ruleoverlay::draw(nullptr);
+    ruleoverlay::draw(nullptr, 0);
     EXPECT_EQ(platform::null::penCount(), nPens);
 }
 

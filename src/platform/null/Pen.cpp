@@ -88,7 +88,7 @@ void releaseCallbackContext(DrawContext hContext)
     releaseContext(hContext);
 }
 
-QSize callbackSize(DrawContext hContext)
+QSize callbackSize(DrawContext hContext, WindowHandle)
 {
     const SContext* pContext = asContext(hContext);
     return pContext && pContext->pSurface ? QSize(pContext->pSurface->nWidth, pContext->pSurface->nHeight)

@@ -40,14 +40,12 @@ DrawContext callbackContext(void* hDC)
 
 void releaseCallbackContext(DrawContext) {}
 
-/// Our library draws on a bitmap in memory, another may on the window.
-QSize callbackSize(DrawContext hContext)
+/// A library may hand out a context of any size, of a window or of memory: the cell's own size counts.
+QSize callbackSize(DrawContext hContext, WindowHandle hWnd)
 {
-    if (const HWND hWnd = WindowFromDC(asDC(hContext))) {
-        RECT rc{};
-        GetClientRect(hWnd, &rc);
+    RECT rc{};
+    if (GetClientRect(reinterpret_cast<HWND>(hWnd), &rc))
         return {static_cast<int>(rc.right), static_cast<int>(rc.bottom)};
-    }
     BITMAP bitmap{};
     if (!GetObjectW(GetCurrentObject(asDC(hContext), OBJ_BITMAP), sizeof bitmap, &bitmap))
         return {0, 0};

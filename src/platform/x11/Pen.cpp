@@ -90,7 +90,7 @@ void releaseCallbackContext(DrawContext hContext)
     delete asContext(hContext);
 }
 
-QSize callbackSize(DrawContext hContext)
+QSize callbackSize(DrawContext hContext, WindowHandle)
 {
     const SContext* pContext = asContext(hContext);
     if (!pContext || !pContext->pSurface)

@@ -19,7 +19,7 @@ constexpr Rgb kRuleBlue{0, 0, 255};
 /// Drawn for every picture by the port's own thread, as the program has it.
 void onDraw(int, void* hDC, int32_t)
 {
-    ruleoverlay::draw(hDC);
+    ruleoverlay::draw(hDC, 0);
 }
 
 /// Which pixels of a cell the rule covers.
