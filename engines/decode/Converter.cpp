@@ -3,10 +3,10 @@
 #include "FileReader.h"
 #include "Recorder.h"
 #include "Trouble.h"
+#include "common/LocalPath.h"
 
 #include <algorithm>
 #include <exception>
-#include <filesystem>
 #include <thread>
 
 namespace lumo
@@ -71,7 +71,7 @@ private:
 bool sameFile(const std::string& a, const std::string& b)
 {
     std::error_code none;
-    return std::filesystem::equivalent(a, b, none);
+    return std::filesystem::equivalent(localPath(a), localPath(b), none);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "Files.h"
 
-#include <filesystem>
+#include "common/LocalPath.h"
+
 #include <system_error>
 
 namespace lumo
@@ -17,7 +18,7 @@ FilePtr createFile(const std::string& path)
     if (path.empty())
         return nullptr;
     std::error_code ignored; // what is missing shows when the file is opened
-    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    const std::filesystem::path folder = localPath(path).parent_path();
     if (!folder.empty())
         std::filesystem::create_directories(folder, ignored);
     FilePtr file(std::fopen(path.c_str(), "w+b"));
@@ -29,9 +30,9 @@ FilePtr createFile(const std::string& path)
 bool renameFile(const std::string& from, const std::string& to)
 {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(from, error))
+    if (!std::filesystem::is_regular_file(localPath(from), error))
         return false;
-    std::filesystem::rename(from, to, error);
+    std::filesystem::rename(localPath(from), localPath(to), error);
     return !error;
 }
 
@@ -46,8 +47,8 @@ std::string pathWith(const std::string& path, const std::string& addition)
 void removeFile(const std::string& path)
 {
     std::error_code ignored;
-    if (std::filesystem::is_regular_file(path, ignored))
-        std::filesystem::remove(path, ignored);
+    if (std::filesystem::is_regular_file(localPath(path), ignored))
+        std::filesystem::remove(localPath(path), ignored);
 }
 
 } // namespace lumo

@@ -1,8 +1,9 @@
 #include "TargetFile.h"
 
+#include "common/LocalPath.h"
+
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 
 namespace lumo::net
 {
@@ -16,7 +17,7 @@ bool TargetFile::failed()
 bool TargetFile::open()
 {
     std::error_code ignored; // opening tells what is wrong
-    const auto folder = std::filesystem::path(m_path).parent_path();
+    const auto folder = localPath(m_path).parent_path();
     if (!folder.empty())
         std::filesystem::create_directories(folder, ignored);
     m_file = std::fopen(partPath().c_str(), "wb");
@@ -38,7 +39,7 @@ bool TargetFile::finish()
         return false;
     }
     std::error_code error;
-    std::filesystem::rename(partPath(), m_path, error);
+    std::filesystem::rename(localPath(partPath()), localPath(m_path), error);
     if (error) {
         m_reason = error.message();
         std::remove(partPath().c_str());

@@ -1,10 +1,10 @@
 #include "UploadFile.h"
 
 #include "Timings.h"
+#include "common/LocalPath.h"
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 
 namespace lumo::net
 {
@@ -12,9 +12,9 @@ namespace lumo::net
 std::shared_ptr<UploadFile> UploadFile::open(const std::string& path)
 {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error))
+    if (!std::filesystem::is_regular_file(localPath(path), error))
         return nullptr;
-    const auto size = std::filesystem::file_size(path, error);
+    const auto size = std::filesystem::file_size(localPath(path), error);
     std::FILE* file = error || size == 0 ? nullptr : std::fopen(path.c_str(), "rb");
     if (!file)
         return nullptr;

@@ -53,17 +53,19 @@ int main(int argc, char* argv[])
     platform::prepareProcess();
     if (argc < 4)
         throw "plugin argc incorrect";
-    qDebug().noquote() << argv[0] << argv[1] << argv[2] << argv[3];
-    const QString wndHandle = argc > 4 ? QString::fromUtf8(argv[4]) : QString();
-    writeLog("main", QString("argv0=%1, argv1=%2, argv2=%3, argv3=%4, argv4=%5")
-                         .arg(QString::fromUtf8(argv[0]), QString::fromUtf8(argv[1]), QString::fromUtf8(argv[2]),
-                              QString::fromUtf8(argv[3]), wndHandle));
-    QCoreApplication::addLibraryPath(QString::fromUtf8(argv[3]));
+    const std::vector<QByteArray> words = platform::commandLine(argc, argv);
+    const auto word = [&](size_t n) { return n < words.size() ? QString::fromUtf8(words[n]) : QString(); };
+    qDebug().noquote() << word(0) << word(1) << word(2) << word(3);
+    const QString wndHandle = word(4);
+    writeLog(
+        "main",
+        QString("argv0=%1, argv1=%2, argv2=%3, argv3=%4, argv4=%5").arg(word(0), word(1), word(2), word(3), wndHandle));
+    QCoreApplication::addLibraryPath(word(3));
     bool bOk = false;
-    const int sessionID = QString::fromUtf8(argv[1]).toInt(&bOk, 10);
+    const int sessionID = word(1).toInt(&bOk, 10);
     if (!bOk)
         refuse("sessionID incorrect");
-    const QString serverName = QString::fromUtf8(argv[2]);
+    const QString serverName = word(2);
     if (serverName.isEmpty())
         refuse("serverName incorrect");
 

@@ -1,7 +1,26 @@
 #include "platform/Startup.h"
 
+#include <QString>
+#include <windows.h>
+// shellapi.h needs windows.h before it
+#include <shellapi.h>
+
 namespace platform
 {
 // Windows gives every program a code page and Qt its only plug-in.
 void prepareProcess() {}
+
+// What main is given stands in the code page, which need not know a folder's name.
+std::vector<QByteArray> commandLine(int argc, char* argv[])
+{
+    int nCount = 0;
+    LPWSTR* pWords = CommandLineToArgvW(GetCommandLineW(), &nCount);
+    if (!pWords)
+        return {argv, argv + argc};
+    std::vector<QByteArray> words;
+    for (int i = 0; i < nCount; ++i)
+        words.push_back(QString::fromWCharArray(pWords[i]).toUtf8());
+    LocalFree(pWords);
+    return words;
+}
 } // namespace platform

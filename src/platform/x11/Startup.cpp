@@ -33,4 +33,9 @@ void prepareProcess()
     if (qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
         qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
 }
+
+std::vector<QByteArray> commandLine(int argc, char* argv[])
+{
+    return {argv, argv + argc};
+}
 } // namespace platform

@@ -1,0 +1,19 @@
+// Paths as the libraries' calls take them, in the local 8-bit encoding, for those who take them otherwise. The C
+// library's own calls take them as they are. One implementation file per system.
+//
+// Thread: any. Errors: characters that the encoding does not know become others; opening the file tells.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace lumo
+{
+
+/// A path of std::filesystem, which takes plain text for UTF-8 on every system.
+std::filesystem::path localPath(const std::string& path);
+
+/// In UTF-8, as FFmpeg wants it.
+std::string utf8Path(const std::string& path);
+
+} // namespace lumo
