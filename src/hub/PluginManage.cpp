@@ -14,6 +14,7 @@
 
 namespace
 {
+constexpr unsigned long kStopTimeoutMs = 1000;
 
 /// Both directions: what goes beyond is cut, for the page's side has no more room either.
 constexpr int kMessageLimit = 65536; // bytes
@@ -68,6 +69,12 @@ CPluginManage::CPluginManage(QString wndHandle, int sessionId, QObject* parent)
 }
 
 CPluginManage::~CPluginManage() = default;
+
+void CPluginManage::stopThread()
+{
+    thread()->quit();
+    thread()->wait(kStopTimeoutMs);
+}
 
 CPluginManage* CPluginManage::instance()
 {

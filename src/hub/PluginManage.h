@@ -39,6 +39,10 @@ public:
     CPluginManage(QString wndHandle, int sessionId, QObject* parent);
     ~CPluginManage() override;
 
+    /// Ends the hub's thread with what it is doing, so that its timers do not outlive the application object. Waits for
+    /// a second at most: a call to the device may hold the hub up. GUI thread, when the event loop has ended.
+    void stopThread();
+
     /// The one hub; for library callbacks that carry a channel where others carry an object.
     static CPluginManage* instance();
 

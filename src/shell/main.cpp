@@ -43,6 +43,7 @@ int runSession(const QString& wndHandle, int sessionId, const QString& serverNam
     pListen->startReading();
     const int nExitCode = QApplication::exec();
     pListen->stopReading();
+    pHub->stopThread();
     return nExitCode;
 }
 

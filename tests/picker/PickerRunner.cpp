@@ -81,6 +81,7 @@ void PickerRunner::start(const QStringList& arguments)
     environment.insert("HOME", m_home);
     environment.insert("XDG_CONFIG_HOME", folder() + "/home/config");
     environment.insert("LC_ALL", "C.UTF-8");
+    environment.insert("QT_XCB_GL_INTEGRATION", "none"); // as the viewer passes it on
     m_process.setProcessEnvironment(environment);
     m_process.start(folder() + "/bin/Browse", arguments);
     EXPECT_TRUE(m_process.waitForStarted(kPatienceMs));
@@ -88,14 +89,30 @@ void PickerRunner::start(const QStringList& arguments)
 
 QString PickerRunner::title()
 {
+    return focusNewest(1);
+}
+
+void PickerRunner::awaitMessage()
+{
+    focusNewest(2);
+}
+
+QString PickerRunner::focusNewest(int count)
+{
     const QString pid = QString::number(m_process.processId());
+    QString window, name;
     const bool stands = eventually([&] {
-        m_window = xdotool({"search", "--onlyvisible", "--pid", pid}).section('\n', 0, 0);
-        return !m_window.isEmpty() && !xdotool({"getwindowname", m_window}).isEmpty();
+        const QString windows = xdotool({"search", "--onlyvisible", "--pid", pid});
+        if (windows.isEmpty() || windows.count('\n') + 1 != count)
+            return false;
+        // Listed from the bottom to the top.
+        window = windows.section('\n', count - 1);
+        name = xdotool({"getwindowname", window});
+        return !name.isEmpty();
     });
-    EXPECT_TRUE(stands) << "no dialog";
-    xdotool({"windowfocus", "--sync", m_window});
-    return xdotool({"getwindowname", m_window});
+    EXPECT_TRUE(stands) << count << " windows of the picker are not there";
+    xdotool({"windowfocus", "--sync", window});
+    return name;
 }
 
 void PickerRunner::key(const QString& name)

@@ -29,6 +29,8 @@ public:
     void start(const QStringList& arguments);
     /// The title of the dialog, once it stands and has the focus.
     QString title();
+    /// Waits until a message stands over the dialog, and gives it the focus.
+    void awaitMessage();
     /// "Escape", "Return", "ctrl+a" ...
     void key(const QString& name);
     void type(const QString& text);
@@ -42,12 +44,12 @@ public:
     Result result();
 
 private:
+    QString focusNewest(int count);
     QString settingsFile() const { return folder() + "/bin/ClientCfg.ini"; }
 
     QTemporaryDir m_dir;
     QString m_home = m_dir.path() + "/home";
     QProcess m_process;
-    QString m_window;
 };
 
 } // namespace lumo::test

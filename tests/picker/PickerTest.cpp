@@ -5,6 +5,8 @@
 
 #include <QFileInfo>
 
+#include <ostream>
+
 using lumo::test::PickerRunner;
 
 namespace
@@ -16,7 +18,17 @@ protected:
     PickerRunner picker_;
 };
 
-class PickerFolder : public Picker, public testing::WithParamInterface<std::pair<const char*, const char*>>
+struct FolderMode {
+    const char* number;
+    const char* setting;
+};
+
+void PrintTo(const FolderMode& mode, std::ostream* out)
+{
+    *out << mode.number;
+}
+
+class PickerFolder : public Picker, public testing::WithParamInterface<FolderMode>
 {
 };
 
@@ -43,8 +55,8 @@ TEST_P(PickerFolder, PrintsTheChosenFolderInUtf8WithoutALineEnd)
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, PickerFolder,
-                         testing::Values(std::pair("0", "Path/RecPath"), std::pair("1", "Path/CapPath"),
-                                         std::pair("2", "Path/DownPath")));
+                         testing::Values(FolderMode{"0", "Path/RecPath"}, FolderMode{"1", "Path/CapPath"},
+                                         FolderMode{"2", "Path/DownPath"}));
 
 TEST_P(PickerFile, PrintsTheChosenFileInUtf8WithoutALineEnd)
 {
@@ -81,8 +93,9 @@ TEST_F(Picker, AFileThatIsNotThereIsNotTaken)
     picker_.title();
     picker_.key("ctrl+a");
     picker_.type(picker_.folder() + "/nothing.bin");
-    picker_.key("Return"); // a message stands over the dialog now, and the dialog stays
-    picker_.key("Escape");
+    picker_.key("Return");
+    picker_.awaitMessage();
+    picker_.key("Escape"); // it goes, the dialog stays
     picker_.title();
     picker_.key("Escape");
     const auto [code, output, errors] = picker_.result();
