@@ -26,6 +26,9 @@ async function enter(view) {
     await fillsScreen(view);
 }
 
+/** What the window manager has put a frame around or lists, with the process of each: "0x... PID". */
+const managed = () => execFileSync('wmctrl', ['-lp'], { encoding: 'utf8' }).split('\n').filter(Boolean).map((line) => line.split(/\s+/)).map(([id, , pid]) => `${id} ${pid}`).sort();
+
 /** The pictures stand in the page again, and nowhere else. */
 async function isBack(view) {
     await view.live(2, four);
@@ -77,4 +80,44 @@ fact('after full screen the pictures follow the window as before', async (stage,
     await until(async () => (await view.rect()).x !== before.x, 'the window stands elsewhere');
     await isBack(view);
     assert.notDeepEqual(await view.rect(), before);
+});
+
+fact('after full screen the window manager has no more windows than before', async (stage, view) => {
+    const before = managed();
+    const viewer = await stage.oneViewer();
+    assert.ok(!before.some((window) => window.endsWith(` ${viewer}`)), 'the surface is no window of its own');
+    for (let i = 0; i < 5; ++i) {
+        await enter(view);
+        xdo('key', 'Escape');
+        await view.live(2, four);
+        await until(() => managed().join() === before.join(), `the windows are ${before}`).catch((error) => {
+            throw new Error(`${error.message}; there are ${managed()}`);
+        });
+    }
+    await isBack(view);
+});
+
+fact('after full screen another window covers the pictures and gets its clicks', async (stage, view) => {
+    await enter(view);
+    xdo('key', 'Escape');
+    const cells = await view.live(2, four);
+    const rect = await view.rect();
+    const other = await stage.openWindow(`${stage.recorderUrl}/api/state`, { position: [rect.x - 40, rect.y - 150], size: [700, 500] });
+    const [covered] = cells;
+    await until(async () => !(await view.screen.read(covered)).ok, 'the first cell is covered');
+    await other.page.evaluate(() => addEventListener('pointerdown', () => { document.title = 'clicked'; }));
+    view.clickCell({ x: rect.x, y: rect.y, w: 200, h: 200 });
+    await until(async () => (await other.page.title()) === 'clicked', 'the window in front is clicked');
+    assert.ok(!(await view.screen.read(covered)).ok, 'it stays in front');
+    await other.page.close();
+    await view.live(2, four);
+});
+
+fact('after full screen the pictures go with a minimised window and come back with it', async (stage, view) => {
+    const rect = await view.rect();
+    const window = await view.windowId();
+    xdo('windowminimize', '--sync', window);
+    await view.gone(rect, 2);
+    xdo('windowactivate', window);
+    await isBack(view);
 });
