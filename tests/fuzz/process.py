@@ -112,21 +112,24 @@ class Fuzzer:
 
 
 class Process:
-    def __init__(self, program, folder):
+    def __init__(self, program, folder, browser="", environment=None):
         path = os.path.join(folder, "host")
         server = socket.socket(socket.AF_UNIX)
         server.bind(path)
         server.listen(1)
         self.errors = open(os.path.join(folder, "errors"), "w+b")
-        self.process = subprocess.Popen([program, "7", path, folder], stdout=self.errors, stderr=self.errors)
+        self.process = subprocess.Popen([program, "7", path, folder, browser], stdout=self.errors, stderr=self.errors,
+                                        env={**os.environ, **(environment or {})})
         server.settimeout(LIMIT_S)
         self.socket, _ = server.accept()
         self.socket.settimeout(LIMIT_S)
         self.received = b""
+        self.first_mb = None
+        self.context = str # what else to tell of a failure
 
     def fail(self, text):
         self.errors.seek(0)
-        sys.exit(f"{text}\n{self.errors.read()[-6000:].decode(errors='replace')}")
+        sys.exit(f"{text}\n{self.errors.read()[-6000:].decode(errors='replace')}\n{self.context()}")
 
     def drained(self):
         """Waits until the process has read all that was sent: a frame must come in one read."""
@@ -141,15 +144,23 @@ class Process:
         if self.process.poll() is not None:
             self.fail(f"the process ended with {self.process.returncode}")
 
+    def gone(self):
+        try:
+            self.fail(f"the process ended with {self.process.wait(LIMIT_S)}")
+        except subprocess.TimeoutExpired:
+            self.fail("the process closed the socket")
+
     def take(self, seconds):
         self.socket.settimeout(seconds)
         try:
             data = self.socket.recv(1 << 20)
             if not data:
-                self.fail("the process closed the socket")
+                self.gone()
             self.received += data
         except TimeoutError:
             pass
+        except ConnectionError:
+            self.gone()
 
     def frames(self):
         while len(self.received) >= 8:
@@ -161,7 +172,10 @@ class Process:
 
     def send(self, body):
         self.socket.settimeout(LIMIT_S)
-        self.socket.sendall(b"%08x" % len(body) + body)
+        try:
+            self.socket.sendall(b"%08x" % len(body) + body)
+        except ConnectionError:
+            self.gone()
         self.drained()
 
     def expect(self, msg_id):
@@ -169,8 +183,9 @@ class Process:
         while time.monotonic() < end:
             for body in self.frames():
                 try:
-                    if json.loads(body).get("MsgID") == msg_id:
-                        return
+                    message = json.loads(body)
+                    if message.get("MsgID") == msg_id:
+                        return message
                 except ValueError:
                     if len(body) < 65536:
                         self.fail(f"sent what is no JSON: {body[:200]!r}")
@@ -182,6 +197,25 @@ class Process:
         with open(f"/proc/{self.process.pid}/statm", encoding="ascii") as f:
             return int(f.read().split()[1]) * os.sysconf("SC_PAGE_SIZE") / 1e6
 
+    def check(self, marker):
+        """Proves that a plain command still works and that nothing piled up."""
+        self.send(json.dumps({"MainType": 12, "SubType": 3, "MsgID": marker, "Pos": {}}).encode())
+        self.expect(marker)
+        now = self.resident_mb()
+        self.first_mb = self.first_mb or now
+        if now > self.first_mb + GROWTH_MB:
+            self.fail(f"grew from {self.first_mb:.0f} to {now:.0f} MB")
+
+    def end(self):
+        self.socket.close()
+        try:
+            code = self.process.wait(LIMIT_S)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            self.fail("did not end when the socket closed")
+        if code != 0:
+            self.fail(f"ended with {code}")
+
 
 def main():
     parser = argparse.ArgumentParser()
@@ -192,26 +226,13 @@ def main():
     fuzzer = Fuzzer(options.seed)
     with tempfile.TemporaryDirectory() as folder:
         process = Process(options.program, folder)
-        first = None
         for i in range(options.messages):
             process.send(fuzzer.body())
             if i % 50 == 49:
-                marker = f"marker-{i}"
-                process.send(json.dumps({"MainType": 12, "SubType": 3, "MsgID": marker, "Pos": {}}).encode())
-                process.expect(marker)
-                first = first or process.resident_mb()
+                process.check(f"marker-{i}")
         last = process.resident_mb()
-        if last > first + GROWTH_MB:
-            process.fail(f"grew from {first:.0f} to {last:.0f} MB")
-        process.socket.close()
-        try:
-            code = process.process.wait(LIMIT_S)
-        except subprocess.TimeoutExpired:
-            process.process.kill()
-            process.fail("did not end when the socket closed")
-        if code != 0:
-            process.fail(f"ended with {code}")
-        print(f"{options.messages} messages, {first:.0f} MB after the first burst, {last:.0f} MB at the end")
+        process.end()
+        print(f"{options.messages} messages, {process.first_mb:.0f} MB after the first burst, {last:.0f} MB at the end")
 
 
 if __name__ == "__main__":
