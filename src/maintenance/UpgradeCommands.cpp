@@ -50,7 +50,8 @@ void CPluginManage::pickFirmware(Json::Value reply)
 
 void CPluginManage::startLocalUpgrade(const Json::Value& request, Json::Value& reply)
 {
-    const QString strFile = QString::fromStdString(request["FileName"].asString());
+    // asCString, because a missing file name must end the command: asString would send the device an empty one.
+    const QString strFile = QString::fromUtf8(request["FileName"].asCString());
     const int nRet = CLumoConnect::instance()->StartLocalUpgrade(
         m_login.loginId, strFile, &CPluginManage::UpgradeProgressCallback, reinterpret_cast<intptr_t>(this));
     writeLog("CPluginManage::onMainMsgLocalUpgrade", QString("StartLocalUpgrade-----------ret:%1").arg(nRet));
