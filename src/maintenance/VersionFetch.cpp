@@ -4,6 +4,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QSslConfiguration>
+#include <QThread>
 #include <QTimer>
 #include <QUrl>
 
@@ -50,6 +51,8 @@ void fetchVersionFile(QObject* pOwner, const QString& strAddress, const SVersion
 {
     auto pFetch = std::make_shared<SFetch>();
     pFetch->pManager = new QNetworkAccessManager(pOwner);
+    // A request still under way ends with its thread, and Qt's own thread for it, too.
+    QObject::connect(QThread::currentThread(), &QThread::finished, pFetch->pManager, &QObject::deleteLater);
     pFetch->pReply = pFetch->pManager->get(requestFor(strAddress));
     pFetch->pReply->setReadBufferSize(kVersionFileBytes + 1); // while the owner is busy the server has to wait
     pFetch->pTimer = new QTimer(pFetch->pManager);

@@ -271,17 +271,17 @@ std::vector<Bytes> aacTone(int rate, double hz, int ms)
 } // namespace clip
 
 // What the sanitizers are told. FFmpeg's frame threads hand pictures on by atomics that the thread sanitizer does not
-// see in a library that was built without it. The H.265 encoder that makes the tests' clips locks in ways the thread
-// sanitizer cannot see, and leaks, as does the message bus that SDL looks for; neither is part of the library. Memory
-// that was given back back counts as given back only when the address sanitizer does not keep it in quarantine: some
-// tests watch the size of the process.
+// see in a library that was built without it, and the sound server's client does so with what it sends. The H.265
+// encoder that makes the tests' clips locks in ways the thread sanitizer cannot see, and leaks, as does the message bus
+// that SDL looks for; neither is part of the library. Memory that was given back counts as given back only when
+// the address sanitizer does not keep it in quarantine: some tests watch the size of the process.
 #define CLIP_SANITIZER_HOOK extern "C" __attribute__((visibility("default")))
 CLIP_SANITIZER_HOOK const char* __tsan_default_suppressions();
 CLIP_SANITIZER_HOOK const char* __lsan_default_suppressions();
 CLIP_SANITIZER_HOOK const char* __asan_default_options();
 const char* __tsan_default_suppressions()
 {
-    return "called_from_lib:libx265.so\nrace:libx265.so\nrace:libavcodec.so\nrace:libavutil.so\n";
+    return "called_from_lib:libx265.so\nrace:libx265.so\nrace:libavcodec.so\nrace:libavutil.so\nrace:libpulse\n";
 }
 const char* __lsan_default_suppressions()
 {

@@ -437,6 +437,7 @@ TEST_F(Login, NoDisconnectCallbackAfterALogout)
 
 TEST_F(Login, LogoutOf64StreamsOfADeafDeviceIsQuick)
 {
+    defaults().timings.openMs = kLongMs; // not what is quick here
     device.channels = 64;
     device.rtspPort = media.port();
     begin();
