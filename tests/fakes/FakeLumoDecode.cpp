@@ -235,7 +235,7 @@ int LUMODEC_OpenFile(int nPort, const char* szPath)
     const char* name = "LUMODEC_OpenFile";
     require(szPath != nullptr, name, "no path");
     require(!stateOf(name, nPort).file, name, "the port has a file already");
-    return answer(name, nPort, Args().number(nPort).text(szPath), [](Port& p, auto&) { p.file = true; });
+    return answer(name, nPort, Args().number(nPort).path(szPath), [](Port& p, auto&) { p.file = true; });
 }
 
 int LUMODEC_CloseFile(int nPort)
@@ -437,13 +437,13 @@ int LUMODEC_GetColor(int nPort, int nRegion, int32_t* pBrightness, int32_t* pCon
 int LUMODEC_CatchPicture(int nPort, const char* szPath, int nReserved)
 {
     require(szPath != nullptr, "LUMODEC_CatchPicture", "no path");
-    return plainCall("LUMODEC_CatchPicture", nPort, Args().number(nPort).text(szPath).number(nReserved));
+    return plainCall("LUMODEC_CatchPicture", nPort, Args().number(nPort).path(szPath).number(nReserved));
 }
 
 int LUMODEC_StartDataRecord(int nPort, const char* szPath, int nType)
 {
     require(szPath != nullptr, "LUMODEC_StartDataRecord", "no path");
-    return playingCall("LUMODEC_StartDataRecord", nPort, Args().number(nPort).text(szPath).number(nType));
+    return playingCall("LUMODEC_StartDataRecord", nPort, Args().number(nPort).path(szPath).number(nType));
 }
 
 int LUMODEC_StopDataRecord(int nPort)
@@ -468,7 +468,7 @@ int LUMODEC_ConvertFile(const char* szSource, const char* szTarget, int nType, L
         lib().convert = a.result() > 0 ? fnPosition : nullptr;
         lib().convertUser = nUser;
     };
-    return wire().call(name, Args().text(szSource).text(szTarget).number(nType), remember).result();
+    return wire().call(name, Args().path(szSource).path(szTarget).number(nType), remember).result();
 }
 
 int LUMODEC_SetOriginalMode(int nPort, int nRegion, const int32_t* pFlag)

@@ -198,6 +198,15 @@ std::string raiseDisconnect(const Fields& f)
     return "0";
 }
 
+std::string bytesOf(const std::string& hex)
+{
+    std::string bytes;
+    for (size_t i = 0; i + 1 < hex.size(); i += 2) {
+        bytes += static_cast<char>(std::strtol(hex.substr(i, 2).c_str(), nullptr, 16));
+    }
+    return bytes;
+}
+
 int callV2(const Stream& stream, int handle, const Fields& f, std::string& data)
 {
     LumoFrame frame{};
@@ -222,7 +231,7 @@ std::string raiseFrame(const Fields& f)
         stream = it->second;
         lib().running = handle;
     }
-    std::string data = f.at("data");
+    std::string data = f.count("hex") ? bytesOf(f.at("hex")) : f.at("data");
     const int result =
         stream.v2 ? callV2(stream, handle, f, data)
                   : stream.plain(handle, std::atol(f.at("type").c_str()), reinterpret_cast<uint8_t*>(data.data()),
@@ -549,7 +558,7 @@ int LUMONET_StartFileDownload(int nLoginID, const RecordFileInfo* pInfo, const c
     requireFile(name, pInfo);
     require(szPath && *szPath && fnPosition, name, "no path or no callback");
     Args args = fileArgs(nLoginID, pInfo);
-    args.text(szPath).number(nReserved);
+    args.path(szPath).number(nReserved);
     return openRecorded(name, args, {Kind::Download, nLoginID, nullptr, nullptr, fnPosition, nUser, nUser});
 }
 

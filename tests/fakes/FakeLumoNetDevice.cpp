@@ -234,7 +234,7 @@ int LUMONET_SendFileDataToDevice(int nLoginID, const char* szPath, LumoSendFileC
 {
     const char* name = "LUMONET_SendFileDataToDevice";
     require(szPath && *szPath && fnEnd, name, "no path or no callback");
-    return begin(name, Args().number(nLoginID).text(szPath), false, {nLoginID, fnEnd, nullptr, nUser});
+    return begin(name, Args().number(nLoginID).path(szPath), false, {nLoginID, fnEnd, nullptr, nUser});
 }
 
 int LUMONET_CloseSendFile(int nSendHandle, int nReserved, long nError, long nExtra)
@@ -255,7 +255,7 @@ int LUMONET_StartLocalUpgrade(int nLoginID, const char* szPath, int nKind, LumoU
 {
     const char* name = "LUMONET_StartLocalUpgrade";
     require(szPath && fnProgress, name, "no path or no callback");
-    return begin(name, Args().number(nLoginID).text(szPath).number(nKind), true,
+    return begin(name, Args().number(nLoginID).path(szPath).number(nKind), true,
                  {nLoginID, nullptr, fnProgress, nUser});
 }
 

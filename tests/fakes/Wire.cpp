@@ -1,6 +1,7 @@
 #include "Wire.h"
 
 #include "Socket.h"
+#include "common/LocalPath.h"
 
 #include <condition_variable>
 #include <cstdio>
@@ -127,6 +128,11 @@ Args& Args::text(std::string_view value)
     comma();
     appendQuoted(m_json, value);
     return *this;
+}
+
+Args& Args::path(std::string_view value)
+{
+    return text(lumo::utf8Path(std::string(value)));
 }
 
 Args& Args::raw(std::string_view json)

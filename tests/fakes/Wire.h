@@ -27,6 +27,8 @@ public:
     Args& real(double value);
     /// Text as the process gave it; bytes that are no UTF-8 are written as Latin-1 characters.
     Args& text(std::string_view value);
+    /// A path in the local 8-bit encoding.
+    Args& path(std::string_view value);
     Args& raw(std::string_view json);
     std::string json() const { return "[" + m_json + "]"; }
 

@@ -42,7 +42,8 @@ QString serverName()
 } // namespace
 
 Conversation::Conversation(const Script& script, const Options& options)
-    : m_script(script), m_options(options), m_host(serverName()), m_program(options.program, options.fakes)
+    : m_script(script), m_options(options), m_host(serverName()),
+      m_program(options.program, options.fakes, options.decode, options.folder)
 {
     m_clock.start();
     m_arguments = QStringList{"7", "<server>", "<app>", "<browser:hex>"};

@@ -20,6 +20,8 @@
 struct Options {
     QString program;
     QString fakes;
+    QString decode; // folder of another decode library than the recording one; none when empty
+    QString folder; // name of the program's own folder; any when empty
     bool verbose = false;
     int waitMs = 20000; // bound of every wait for a fact
 };

@@ -96,7 +96,8 @@ void Conversation::raise(const QString& library, const QString& kind, const QJso
     m_fakes.raise(library, id, kind, fields);
 }
 
-/// frame HANDLE TYPE WxH "data" [-> RESULT]   TYPE: I, P, audio, other or a number; the data go in as they are
+/// frame HANDLE TYPE WxH "data" [-> RESULT]   TYPE: I, P, audio, other or a number; the data go in as they are;
+///                                            "hex 00ff" in place of "data" for bytes
 /// disconnect LOGIN "address" PORT            RESULT "none": nobody is registered
 /// position HANDLE TOTAL CURRENT              of a playback or download
 /// sendfile HANDLE STATUS ERROR [EXTRA]       the end of a sent file
@@ -141,11 +142,15 @@ void Conversation::doNetRaise(const QString& rest)
     }
     static const QHash<QString, QString> types{{"I", "1"}, {"P", "2"}, {"audio", "3"}, {"other", "0"}};
     const QStringList size = words.value(3).split('x');
-    const QJsonObject fields{{"handle", words.value(1)},
-                             {"type", types.value(words.value(2), words.value(2))},
-                             {"width", size.value(0)},
-                             {"height", size.value(1)},
-                             {"data", text(4)}};
+    QJsonObject fields{{"handle", words.value(1)},
+                       {"type", types.value(words.value(2), words.value(2))},
+                       {"width", size.value(0)},
+                       {"height", size.value(1)}};
+    if (words.value(4) == "hex") {
+        fields["hex"] = words.value(5);
+    } else {
+        fields["data"] = text(4);
+    }
     raise("LumoNet", "frame", fields, result.isEmpty() ? "1" : result);
 }
 

@@ -22,6 +22,21 @@ QSize sizeOf(const QString& text)
     return QSize(text.section('x', 0, 0).toInt(), text.section('x', 1, 1).toInt());
 }
 
+/// The file itself; where its name has a "*", the first file like it that is not empty.
+QString resolved(const QString& path)
+{
+    const QFileInfo info(path);
+    if (!info.fileName().contains('*')) {
+        return path;
+    }
+    for (const QFileInfo& file : info.dir().entryInfoList({info.fileName()}, QDir::Files)) {
+        if (file.size() > 0) {
+            return file.filePath();
+        }
+    }
+    return path;
+}
+
 QString placeText(const QRect& r)
 {
     return r.isEmpty() ? QString("hidden")
@@ -110,7 +125,11 @@ void Conversation::doIni(const QString& rest)
         throw Failure{"ini [FILE] KEY = \"value\", or is instead of ="};
     }
     QSettings settings(m_program.folder() + "/" + name, QSettings::IniFormat);
+#ifdef Q_OS_WIN
+    settings.setIniCodec("System"); // the code page
+#else
     settings.setIniCodec("UTF-8");
+#endif
     const QJsonValue value = parsePattern(words[2], m_bindings);
     if (words[1] == "=") {
         settings.setValue(words[0], value.toVariant());
@@ -128,7 +147,7 @@ void Conversation::doFile(const QString& rest)
 {
     const QStringList words = splitWords(rest);
     const QString path = QDir(m_program.folder()).filePath(m_bindings.filled(words.value(0)));
-    QFile file(path);
+    QFile file(resolved(path));
     if (words.value(1) == "=") {
         QDir().mkpath(QFileInfo(path).path());
         if (!file.open(QIODevice::WriteOnly)) {
@@ -143,13 +162,13 @@ void Conversation::doFile(const QString& rest)
         }
     } else if (words.value(1) == "is") {
         const bool open = file.open(QIODevice::ReadOnly);
-        const QString content = QString::fromUtf8(file.readAll());
+        const QString content = localText(file.readAll());
         if (!open || !textFits(parsePattern(words.value(2), m_bindings).toString(), content)) {
             throw Failure{open ? "it holds: " + content : "there is no such file"};
         }
     } else {
         waitFor(file.exists() ? "it to go" : "it to come",
-                [&] { return QFileInfo::exists(path) == (words.value(1) == "exists"); });
+                [&] { return QFileInfo::exists(resolved(path)) == (words.value(1) == "exists"); });
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "Failure.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -21,6 +22,20 @@ void placeFile(const QString& from, const QString& to)
     }
 }
 
+} // namespace
+
+QString localText(const QByteArray& line)
+{
+#ifdef Q_OS_WIN
+    return QString::fromLocal8Bit(line); // the program writes in the code page
+#else
+    return QString::fromUtf8(line);
+#endif
+}
+
+namespace
+{
+
 void putInFront(QProcessEnvironment& environment, const QString& name, const QString& folder)
 {
     const QString old = environment.value(name);
@@ -29,14 +44,17 @@ void putInFront(QProcessEnvironment& environment, const QString& name, const QSt
 
 } // namespace
 
-Program::Program(const QString& executable, const QString& fakesFolder)
-    : environment(QProcessEnvironment::systemEnvironment()), m_executable(executable), m_fakesFolder(fakesFolder)
+Program::Program(const QString& executable, const QString& fakesFolder, const QString& decodeFolder,
+                 const QString& folderName)
+    : environment(QProcessEnvironment::systemEnvironment()),
+      m_folder(folderName.isEmpty() ? m_dir.path() : m_dir.filePath(folderName)), m_executable(executable),
+      m_fakesFolder(fakesFolder), m_decodeFolder(decodeFolder.isEmpty() ? fakesFolder : decodeFolder)
 {
     const QFileInfo info(executable);
-    if (!m_dir.isValid() || !info.isExecutable()) {
+    if (!m_dir.isValid() || !QDir().mkpath(m_folder) || !info.isExecutable()) {
         throw Failure{"no program at " + executable};
     }
-    m_executable = m_dir.filePath(info.fileName());
+    m_executable = m_folder + "/" + info.fileName();
     placeFile(info.absoluteFilePath(), m_executable);
     m_process.setProcessChannelMode(QProcess::MergedChannels);
     connect(&m_process, &QProcess::readyRead, this, [this] { read(); });
@@ -52,12 +70,14 @@ void Program::start(const QStringList& arguments, quint16 fakePort)
 {
 #ifdef Q_OS_WIN
     // The loader looks beside the program first.
-    for (const char* name : {"LumoNet.dll", "LumoDecode.dll"}) {
-        placeFile(m_fakesFolder + "/" + name, m_dir.filePath(name));
-    }
+    placeFile(m_fakesFolder + "/LumoNet.dll", m_folder + "/LumoNet.dll");
+    placeFile(m_decodeFolder + "/LumoDecode.dll", m_folder + "/LumoDecode.dll");
+    m_process.setWorkingDirectory(m_folder); // its drive has a root that this user may write to
     putInFront(environment, "PATH", QFileInfo(m_fakesFolder).absoluteFilePath());
 #else
+    placeFile(m_decodeFolder + "/libLumoDecode.so", m_folder + "/libLumoDecode.so");
     putInFront(environment, "LD_LIBRARY_PATH", QFileInfo(m_fakesFolder).absoluteFilePath());
+    putInFront(environment, "LD_LIBRARY_PATH", m_folder);
 #endif
     environment.insert("LUMO_FAKE_PORT", QString::number(fakePort));
     environment.insert("QT_LOGGING_TO_CONSOLE", "1");
@@ -89,7 +109,7 @@ void Program::read()
     for (int end; (end = m_rest.indexOf('\n')) >= 0;) {
         // On Windows the standard streams end their lines in two bytes; no line of the program's own holds the first.
         const bool twoBytes = end > 0 && m_rest[end - 1] == '\r';
-        onLine(QString::fromUtf8(m_rest.left(end - twoBytes)));
+        onLine(localText(m_rest.left(end - twoBytes)));
         m_rest.remove(0, end + 1);
     }
 }

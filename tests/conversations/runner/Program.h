@@ -18,10 +18,13 @@ struct LogLine {
 class Program : public QObject
 {
 public:
-    Program(const QString& executable, const QString& fakesFolder);
+    /// decodeFolder: of another decode library than the recording one, or empty; folderName: what the program's folder
+    /// is to be called, or empty.
+    Program(const QString& executable, const QString& fakesFolder, const QString& decodeFolder,
+            const QString& folderName);
     ~Program() override;
     /// The folder that holds the executable, as Qt writes it.
-    QString folder() const { return m_dir.path(); }
+    QString folder() const { return m_folder; }
     QProcessEnvironment environment;
     void start(const QStringList& arguments, quint16 fakePort);
     bool started() const { return m_started; }
@@ -43,8 +46,9 @@ private:
     void onLine(const QString& line);
 
     QTemporaryDir m_dir;
+    const QString m_folder;
     QString m_executable;
-    QString m_fakesFolder;
+    const QString m_fakesFolder, m_decodeFolder;
     QProcess m_process;
     bool m_started = false;
     qint64 m_pid = 0;
@@ -54,6 +58,9 @@ private:
     QVector<LogLine> m_log;
     QString m_badLine;
 };
+
+/// What the program wrote as text: in the code page on Windows, else UTF-8.
+QString localText(const QByteArray& bytes);
 
 /// Memory that a process has in use; 0 when that is unknown. One implementation file per platform.
 qint64 residentBytes(qint64 pid);

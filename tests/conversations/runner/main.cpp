@@ -1,4 +1,4 @@
-// conversation_runner [--program PATH] [--fakes DIR] [--verbose] FILE...
+// conversation_runner [--program PATH] [--fakes DIR] [--decode DIR] [--folder NAME] [--verbose] FILE...
 // conversation_runner --list FILE...
 //
 // Runs each conversation; prints one line for each that holds, and for each that does not the trace, the line and
@@ -70,6 +70,8 @@ int main(int argc, char* argv[])
     parser.addHelpOption();
     parser.addOptions({{"program", "the program under test", "path", bin + "/LumoPlayTool"},
                        {"fakes", "folder of the recording libraries", "folder", bin + "/../fakes"},
+                       {"decode", "folder of the decode library, if not the recording one", "folder"},
+                       {"folder", "name of the program's own folder", "name"},
                        {"wait", "bound of every wait, in milliseconds", "ms", "20000"},
                        {"verbose", "print the trace as it goes"},
                        {"list", "print names and what they show"}});
@@ -87,6 +89,8 @@ int main(int argc, char* argv[])
     Options options;
     options.program = parser.value("program");
     options.fakes = parser.value("fakes");
+    options.decode = parser.value("decode");
+    options.folder = parser.value("folder");
     options.verbose = parser.isSet("verbose");
     options.waitMs = parser.value("wait").toInt();
     bool all = true;
