@@ -58,6 +58,8 @@ QByteArray classNameOf(WindowHandle hWnd, int nBuffer)
 
 QByteArray titleBytesOf(WindowHandle hWnd, int nBuffer)
 {
+    if (!isWindow(hWnd)) // Wine leaves the buffer to chance then
+        return {};
     QByteArray text(nBuffer, 0);
     return text.left(GetWindowTextA(asHwnd(hWnd), text.data(), nBuffer));
 }

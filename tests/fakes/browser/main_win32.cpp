@@ -1,12 +1,18 @@
 // A browser for tests: real windows of the classes that browsers have, without anything in them. Told line by line by
 // its standard input, and answers each line by one on its standard output when it is done.
 //
-//   open NAME chrome|explorer X,Y WxH TITLE   a top-level window; answers "NAME TOP RENDER TOOLBAR", handles in
-//   hexadecimal title NAME TITLE                          as another tab's or another page's title tab NAME on|off
-//   shows or hides the page's window, as a change of the tab does move NAME X,Y      resize NAME WxH        the whole
-//   window, frame included minimise NAME      restore NAME front NAME                                makes it the
-//   foreground window tear NAME OTHER                           the page's window of NAME goes into the window OTHER
-//   close NAME         quit
+//   open NAME chrome|explorer X,Y WxH TITLE
+//                                a top-level window; answers "NAME TOP RENDER TOOLBAR", handles in hexadecimal
+//   title NAME TITLE             as another tab's or another page's title
+//   tab NAME on|off              shows or hides the page's window, as a change of the tab does
+//   move NAME X,Y                the whole window, frame included; so the next
+//   resize NAME WxH
+//   minimise NAME, restore NAME
+//   front NAME                   makes it the foreground window
+//   tear NAME OTHER              the page's window of NAME goes into the window OTHER
+//   leave NAME OTHER             the same, and NAME closes with it
+//   close NAME
+//   quit
 //
 // Thread: one thread waits for lines; windows are made and changed on the main thread.
 #include <cstdio>
@@ -100,6 +106,15 @@ std::string open(std::istringstream& words, const std::string& name)
     return name + " " + hex(browser.top) + " " + hex(browser.render) + " " + hex(browser.toolbar);
 }
 
+void tear(Browser& from, Browser& to)
+{
+    SetParent(from.render, to.top);
+    DestroyWindow(to.render); // the empty page it had until then
+    to.render = from.render;
+    from.render = nullptr;
+    layOut(to, to.top);
+}
+
 std::string change(const std::string& verb, Browser& browser, std::istringstream& words)
 {
     std::string rest;
@@ -122,12 +137,10 @@ std::string change(const std::string& verb, Browser& browser, std::istringstream
         SetForegroundWindow(browser.top);
     else if (verb == "close")
         DestroyWindow(browser.top);
-    else if (verb == "tear" && g_browsers.count(rest)) {
-        SetParent(browser.render, g_browsers[rest].top);
-        DestroyWindow(g_browsers[rest].render); // the empty page it had until then
-        g_browsers[rest].render = browser.render;
-        browser.render = nullptr;
-        layOut(g_browsers[rest], g_browsers[rest].top);
+    else if ((verb == "tear" || verb == "leave") && g_browsers.count(rest)) {
+        tear(browser, g_browsers[rest]);
+        if (verb == "leave")
+            DestroyWindow(browser.top);
     } else
         return "? " + verb;
     return "done " + verb;

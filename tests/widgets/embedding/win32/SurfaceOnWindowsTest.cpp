@@ -9,6 +9,7 @@
 #include <QScreen>
 #include <QTest>
 #include <gtest/gtest.h>
+#include <set>
 
 #include <windows.h>
 
@@ -107,6 +108,27 @@ protected:
         return owned() ? handle(GetWindow(own(), GW_OWNER)) : handle(GetAncestor(own(), GA_PARENT));
     }
 
+    /// The highest two bits of the style: a child that is no window of its own for the system.
+    static bool hasChildStyle() { return (GetWindowLongPtrW(own(), GWL_STYLE) >> 30 & 3) == 1; }
+    static bool standsSomewhereAbove(HWND hAbove, HWND hBelow)
+    {
+        HWND w = GetWindow(hBelow, GW_HWNDPREV);
+        while (w && w != hAbove)
+            w = GetWindow(w, GW_HWNDPREV);
+        return w != nullptr;
+    }
+    /// All native windows within the surface: into some of them a decoder paints.
+    static std::set<HWND> windowsWithin()
+    {
+        std::set<HWND> found;
+        const auto take = [](HWND w, LPARAM l) -> BOOL {
+            reinterpret_cast<std::set<HWND>*>(l)->insert(w);
+            return TRUE;
+        };
+        EnumChildWindows(own(), take, reinterpret_cast<LPARAM>(&found));
+        return found;
+    }
+
     TestBrowser browser;
     TestBrowser::Window main;
     LogCapture log;
@@ -146,12 +168,28 @@ TEST_F(SurfaceOnWindows, StandsOverItsRectangleWithParentOwnerAndStyleOfItsWayOf
     loginAndShow();
     // Qt takes the owner away as it shows the window; the next look at the browser gives it back.
     EXPECT_TRUE(until([this] { return belongsTo() == main.hTop; }));
-    EXPECT_TRUE(GetWindowLongPtrW(own(), GWL_STYLE) & WS_CHILD);
+    EXPECT_TRUE(hasChildStyle());
     EXPECT_FALSE(GetWindowLongPtrW(own(), GWL_STYLE) & (WS_CAPTION & ~WS_BORDER));
     if (owned()) {
         EXPECT_EQ(GetAncestor(own(), GA_PARENT), GetDesktopWindow());
     } else {
         EXPECT_EQ(GetAncestor(own(), GA_ROOT), hwnd(main.hTop));
+    }
+}
+
+TEST_F(SurfaceOnWindows, BindingGivesItParentOrOwnerStyleAndPlaceBeforeItIsSeen)
+{
+    const auto other = browser.openChrome("other", QRect(500, 300, 400, 300), "Other");
+    browser.tell("front other");
+    login();
+    EXPECT_EQ(belongsTo(), main.hTop);
+    EXPECT_TRUE(hasChildStyle());
+    EXPECT_TRUE(isHidden());
+    if (owned()) {
+        EXPECT_EQ(GetWindow(own(), GW_HWNDNEXT), hwnd(main.hTop)) << "directly above the browser";
+        EXPECT_TRUE(standsSomewhereAbove(hwnd(other.hTop), own()));
+    } else {
+        EXPECT_EQ(GetWindow(hwnd(main.hTop), GW_CHILD), own()) << "above the browser's own children";
     }
 }
 
@@ -165,10 +203,7 @@ TEST_F(SurfaceOnWindows, StandsAboveTheBrowserAndBelowWhatIsAboveThat)
         EXPECT_TRUE(at == own() || IsChild(own(), at));
         return;
     }
-    bool bAbove = false;
-    for (HWND w = GetWindow(hwnd(main.hTop), GW_HWNDPREV); w; w = GetWindow(w, GW_HWNDPREV))
-        bAbove = bAbove || w == own();
-    EXPECT_TRUE(bAbove);
+    EXPECT_TRUE(standsSomewhereAbove(own(), hwnd(main.hTop)));
 }
 
 TEST_F(SurfaceOnWindows, FollowsTheBrowserThatMovesAndKeepsItsSize)
@@ -240,6 +275,30 @@ TEST_F(SurfaceOnWindows, AnotherTabsTitleHidesAndThePagesReturnShowsItAtItsRecta
     EXPECT_TRUE(until([this] { return standsOver(main.hRender, kRegion); })) << seen();
 }
 
+TEST_F(SurfaceOnWindows, ATitleOutsideAsciiIsReadByteByByteAndNeverMatches)
+{
+    const QString strTitle = QString::fromUtf8("\xd0\x9a\xd0\xb0\xd0\xbc\xd0\xb5\xd1\x80\xd0\xb0");
+    browser.tell("title main " + strTitle + " - Browser");
+    surface().BindBrowser(main.hTop, main.hRender, strTitle, kChromium);
+    status(kStatusShow, kRegion);
+    someTicks();
+    EXPECT_TRUE(isHidden());
+}
+
+TEST_F(SurfaceOnWindows, BoundToAWindowWithAnotherTitleItGoesToTheForegroundWindowThatHasIt)
+{
+    browser.tell("title main News - Browser");
+    login();
+    status(kStatusShow, kRegion);
+    someTicks();
+    EXPECT_TRUE(isHidden());
+    EXPECT_TRUE(log.of("PlayWidget::timerEvent").contains("m_strWndName.indexOf(m_strBrowserTitle)"));
+    const auto other = browser.openChrome("other", QRect(400, 250, 700, 560), kWindowTitle);
+    browser.tell("front other");
+    EXPECT_TRUE(until([&] { return standsOver(other.hRender, kRegion); })) << seen();
+    EXPECT_TRUE(until([&] { return belongsTo() == other.hTop; }));
+}
+
 TEST_F(SurfaceOnWindows, ATabWhoseRenderWindowIsHiddenHidesIt)
 {
     loginAndShow();
@@ -270,6 +329,35 @@ TEST_F(SurfaceOnWindows, ATabTornIntoAnotherWindowTakesItAlong)
     EXPECT_FALSE(log.of("PlayWidget::timerEvent").filter("now parent handle:").isEmpty());
 }
 
+TEST_F(SurfaceOnWindows, ATabThatLeavesAClosingWindowKeepsItsSurface)
+{
+    loginAndShow();
+    const HWND hOwn = own();
+    const auto other = browser.openChrome("other", QRect(400, 250, 700, 560), kWindowTitle);
+    browser.tell("leave main other");
+    ASSERT_FALSE(IsWindow(hwnd(main.hTop)));
+    EXPECT_TRUE(until([&] { return belongsTo() == other.hTop; }));
+    EXPECT_TRUE(until([this] { return standsOver(main.hRender, kRegion); })) << seen();
+    EXPECT_EQ(own(), hOwn);
+    EXPECT_TRUE(IsWindow(hOwn)) << "the closing window has taken it along";
+}
+
+TEST_F(SurfaceOnWindows, BoundWithoutAClientItsRectangleCountsFromTheTopLevelWindow)
+{
+    login(0, 1);
+    status(kStatusShow, kRegion);
+    const HWND hTop = hwnd(main.hTop);
+    RECT area = {};
+    GetClientRect(hTop, &area);
+    const QRect frame = screenRect(hTop);
+    const QPoint corner = owned() ? frame.topLeft() + QPoint((frame.width() - static_cast<int>(area.right)) / 2,
+                                                             (frame.height() - static_cast<int>(area.bottom)) / 2)
+                                  : clientCorner(main.hTop);
+    const QRect expected(corner + QPoint(kRegion.left, kRegion.top), QSize(kRegion.width, kRegion.height));
+    EXPECT_TRUE(until([&] { return IsWindowVisible(own()) && screenRect(own()) == expected; }))
+        << seen() << ", not " << expected.x() << "," << expected.y();
+}
+
 TEST_F(SurfaceOnWindows, BoundWithoutAClientNoTitleHidesIt)
 {
     login(0, kChromium);
@@ -293,12 +381,23 @@ TEST_F(SurfaceOnWindows, EscapeOutsideFullScreenLogsAndDoesNothingMore)
 TEST_F(SurfaceOnWindows, FullScreenCoversTheScreenAndEscapeReturnsItToTheBrowser)
 {
     loginAndShow();
+    const HWND hOwn = own();
+    const std::set<HWND> within = windowsWithin();
     surface().onFullScreen();
     const QRect screen = QApplication::primaryScreen()->geometry();
-    EXPECT_TRUE(until([&] { return IsWindowVisible(own()) && screenRect(own()).size() == screen.size(); })) << seen();
+    EXPECT_TRUE(until([&] { return IsWindowVisible(own()) && screenRect(own()) == screen; })) << seen();
+    EXPECT_EQ(GetAncestor(own(), GA_PARENT), GetDesktopWindow());
+    EXPECT_EQ(timersRunning(), owned() ? 1 : 0) << "nothing tracks the browser";
+    if (!owned()) {
+        EXPECT_TRUE(GetWindowLongPtrW(own(), GWL_EXSTYLE) & WS_EX_TOPMOST);
+        EXPECT_TRUE(until([] { return GetForegroundWindow() == own(); }));
+    }
     QTest::keyRelease(&surface(), Qt::Key_Escape);
     EXPECT_TRUE(until([this] { return belongsTo() == main.hTop; }));
     EXPECT_TRUE(until([this] { return standsOver(main.hRender, kRegion); })) << seen();
+    EXPECT_EQ(own(), hOwn);
+    EXPECT_GE(within.size(), 1u);
+    EXPECT_EQ(windowsWithin(), within) << "a decoder paints into one of these";
 }
 
 TEST_F(SurfaceOnWindows, SetPageIndex3IsKeptAndShowsNothing)
@@ -307,6 +406,17 @@ TEST_F(SurfaceOnWindows, SetPageIndex3IsKeptAndShowsNothing)
     EXPECT_EQ(surface().SetPageIndex(3), 0);
     EXPECT_EQ(surface().GetPageIndex(), 3);
     EXPECT_EQ(surface().GetCurWnd(), -1);
+    EXPECT_TRUE(standsOver(main.hRender, kRegion)) << seen();
+}
+
+TEST_F(SurfaceOnWindows, ALogoutTakesItAwayAndLeavesTheBrowserAlone)
+{
+    loginAndShow();
+    const HWND hOwn = own();
+    PlayWidget::ReleaseInstance();
+    EXPECT_FALSE(IsWindow(hOwn));
+    EXPECT_TRUE(IsWindow(hwnd(main.hTop)));
+    EXPECT_TRUE(IsWindowVisible(hwnd(main.hRender)));
 }
 
 TEST_F(SurfaceOnWindows, ABrowserThatClosesIsReportedByALogLineAndHarmsNothing)
