@@ -51,7 +51,9 @@ std::string fakes::net::raiseAlarm(const Fields& f)
     message.nEvent = numberOf(f, "event");
     message.nStatus = numberOf(f, "status");
     std::vector<char> bytes(static_cast<size_t>(numberOf(f, "size")));
-    std::copy_n(reinterpret_cast<const char*>(&message), std::min(bytes.size(), sizeof message), bytes.begin());
+    if (!bytes.empty()) {
+        std::copy_n(reinterpret_cast<const char*>(&message), std::min(bytes.size(), sizeof message), bytes.begin());
+    }
     bool result = true;
     for (int i = numberOf(f, "times"); i > 0; --i) {
         result = messages().callback(login, bytes.data(), bytes.size(), messages().user, numberOf(f, "kind")) && result;

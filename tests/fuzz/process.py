@@ -125,6 +125,7 @@ class Process:
         self.socket.settimeout(LIMIT_S)
         self.received = b""
         self.first_mb = None
+        self.growth_mb = GROWTH_MB
         self.context = str # what else to tell of a failure
 
     def fail(self, text):
@@ -203,7 +204,7 @@ class Process:
         self.expect(marker)
         now = self.resident_mb()
         self.first_mb = self.first_mb or now
-        if now > self.first_mb + GROWTH_MB:
+        if now > self.first_mb + self.growth_mb:
             self.fail(f"grew from {self.first_mb:.0f} to {now:.0f} MB")
 
     def end(self):

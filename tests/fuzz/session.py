@@ -123,6 +123,7 @@ def main():
     parser.add_argument("fakes")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--messages", type=int, default=400)
+    parser.add_argument("--growth-mb", type=int, default=process.GROWTH_MB, help="a sanitizer keeps what was freed for a while")
     options = parser.parse_args()
     begun = time.monotonic()
     device = Device(options.seed)
@@ -133,6 +134,7 @@ def main():
         libraries = ":".join(filter(None, [options.fakes, os.environ.get("LD_LIBRARY_PATH")]))
         host = process.Process(program, folder, browser=f"{open_window(800, 600):x}",
                                environment={"LD_LIBRARY_PATH": libraries, "LUMO_FAKE_PORT": str(device.port)})
+        host.growth_mb = options.growth_mb
         host.context = lambda: "\n".join(device.last)
         fuzzer = process.Fuzzer(options.seed)
         fuzzer.commands += session_commands(folder)
