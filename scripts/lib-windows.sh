@@ -58,3 +58,16 @@ ready_sdk() {
   ensure_packages packages-windows.txt
   make_sdk
 }
+
+# What a user gets of our own, apart from the page.
+package_programs=(LumoPlayTool.exe Browse.exe lumo-host.exe LumoNet.dll LumoDecode.dll style.ss)
+
+# ready_package: makes the installer when it is older than what goes into it.
+ready_package() {
+  local setup; setup=$(ls "$root"/build/windows/package/*-setup.exe 2> /dev/null || true)
+  build_web
+  if [ -z "$setup" ] || [ -n "$(find "${package_programs[@]/#/$root/build/windows/bin/}" "$root/web/dist" \
+      "$root/packaging/windows" "$root/docs/licences.md" -type f -newer "$setup" -print -quit)" ]; then
+    "$root/packaging/windows/make"
+  fi
+}
