@@ -498,12 +498,18 @@ int LUMODEC_StartAudioCapture(LumoCaptureCallback fnBlock, int nBits, int nSampl
 int LUMODEC_StopAudioCapture(intptr_t nUser)
 {
     const char* name = "LUMODEC_StopAudioCapture";
-    const Answer a = wire().call(name, Args());
+    // Gone from the moment that the script answers, for it may let another thread start the next one at once.
+    const auto forget = [=](const Answer& a) {
+        if (a.result() != 0) {
+            const std::lock_guard lock(lib().mutex);
+            require(lib().capture && lib().captureUser == nUser, name, "not the capture that was started");
+            lib().capture = nullptr;
+        }
+    };
+    const Answer a = wire().call(name, Args(), forget);
     std::unique_lock lock(lib().mutex);
     if (a.result() != 0) {
-        require(lib().capture && lib().captureUser == nUser, name, "not the capture that was started");
         lib().idle.wait(lock, [] { return !lib().captureRunning; });
-        lib().capture = nullptr;
     }
     return a.result();
 }
