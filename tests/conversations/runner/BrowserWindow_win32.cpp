@@ -70,6 +70,7 @@ LPARAM pack(QPoint at)
 struct Desktop::Impl {
     quint32 lastTimeMs = 0;   // told for the last input
     QElapsedTimer sinceInput; // since it was sent
+    std::vector<HWND> opened;
 
     /// A posted message bears the time at which it was posted; what is told to be apart has to be.
     void keepApart(quint32 timeMs)
@@ -96,7 +97,12 @@ Desktop::Desktop() : m(new Impl)
     }
 }
 
-Desktop::~Desktop() = default;
+Desktop::~Desktop()
+{
+    for (const HWND window : m->opened) {
+        DestroyWindow(window); // one that is gone already is no harm
+    }
+}
 
 WindowId Desktop::openWindow(const QString& title, const QRect& place, const QString& className)
 {
@@ -107,6 +113,7 @@ WindowId Desktop::openWindow(const QString& title, const QRect& place, const QSt
     if (!window) {
         throw Failure{"the browser's window cannot be made"};
     }
+    m->opened.push_back(window);
     if (className == "chromium") {
         CreateWindowExW(0, kPageClass, L"", WS_CHILD | WS_VISIBLE | WS_CLIPSIBLINGS, 0, 0, place.width(),
                         place.height(), window, nullptr, instance, nullptr);

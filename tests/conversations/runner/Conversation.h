@@ -90,6 +90,7 @@ private:
     void doRequest(const QString& rest);
     void doMessage(const QString& rest);
     void doSend(const QString& rest);
+    void sendAndDrain(const QByteArray& body);
     void doClose(const QString& rest);
     void doExit(const QString& rest);
     void doSilence(const QString& rest);

@@ -5,7 +5,6 @@
 #include "Failure.h"
 #include "PageCipher.h"
 
-#include <QFile>
 #include <QJsonDocument>
 
 /// Words as they go onto the command line, without the program's own name; "" is an empty one.
@@ -33,17 +32,16 @@ void Conversation::doEnv(const QString& rest)
     }
 }
 
-/// program NAME "text": an executable file beside the program.
+/// program NAME STEP...: what a stand-in beside the program does at its start; the next line of that name is for its
+/// next.
 void Conversation::doProgram(const QString& rest)
 {
-    const QStringList words = splitWords(rest);
-    QFile file(m_program.folder() + "/" + words.value(0));
-    if (!file.open(QIODevice::WriteOnly)) {
-        throw Failure{"cannot write " + file.fileName()};
+    QStringList steps = splitWords(rest);
+    const QString name = steps.takeFirst();
+    for (QString& step : steps) {
+        step = step.startsWith('"') ? parsePattern(step, m_bindings).toString() : step;
     }
-    file.write(parsePattern(words.value(1), m_bindings).toString().toUtf8());
-    file.close();
-    file.setPermissions(file.permissions() | QFile::ExeOwner | QFile::ExeUser);
+    m_program.addStandIn(name, steps);
 }
 
 void Conversation::doStart(const QString&)
@@ -65,8 +63,24 @@ void Conversation::doRequest(const QString& rest)
 {
     m_logRequest = m_program.log().size();
     const QByteArray text = m_bindings.filled(rest).toUtf8();
-    m_host.sendFrame(m_requestKey.isEmpty() ? text : cipher::seal(text, m_requestKey));
+    sendAndDrain(m_requestKey.isEmpty() ? text : cipher::seal(text, m_requestKey));
+}
+
+/// One frame, and the program has read it.
+void Conversation::sendAndDrain(const QByteArray& body)
+{
+    const int before = m_program.framesRead();
+    m_host.sendFrame(body);
     waitFor("the program to read the frame", [this] { return m_host.drained(); });
+#ifdef Q_OS_WIN
+    // The system hands a frame over before the socket thread looks at it, and a frame that comes until then joins it.
+    // The thread logs what it has read; it logs nothing of a frame that it takes for a part of another.
+    constexpr int kUnreadMs = 500;
+    QElapsedTimer timer;
+    timer.start();
+    waitFor("the frame's log line",
+            [&] { return m_program.framesRead() > before || timer.elapsed() > kUnreadMs || !m_program.running(); });
+#endif
 }
 
 /// "text" (as in JSON) or hex digits.
@@ -128,8 +142,7 @@ void Conversation::doSilence(const QString& rest)
     const QJsonObject request{
         {"MainType", gui ? 4 : 99}, {"SubType", gui ? 7 : 0}, {"MsgID", QString("silence %1").arg(number)}};
     const QByteArray text = QJsonDocument(request).toJson(QJsonDocument::Compact);
-    m_host.sendFrame(text);
-    waitFor("the program to read the frame", [this] { return m_host.drained(); });
+    sendAndDrain(text);
     waitFor("the answer that proves silence", [this] { return !m_pending.empty(); });
     const Item item = m_pending.front();
     if (item.isCall || item.message.toObject()["MsgID"] != request["MsgID"] || m_pending.size() != 1) {

@@ -2,6 +2,7 @@
 
 #include "Failure.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -64,6 +65,23 @@ Program::Program(const QString& executable, const QString& fakesFolder, const QS
 Program::~Program()
 {
     kill();
+}
+
+void Program::addStandIn(const QString& name, const QStringList& steps)
+{
+    QFile script(m_folder + "/" + name + ".steps");
+    if (!script.exists()) {
+        const QFileInfo self(QCoreApplication::applicationFilePath());
+        const QString suffix = self.suffix().isEmpty() ? QString() : "." + self.suffix();
+        placeFile(self.absolutePath() + "/stand_in" + suffix, m_folder + "/" + name + suffix);
+    }
+    if (!script.open(QIODevice::Append)) {
+        throw Failure{"cannot write " + script.fileName()};
+    }
+    for (const QString& step : steps) {
+        script.write(step.toUtf8() + '\x1f');
+    }
+    script.write("\x1e");
 }
 
 void Program::start(const QStringList& arguments, quint16 fakePort)
@@ -130,5 +148,6 @@ void Program::onLine(const QString& line)
         m_badLine = line;
     }
     const QString level = m.captured(1).trimmed().toLower();
+    m_framesRead += m.captured(4) == "ListenThread::onReadyRead";
     m_log.append({level, m.captured(2), m.captured(4), m.captured(5)});
 }

@@ -26,6 +26,8 @@ public:
     /// The folder that holds the executable, as Qt writes it.
     QString folder() const { return m_folder; }
     QProcessEnvironment environment;
+    /// Puts a stand-in for another program beside it; a further call with that name says what its next start does.
+    void addStandIn(const QString& name, const QStringList& steps);
     void start(const QStringList& arguments, quint16 fakePort);
     bool started() const { return m_started; }
     bool running() const { return m_process.state() != QProcess::NotRunning; }
@@ -36,6 +38,8 @@ public:
     void kill();
 
     const QVector<LogLine>& log() const { return m_log; }
+    /// Frames that the log has told of.
+    int framesRead() const { return m_framesRead; }
     const QStringList& lines() const { return m_lines; }
     /// The first log line that is not formed as it must be, or empty.
     QString badLogLine() const { return m_badLine; }
@@ -57,6 +61,7 @@ private:
     QStringList m_lines;
     QVector<LogLine> m_log;
     QString m_badLine;
+    int m_framesRead = 0;
 };
 
 /// What the program wrote as text: in the code page on Windows, else UTF-8.

@@ -84,6 +84,14 @@ void addLine(const QString& text, const QString& path, Parameters& parameters, c
                 parameters[it.key()] = it.value();
             }
         }
+    } else if (verb == "unless") {
+        const QString system = rest.section(' ', 0, 0);
+        if (system != "windows" || rest == system) {
+            throw Failure{where + ": unless windows REASON"};
+        }
+#ifdef Q_OS_WIN
+        script.unfit = rest.section(' ', 1).trimmed();
+#endif
     } else {
         script.steps.append({where, verb, rest});
     }

@@ -15,6 +15,7 @@ struct Step {
 struct Script {
     QString path;
     QString title; // the first comment
+    QString unfit; // why it cannot hold on this system; empty when it can
     QVector<Step> steps;
 };
 

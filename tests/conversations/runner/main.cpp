@@ -1,13 +1,15 @@
-// conversation_runner [--program PATH] [--fakes DIR] [--decode DIR] [--folder NAME] [--verbose] FILE...
+// conversation_runner [--program PATH] [--fakes DIR] [--decode DIR] [--folder NAME] [--from LIST] [--verbose] FILE...
 // conversation_runner --list FILE...
 //
-// Runs each conversation; prints one line for each that holds, and for each that does not the trace, the line and
-// what was expected. Exit code: 0 all hold, 1 some do not, 2 wrong use.
+// Runs each conversation; prints one line for each that holds ("ok") or is not for this system ("skip"), and for each
+// that does not hold ("FAIL") the trace, the line and what was expected. Exit code: 0 all hold, 1 some do not, 2 wrong
+// use.
 #include "Conversation.h"
 #include "Failure.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFile>
 #include <QFileInfo>
 #include <QTextStream>
 
@@ -39,6 +41,10 @@ bool runFile(const QString& path, const Options& options)
     std::unique_ptr<Conversation> conversation;
     try {
         const Script script = loadScript(path);
+        if (!script.unfit.isEmpty()) {
+            out() << "skip " << name << ": " << script.unfit << Qt::endl;
+            return true;
+        }
         conversation = std::make_unique<Conversation>(script, options);
         conversation->run();
         out() << "ok   " << name << Qt::endl;
@@ -51,6 +57,13 @@ bool runFile(const QString& path, const Options& options)
         }
         return false;
     }
+}
+
+QStringList linesOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts)
+                                          : QStringList();
 }
 
 void list(const QStringList& files)
@@ -66,18 +79,24 @@ int main(int argc, char* argv[])
 {
     QCoreApplication app(argc, argv);
     const QString bin = QCoreApplication::applicationDirPath();
+    const QString own = QFileInfo(QCoreApplication::applicationFilePath()).suffix();
+    const QString suffix = own.isEmpty() ? QString() : "." + own;
     QCommandLineParser parser;
     parser.addHelpOption();
-    parser.addOptions({{"program", "the program under test", "path", bin + "/LumoPlayTool"},
+    parser.addOptions({{"program", "the program under test", "path", bin + "/LumoPlayTool" + suffix},
                        {"fakes", "folder of the recording libraries", "folder", bin + "/../fakes"},
                        {"decode", "folder of the decode library, if not the recording one", "folder"},
                        {"folder", "name of the program's own folder", "name"},
                        {"wait", "bound of every wait, in milliseconds", "ms", "20000"},
+                       {"from", "a file that names further files, one a line", "list"},
                        {"verbose", "print the trace as it goes"},
                        {"list", "print names and what they show"}});
     parser.addPositionalArgument("files", "conversation files");
     parser.process(app);
-    const QStringList files = parser.positionalArguments();
+    QStringList files = parser.positionalArguments();
+    if (parser.isSet("from")) {
+        files += linesOf(parser.value("from"));
+    }
     if (files.isEmpty()) {
         out() << parser.helpText();
         return 2;
