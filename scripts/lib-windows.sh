@@ -71,3 +71,8 @@ ready_package() {
     "$root/packaging/windows/make"
   fi
 }
+
+# windows_conversations ARGUMENT...: one Windows on a display of its own for each processor.
+windows_conversations() {
+  LUMO_WM=none LUMO_MORE_SCREENS=$((jobs - 1)) with_display "$root/tests/windows/conversations" "$@"
+}
