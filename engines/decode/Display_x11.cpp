@@ -2,16 +2,12 @@
 
 #include <xcb/shape.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <thread>
 
 namespace lumo
 {
 namespace
 {
-
-constexpr auto kRest = std::chrono::milliseconds(4);
 
 std::mutex g_sharedLock;
 std::weak_ptr<Display> g_shared;
@@ -100,17 +96,13 @@ void Display::unwatch(DisplayListener* listener)
     std::erase_if(m_listeners, [listener](const auto& row) { return row.second == listener; });
 }
 
-/// Every picture of every port ends with an event. Taken together, those of a wall wake this thread hundreds of times a
-/// second less; a port notices nothing, its next picture comes later than that.
 void Display::run()
 {
     while (!m_quit) {
         XcbPtr<xcb_generic_event_t> event(xcb_wait_for_event(m_connection));
         if (!event)
             break; // the server is gone
-        for (; event; event.reset(xcb_poll_for_queued_event(m_connection)))
-            dispatch(*event);
-        std::this_thread::sleep_for(kRest);
+        dispatch(*event);
     }
     m_lost = true;
     std::lock_guard guard(m_lock);

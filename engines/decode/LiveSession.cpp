@@ -108,7 +108,6 @@ void LiveSession::handleVideo(const Packet& packet, LiveRule::Verdict verdict)
 {
     if (verdict == LiveRule::Verdict::Skip)
         return;
-    m_decoder.wantHalves(verdict == LiveRule::Verdict::Show && m_screen.wantsHalves());
     m_decoder.decode(packet, [&](Picture&& picture) {
         if (verdict == LiveRule::Verdict::Show && !picture.decodeOnly)
             m_screen.show(std::move(picture));

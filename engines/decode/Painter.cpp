@@ -1,6 +1,5 @@
 #include "Painter.h"
 
-#include "HalfPictures.h"
 #include "Tint.h"
 
 extern "C" {
@@ -47,12 +46,6 @@ const libyuv::YuvConstants& matrixOf(const AVFrame& frame)
 int half(int n)
 {
     return (n + 1) / 2;
-}
-
-bool showsWhole(const View& view)
-{
-    const LumoRect& r = view.region;
-    return r.left == 0 && r.top == 0 && r.right == kRegionUnits && r.bottom == kRegionUnits;
 }
 
 void fillBlack(const Surface& s, int x, int y, int w, int h)
@@ -119,23 +112,17 @@ IntRect pictureRect(const AVFrame& frame, const View& view, int cellWidth, int c
 Painter::Painter() = default;
 Painter::~Painter() = default;
 
-/// Where reducing begins with a step to one half, in luma and chroma.
-bool paintsFromHalf(const AVFrame& frame, const View& view, int cellWidth, int cellHeight)
-{
-    const IntRect place = pictureRect(frame, view, cellWidth, cellHeight);
-    return showsWhole(view) && frame.width % 4 == 0 && frame.height % 4 == 0 && frame.width >= 4 * half(place.w) &&
-           frame.height >= 4 * half(place.h);
-}
-
-bool Painter::paint(const AVFrame& frame, const AVFrame* halved, const View& view, const Surface& surface)
+bool Painter::paint(const AVFrame& frame, const View& view, const Surface& surface)
 {
     Planes planes;
-    if (!planesOf(halved ? *halved : frame, planes))
+    if (!planesOf(frame, planes))
         return false;
     const IntRect place = pictureRect(frame, view, surface.width, surface.height);
+    const bool whole = view.region.left == 0 && view.region.top == 0 && view.region.right == kRegionUnits &&
+                       view.region.bottom == kRegionUnits;
     const bool chromaHalved =
-        planes.gray || (planes.width[1] == half(planes.width[0]) && planes.height[1] == half(planes.height[0]));
-    if (!showsWhole(view) || place.w != planes.width[0] || place.h != planes.height[0] || !chromaHalved)
+        planes.gray || (planes.width[1] == half(frame.width) && planes.height[1] == half(frame.height));
+    if (!whole || place.w != frame.width || place.h != frame.height || !chromaHalved)
         planes = scale(planes, view, place.w, place.h);
     else if (!view.color.neutral())
         planes = ownCopy(planes);
@@ -273,7 +260,8 @@ void Painter::reduce(const uint8_t* from, int stride, int fromWidth, int fromHei
         if (!last)
             m_halved[turn].resize(size_t(halfWidth) * size_t(halfHeight));
         uint8_t* out = last ? to : m_halved[turn].data();
-        halvePlane(from, stride, fromWidth, fromHeight, out, halfWidth);
+        libyuv::ScalePlane(from, stride, fromWidth, fromHeight, out, halfWidth, halfWidth, halfHeight,
+                           libyuv::kFilterBox);
         if (last)
             return;
         from = out;

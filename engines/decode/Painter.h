@@ -28,21 +28,14 @@ struct IntRect {
 /// Where in a cell the picture goes: all of it, or the largest centred place of the right aspect.
 IntRect pictureRect(const AVFrame& frame, const View& view, int cellWidth, int cellHeight);
 
-/// Whether a surface of that size comes out the same, painted from the picture's half.
-bool paintsFromHalf(const AVFrame& frame, const View& view, int cellWidth, int cellHeight);
-
 class Painter
 {
 public:
     Painter();
     ~Painter();
 
-    /// Paints picture and bars. half: the picture at half its size where it may be painted from that, or null.
-    bool paint(const AVFrame& frame, const AVFrame* half, const View& view, const Surface& surface);
-    bool paint(const AVFrame& frame, const View& view, const Surface& surface)
-    {
-        return paint(frame, nullptr, view, surface);
-    }
+    /// Paints picture and bars.
+    bool paint(const AVFrame& frame, const View& view, const Surface& surface);
     /// The whole picture at its own size, neutral: surface must have that size.
     bool paintWhole(const AVFrame& frame, const Surface& surface);
 

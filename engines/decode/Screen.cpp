@@ -19,7 +19,6 @@ void Screen::show(Picture&& picture, bool paintNow)
         std::swap(m_picture, picture.frame);
     }
     picture.frame.reset();
-    m_half = std::move(picture.half);
     const uint64_t seconds = picture.utcMs / 1000;
     m_frameTime = seconds <= INT_MAX ? int(seconds) : 0;
     if (!paintNow)
@@ -44,16 +43,11 @@ void Screen::update()
 void Screen::paint(const Presenter::State& state)
 {
     m_paintedWidth = 0; // nothing is right on the window until something is shown
-    m_wantsHalves = false;
     if (!m_picture || state.width < 1 || state.height < 1)
         return;
     const Surface surface = m_presenter->begin();
     const View view = m_settings.view();
-    if (!surface.bits)
-        return;
-    m_wantsHalves = paintsFromHalf(*m_picture, view, surface.width, surface.height);
-    const bool fromHalf = m_wantsHalves && m_half;
-    if (!m_painter.paint(*m_picture, fromHalf ? m_half.get() : nullptr, view, surface))
+    if (!surface.bits || !m_painter.paint(*m_picture, view, surface))
         return;
     if (m_settings.hasDrawHook()) {
         LumoDrawSurface cell{surface.bits, surface.width, surface.height, surface.stride};

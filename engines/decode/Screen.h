@@ -24,9 +24,6 @@ public:
     /// Looks what changed around the picture (window, settings, exposure) and puts it right.
     void update();
 
-    /// Whether the last picture could have been painted from its half.
-    bool wantsHalves() const { return m_wantsHalves; }
-
     // Any thread.
     /// Writes the current picture as BMP; false when there is none.
     bool catchPicture(const std::string& path);
@@ -42,8 +39,6 @@ private:
     std::unique_ptr<Presenter> m_presenter; // port thread only; null without a window
     int m_paintedWidth = 0, m_paintedHeight = 0;
     unsigned m_paintedVersion = 0;
-    bool m_wantsHalves = false; // port thread only
-    FramePtr m_half;            // port thread only: of m_picture, or null
 
     std::mutex m_pictureLock; // written by the port thread
     FramePtr m_picture;

@@ -46,8 +46,6 @@ bool VideoDecoder::open(const Packet& packet)
     context->max_pixels = kMaxPixels;
     if (m_lowDelay)
         context->flags |= AV_CODEC_FLAG_LOW_DELAY;
-    if (m_threads == 1)
-        m_halves.watch(*context);
     if (avcodec_open2(context.get(), decoder, nullptr) < 0)
         return false;
     m_context = std::move(context);
@@ -125,7 +123,6 @@ void VideoDecoder::receive(const Sink& sink)
                 picture.intervalMs = tag.intervalMs;
             }
         }
-        picture.half = m_halves.take(*m_frame);
         picture.frame = std::move(m_frame);
         m_frame = newFrame();
         sink(std::move(picture));

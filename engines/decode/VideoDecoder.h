@@ -4,7 +4,6 @@
 #pragma once
 
 #include "FfmpegPtr.h"
-#include "HalfPictures.h"
 #include "Packet.h"
 
 #include <array>
@@ -16,7 +15,6 @@ namespace lumo
 /// A decoded picture and what its frame said.
 struct Picture {
     FramePtr frame;
-    FramePtr half; // the same at half its size, where that was wanted and could be had
     uint64_t utcMs = 0;
     bool decodeOnly = false;
     int64_t serial = -1;      // of its frame
@@ -35,9 +33,6 @@ public:
 
     /// From the next key frame on this many threads decode. More than one hold back as many pictures.
     void setThreads(int count) { m_threads = count; }
-
-    /// Whether pictures come with their halves, from the next one on. With one thread only.
-    void wantHalves(bool wanted) { m_halves.want(wanted && m_openThreads == 1); }
 
     /// Opens, or opens anew when the codec changes, and waits for a key frame after either.
     void decode(const Packet& packet, const Sink& sink);
@@ -63,7 +58,6 @@ private:
     void receive(const Sink& sink);
 
     const bool m_lowDelay;
-    HalfPictures m_halves; // before the decoder that calls it
     CodecPtr m_context;
     PacketPtr m_packet;
     FramePtr m_frame;
