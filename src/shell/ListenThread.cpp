@@ -15,53 +15,27 @@ constexpr unsigned long kStopTimeoutMs = 1000;
 
 ListenThread::ListenThread(QString serverName, QObject* parent) : QObject(parent), socket(new QLocalSocket(this))
 {
-    // The socket thread connects: on Windows, data reach a pipe's end on the thread that began to read it, which is the
-    // one that connected. Begun here, nothing would come in while this thread is busy.
-    QThread* pCreator = QThread::currentThread();
-    auto* pThread = new QThread(this);
-    moveToThread(pThread);
-    pThread->start(QThread::InheritPriority);
-    QMetaObject::invokeMethod(
-        this,
-        [this, serverName, pCreator, pThread] {
-            socket->connectToServer(serverName, QIODevice::ReadWrite);
-            if (socket->waitForConnected(kConnectTimeoutMs))
-                m_pThread = pThread;
-            else
-                moveToThread(pCreator);
-        },
-        Qt::BlockingQueuedConnection);
-    if (m_pThread)
+    socket->connectToServer(serverName, QIODevice::ReadWrite);
+    if (!socket->waitForConnected(kConnectTimeoutMs)) {
+        writeLog("ListenThread::ListenThread", QString("can't connect to plugin server,serverName:%1").arg(serverName),
+                 kLogError);
+        QCoreApplication::quit(); // no event loop runs yet, so the process stays up, unconnected
         return;
-    pThread->quit();
-    pThread->wait();
-    delete pThread;
-    writeLog("ListenThread::ListenThread", QString("can't connect to plugin server,serverName:%1").arg(serverName),
-             kLogError);
-    QCoreApplication::quit(); // no event loop runs yet, so the process stays up, unconnected
+    }
+    connect(socket, &QLocalSocket::readyRead, this, &ListenThread::onReadyRead);
+    connect(socket, &QLocalSocket::disconnected, this, [this] {
+        emit disconnectSig(); // blocking: the hub has logged out when this returns
+        // Queued: a host that closes at once must find the event loop running.
+        QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit, Qt::QueuedConnection);
+    });
+    m_pThread = new QThread(this);
+    moveToThread(m_pThread);
 }
 
 void ListenThread::startReading()
 {
     if (m_pThread)
-        QMetaObject::invokeMethod(this, [this] { beginReading(); });
-}
-
-void ListenThread::beginReading()
-{
-    const bool bGone = socket->state() == QLocalSocket::UnconnectedState;
-    connect(socket, &QLocalSocket::readyRead, this, &ListenThread::onReadyRead);
-    connect(socket, &QLocalSocket::disconnected, this, &ListenThread::onDisconnected);
-    onReadyRead(); // what came until now
-    if (bGone)
-        onDisconnected();
-}
-
-void ListenThread::onDisconnected()
-{
-    emit disconnectSig(); // blocking: the hub has logged out when this returns
-    // Queued: a host that closes at once must find the event loop running.
-    QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit, Qt::QueuedConnection);
+        m_pThread->start(QThread::InheritPriority);
 }
 
 void ListenThread::stopReading()

@@ -16,12 +16,10 @@ class ListenThread : public QObject
 {
     Q_OBJECT
 public:
-    /// Waits up to 30 seconds for the host, which the socket thread connects to. On failure logs and stays on the
-    /// calling thread.
+    /// Waits up to 30 seconds for the host. On failure logs and stays on the calling thread.
     ListenThread(QString serverName, QObject* parent);
 
-    /// Lets the socket thread read. After the signals are connected: a host may send, or close, as soon as it is
-    /// reached.
+    /// Starts the socket thread. After the signals are connected: a host may send, or close, as soon as it is reached.
     void startReading();
 
     /// Ends the socket thread, waiting a second at most. Before the application object goes, which that thread uses.
@@ -36,8 +34,6 @@ public slots:
     void onReadyRead();
 
 private:
-    void beginReading();
-    void onDisconnected();
     bool readHeader();
     void readBody();
     void deliver();
