@@ -224,6 +224,20 @@ describe('playing by time', () => {
         expect(windows()[1]?.playing).toBe(true);
     });
 
+    it('leads a channel that was added later to the same second as the others', async () => {
+        await enter();
+        await goTo('10:00:00');
+        process().playback.tick(30);
+        await vi.waitFor(() => expect(id('position').textContent).toBe('10:00:30'));
+        await choose(2);
+        await vi.waitFor(() => expect(windows()[1]).toMatchObject({ channel: 2, at: 36030 }));
+        await goTo('10:30:00');
+        expect(windows().slice(0, 2).map(({ at }) => at)).toEqual([37800, 37800]);
+        await goTo('10:48:00'); // from here on they have one span again: 1800 s
+        expect(last(5, 40)).toMatchObject({ Channel: -1, Cmd: 4, Param: 600 });
+        expect(windows().slice(0, 2).map(({ at }) => at)).toEqual([38880, 38880]);
+    });
+
     it('lets a fifth channel take the selected window', async () => {
         await enter([0, 1, 2, 3]);
         process().playback.select(2);

@@ -22,6 +22,8 @@ export class PlaybackActions {
     private readonly session: Session;
     /** Where each window was last started, and in which of its recordings it need not be started again. */
     private lastStarts: (number | null)[] = [null, null, null, null];
+    /** Where the span begins that each window plays: a seek counts from there. */
+    private readonly begins: (number | null)[] = [null, null, null, null];
     /** The newest wish to play somewhere, while an older one is being fulfilled. */
     private wish: number | null = null;
     private seeking = false;
@@ -181,6 +183,7 @@ export class PlaybackActions {
         const { span } = model;
         const open = model.windows.flatMap(({ active }, window) => (active ? [window] : []));
         if (!span || open.join() !== [...windows].sort().join() || open.length === 0) return false;
+        if (windows.some((window) => this.begins[window] !== span.begin)) return false; // one that came later
         const param = thousandthsFor(at - span.begin, span.end - span.begin);
         if (param === null) return false;
         const results = await this.client.playback.control(PlayCommand.Seek, ALL_CHANNELS, param);
@@ -209,7 +212,7 @@ export class PlaybackActions {
         model.span ??= { begin: at, end: DAY_SECONDS - 1 };
         const { span, date } = model;
         const spans = windows.map((window) => ({ channel: model.windows[window]?.chosen ?? NO_CHANNEL, window, begin: timeText(date, at), end: timeText(date, span.end) }));
-        for (const window of windows) this.lastStarts[window] = at;
+        for (const window of windows) this.lastStarts[window] = this.begins[window] = at;
         const stream = Math.max(0, this.recordings.known(spans[0]?.channel ?? 0, date)?.files[0]?.stream ?? 0);
         const results = await this.client.playback.startByTime(spans, all ? { stream, select: model.selected } : { stream });
         const failed: number[] = [];
