@@ -154,8 +154,9 @@ private:
     qint64 m_memoryMark = 0;          // bytes
     bool m_answerAll = false;
     bool m_ended = false;
-    int m_logRead = 0;    // log lines matched or passed by "log"
-    int m_logRequest = 0; // log lines before the last request
+    int m_logRead = 0;       // log lines matched or passed by "log"
+    bool m_logLoses = false; // a flood may outrun it
+    int m_logRequest = 0;    // log lines before the last request
     int m_barriers = 0;
     quint32 m_inputTime = 10000; // ms, of the events sent to windows
     QString m_where;

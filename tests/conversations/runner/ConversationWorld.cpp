@@ -67,6 +67,10 @@ bool fits(const LogPattern& pattern, const LogLine& line)
 /// The line must come, after those that earlier "log" lines found.
 void Conversation::doLog(const QString& rest)
 {
+    if (rest == "loses") {
+        m_logLoses = true;
+        return;
+    }
     const LogPattern pattern = logPattern(rest, m_bindings);
     int next = m_logRead;
     waitFor("the log line", [&] {

@@ -82,7 +82,7 @@ std::string filled(const std::string& text, const fs::path& folder, int argc, ch
 void waitFor(const fs::path& file)
 {
     while (!fs::exists(file)) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(std::chrono::milliseconds(2)); // between two looks
     }
 }
 

@@ -18,7 +18,7 @@ TEST_F(PlaybackTest, OneThatIsMadeToWaitHoldsTheDeviceBackAndLosesNothing)
     int before = -1;
     ASSERT_TRUE(peer.waitFor([&] {
         const int now = peer.sent;
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        std::this_thread::sleep_for(std::chrono::milliseconds(300)); // standing still is told by time alone
         return std::exchange(before, peer.sent.load()) == now && now > 10;
     }));
     EXPECT_LT(peer.sent, 1000);
@@ -76,7 +76,7 @@ int takeSlowly(long, long, uint8_t*, long, intptr_t user)
 {
     auto& inside = *reinterpret_cast<std::atomic<int>*>(user);
     ++inside;
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500)); // being slow is its part
     --inside;
     return 1;
 }

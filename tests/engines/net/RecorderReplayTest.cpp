@@ -142,7 +142,7 @@ TEST_F(RecorderReplay, PictureOfItsList)
 TEST_F(RecorderReplay, WhatItRecordsWhileItRunsIsPlayed)
 {
     startIn("UTC0", "UTC0");
-    std::this_thread::sleep_for(std::chrono::milliseconds(2500)); // it must have recorded something
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500)); // two seconds of the clock are asked for
     const std::time_t now = std::time(nullptr);
     char from[40], to[40];
     const std::time_t begin = now - 2, end = now + 1;

@@ -211,13 +211,18 @@ describe('playing by time', () => {
         expect(id('play-channel-2').parentElement?.dataset.state).toBe('idle');
     });
 
-    it('adds a channel where the others are, and takes one out', async () => {
+    /** One channel plays from 10:00:00; half a minute later another is added. */
+    async function addSecondChannel(): Promise<void> {
         await enter();
         await goTo('10:00:00');
         process().playback.tick(30);
         await vi.waitFor(() => expect(id('position').textContent).toBe('10:00:30'));
         await choose(2);
         await vi.waitFor(() => expect(windows()[1]).toMatchObject({ channel: 2, at: 36030 }));
+    }
+
+    it('adds a channel where the others are, and takes one out', async () => {
+        await addSecondChannel();
         expect(last(5, 34)).toMatchObject({ SelectWnd: 5, FileInfo: [{ Wnd: 1, BeginTime: `${DATE} 10:00:30` }] });
         await choose(0);
         expect(windows()[0]?.playing).toBe(false);
@@ -225,12 +230,7 @@ describe('playing by time', () => {
     });
 
     it('leads a channel that was added later to the same second as the others', async () => {
-        await enter();
-        await goTo('10:00:00');
-        process().playback.tick(30);
-        await vi.waitFor(() => expect(id('position').textContent).toBe('10:00:30'));
-        await choose(2);
-        await vi.waitFor(() => expect(windows()[1]).toMatchObject({ channel: 2, at: 36030 }));
+        await addSecondChannel();
         await goTo('10:30:00');
         expect(windows().slice(0, 2).map(({ at }) => at)).toEqual([37800, 37800]);
         await goTo('10:48:00'); // from here on they have one span again: 1800 s
