@@ -83,6 +83,12 @@ void Conversation::heedKey(const QJsonObject& message, bool wasPlain)
     }
 }
 
+#ifdef __SANITIZE_THREAD__
+constexpr bool kShadowed = true; // most of the program's memory is the sanitizer's record of who touched what
+#else
+constexpr bool kShadowed = false;
+#endif
+
 /// memory mark | memory within MIB: it takes no more than so much above the mark.
 void Conversation::doMemory(const QString& rest)
 {
@@ -97,7 +103,7 @@ void Conversation::doMemory(const QString& rest)
     }
     const qint64 grown = (now - m_memoryMark) / kMib;
     note(QString("memory grew by %1 MiB").arg(grown));
-    if (!rest.startsWith("within ") || grown > rest.mid(7).toInt()) {
+    if (!rest.startsWith("within ") || (!kShadowed && grown > rest.mid(7).toInt())) {
         throw Failure{QString("the program has grown by %1 MiB").arg(grown)};
     }
 }
