@@ -52,6 +52,7 @@ ApiAnswer AlarmApi::state()
     value["changes"] = static_cast<Json::Int64>(m_board.changes());
     value["flooding"] = m_board.flooding();
     value["subscriptions"] = static_cast<Json::Int64>(counts.subscriptions);
+    value["waiting"] = static_cast<Json::Int64>(counts.waiting);
     value["kept"] = static_cast<Json::Int64>(counts.kept);
     value["sent"] = static_cast<Json::Int64>(counts.sent);
     value["dropped"] = static_cast<Json::Int64>(counts.dropped);

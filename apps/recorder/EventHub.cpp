@@ -258,8 +258,9 @@ void EventHub::releaseHanging()
 EventHub::Counts EventHub::counts()
 {
     purge();
-    Counts counts{m_subscriptions.size(), 0, m_sent, m_dropped, m_spoiled};
+    Counts counts{m_subscriptions.size(), 0, 0, m_sent, m_dropped, m_spoiled};
     for (const auto& [number, s] : m_subscriptions) {
+        counts.waiting += s.waiting ? 1 : 0;
         counts.kept += s.kept.size();
     }
     return counts;

@@ -49,7 +49,7 @@ public:
     std::string times(int number, const char* space) const;
 
     struct Counts {
-        size_t subscriptions = 0, kept = 0;
+        size_t subscriptions = 0, waiting = 0, kept = 0;
         int64_t sent = 0, dropped = 0, spoiled = 0;
     };
     Counts counts();
