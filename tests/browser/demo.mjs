@@ -59,6 +59,33 @@ async function judgeFile(stage, cells) {
     return good;
 }
 
+/** Looks at the cells on the screen, says what it saw and keeps a picture of it where one is wanted. */
+async function look(stage) {
+    await stage.byId('video').waitFor({ state: 'visible', timeout: 60000 });
+    const rect = await stage.videoRect();
+    const cells = cellsOf(rect, shown > 1 ? 2 : 1).slice(0, shown);
+    if (options.fault) await stage.recorderCall('/api/fault', JSON.parse(options.fault));
+    const good = options.video ? await judgeFile(stage, cells) : await judgeCoded(stage, cells);
+    if (options.shot) {
+        stage.screen.shot(options.shot);
+        console.log(`screenshot: ${options.shot}`);
+    }
+    console.log(`page's rectangle on the screen: ${rect.w}x${rect.h} at ${rect.x},${rect.y}`);
+    console.log(good ? 'seen: each cell shows its own moving picture inside the page' : 'NOT seen');
+    return good;
+}
+
+/** Until the browser is closed, Ctrl-C is pressed or the time is over. */
+async function stay(stage) {
+    console.log(`live video in the browser; the page is ${stage.pageUrl()}`);
+    console.log('user admin, password lumo. Close the browser, or press Ctrl-C, to end.');
+    const closed = new Promise((resolve) => stage.context.on('close', resolve));
+    const asked = new Promise((resolve) => process.once('SIGINT', resolve));
+    await Promise.race([closed, asked, options.seconds ? seconds() : new Promise(() => {})]);
+}
+
+const seconds = () => new Promise((resolve) => setTimeout(resolve, Number(options.seconds) * 1000));
+
 const stage = await Stage.open({
     channels,
     // A few minutes of recordings are made in seconds; the whole hour would have to be waited for at the first look.
@@ -68,27 +95,9 @@ const stage = await Stage.open({
 let good = true;
 try {
     await stage.openBrowser(stage.pageUrl({ auto: 1, user: 'admin', password: 'lumo', split: shown > 1 ? 1 : 0, channels: shown }));
-    if (!options.headless) {
-        console.log(`live video in the browser; the page is ${stage.pageUrl()}`);
-        console.log('user admin, password lumo. Close the browser, or press Ctrl-C, to end.');
-        const closed = new Promise((resolve) => stage.context.on('close', resolve));
-        const asked = new Promise((resolve) => process.once('SIGINT', resolve));
-        const time = options.seconds ? new Promise((resolve) => setTimeout(resolve, Number(options.seconds) * 1000)) : new Promise(() => {});
-        await Promise.race([closed, asked, time]);
-    } else {
-        await stage.byId('video').waitFor({ state: 'visible', timeout: 60000 });
-        const rect = await stage.videoRect();
-        const cells = cellsOf(rect, shown > 1 ? 2 : 1).slice(0, shown);
-        if (options.fault) await stage.recorderCall('/api/fault', JSON.parse(options.fault));
-        good = options.video ? await judgeFile(stage, cells) : await judgeCoded(stage, cells);
-        if (options.seconds) await new Promise((resolve) => setTimeout(resolve, Number(options.seconds) * 1000));
-        if (options.shot) {
-            stage.screen.shot(options.shot);
-            console.log(`screenshot: ${options.shot}`);
-        }
-        console.log(`page's rectangle on the screen: ${rect.w}x${rect.h} at ${rect.x},${rect.y}`);
-        console.log(good ? 'seen: each cell shows its own moving picture inside the page' : 'NOT seen');
-    }
+    if (options.headless || options.shot) good = await look(stage);
+    if (!options.headless) await stay(stage);
+    else if (options.seconds) await seconds();
 } catch (error) {
     good = false;
     console.error(String(error?.message ?? error));

@@ -1,9 +1,9 @@
 // The demonstration judges by itself: it must see what is there, and must not see what is not.
 import assert from 'node:assert/strict';
-import { existsSync, mkdtempSync, readdirSync, readFileSync, rmSync } from 'node:fs';
+import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
-import { spawn } from 'node:child_process';
+import { execFileSync, spawn } from 'node:child_process';
 import { test } from 'node:test';
 
 import { programs, root } from './stage.mjs';
@@ -37,11 +37,15 @@ test('it fails when one of the channels stands still', { timeout: 180000 }, asyn
     for (const good of [1, 2, 4]) assert.doesNotMatch(text, new RegExp(`cell ${good}: .*WRONG`));
 });
 
-test('it shows a given video file', { timeout: 180000 }, async (t) => {
-    const media = join(root, '../shared/media');
-    const file = existsSync(media) && readdirSync(media).find((name) => /\.(mp4|mkv|mov)$/.test(name));
-    if (!file) return t.skip('no video file lies in ../shared/media beside the repository');
-    const { code, text } = await demo('--video', join(media, file));
-    assert.equal(code, 0, text);
-    assert.match(text, /cell 1: a moving picture/);
+test('it shows a given video file', { timeout: 180000 }, async () => {
+    const dir = mkdtempSync(join(tmpdir(), 'lumo-demo-'));
+    try {
+        const file = join(dir, 'clip.mp4');
+        execFileSync('ffmpeg', ['-v', 'error', '-f', 'lavfi', '-i', 'testsrc2=size=640x360:rate=25', '-t', '5', '-pix_fmt', 'yuv420p', file]);
+        const { code, text } = await demo('--video', file);
+        assert.equal(code, 0, text);
+        assert.match(text, /cell 1: a moving picture/);
+    } finally {
+        rmSync(dir, { recursive: true, force: true });
+    }
 });

@@ -1,12 +1,13 @@
 // What is kept of the pictures - snapshots and recordings - and how they are shown: colour, aspect, sound.
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
-import { existsSync, readdirSync, readFileSync, statSync } from 'node:fs';
+import { existsSync, mkdirSync, readdirSync, readFileSync, statSync } from 'node:fs';
 import { join } from 'node:path';
 
 import { Picture } from './picture.mjs';
 import { until } from './processes.mjs';
 import { scene } from './scene.mjs';
+import { xdo } from './view.mjs';
 
 // Pictures of 4 to 3, so that the original aspect is another than the cell's.
 const fact = scene({ channels: 4, recorder: ['--main', '640x480'] }, (stage) => stage.liveUrl({ split: 1, channels: 4 }));
@@ -88,6 +89,27 @@ fact('an AVI recording plays elsewhere and shows the channel', async (stage, vie
     assert.ok(Number(video.nb_read_frames) >= 40, `${video.nb_read_frames} frames`);
     const first = execFileSync('ffmpeg', ['-v', 'error', '-i', path, '-frames:v', '1', '-f', 'image2pipe', '-c:v', 'ppm', '-'], { maxBuffer: 1 << 24 });
     assert.equal(Picture.fromPpm(first).code()?.channel, 2);
+});
+
+/** The window of the picker that stands beside the stage's program. */
+async function pickerWindow(stage) {
+    const found = (...words) => { try { return execFileSync(words[0], words.slice(1), { encoding: 'utf8' }).trim().split('\n').pop(); } catch { return ''; } };
+    const pid = await until(() => found('pgrep', '-f', join(stage.dir, 'bin', 'Browse')), 'the picker runs');
+    return until(() => found('xdotool', 'search', '--onlyvisible', '--pid', pid), 'its window is on the screen');
+}
+
+fact('a folder is chosen in the window of the picker that comes with the program', async (stage, view) => {
+    const chosen = join(stage.dir, 'chosen');
+    mkdirSync(chosen);
+    await view.click('settings-panel');
+    await until(async () => (await view.byId('capture-path').inputValue()) !== '', 'the folders are shown');
+    await view.click('capture-pick');
+    xdo('windowfocus', '--sync', await pickerWindow(stage));
+    xdo('key', 'ctrl+a');
+    xdo('type', '--delay', 5, chosen);
+    xdo('key', 'Return');
+    await until(async () => (await view.byId('capture-path').inputValue()) === chosen, 'the page shows what was chosen');
+    await view.click('settings-panel');
 });
 
 fact('sound is switched on and off, and told where there is none', async (stage, view) => {

@@ -90,7 +90,7 @@ export class Stage {
     ownProgram() {
         const own = join(this.dir, 'bin');
         mkdirSync(own);
-        for (const file of ['LumoPlayTool', 'libLumoNet.so', 'libLumoDecode.so', 'style.ss'])
+        for (const file of ['LumoPlayTool', 'Browse', 'libLumoNet.so', 'libLumoDecode.so', 'style.ss'])
             if (existsSync(join(this.bin, file))) cpSync(join(this.bin, file), join(own, file));
         return join(own, 'LumoPlayTool');
     }
