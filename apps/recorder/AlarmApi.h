@@ -1,6 +1,6 @@
 // The test calls for alarms.
 //
-//   GET  /api/alarm   {"on":[{"kind","channel"}],"changes","flooding","subscriptions","waiting","kept","sent","dropped",
+//   GET  /api/alarm {"on":[{"kind","channel"}],"changes","flooding","subscriptions","waiting","kept","sent","dropped",
 //                     "spoiled": questions that a fault of the events answered or holds back}
 //   POST /api/alarm   {"kind":"motion","channel":C,"on":bool}
 //                     {"kind":...,"channel":C,"flood":N,"seconds":S}  N changes a second, then off
