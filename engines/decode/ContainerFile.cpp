@@ -2,7 +2,7 @@
 
 #include "Adts.h"
 #include "AnnexB.h"
-#include "common/LocalPath.h"
+#include "common/LocalText.h"
 
 extern "C" {
 #include <libavutil/parseutils.h>
@@ -71,7 +71,7 @@ bool ContainerFile::openFile()
     av_dict_set(&options, "protocol_whitelist", "file", 0);
     av_dict_set(&options, "format_whitelist", kFormats, 0);
     AVFormatContext* file = nullptr;
-    const int opened = avformat_open_input(&file, ("file:" + utf8Path(m_path)).c_str(), nullptr, &options);
+    const int opened = avformat_open_input(&file, ("file:" + utf8OfLocal(m_path)).c_str(), nullptr, &options);
     av_dict_free(&options);
     if (opened < 0)
         return false;

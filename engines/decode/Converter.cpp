@@ -3,7 +3,7 @@
 #include "FileReader.h"
 #include "Recorder.h"
 #include "Trouble.h"
-#include "common/LocalPath.h"
+#include "common/LocalText.h"
 
 #include <algorithm>
 #include <exception>

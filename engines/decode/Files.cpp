@@ -1,6 +1,6 @@
 #include "Files.h"
 
-#include "common/LocalPath.h"
+#include "common/LocalText.h"
 
 #include <system_error>
 

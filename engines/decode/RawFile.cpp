@@ -1,6 +1,6 @@
 #include "RawFile.h"
 
-#include "common/LocalPath.h"
+#include "common/LocalText.h"
 
 #include <algorithm>
 #include <cstring>
@@ -26,7 +26,7 @@ AVCodecID codecIdOf(VideoCodec codec)
 std::unique_ptr<RawFile> RawFile::open(const std::string& path)
 {
     AVIOContext* file = nullptr;
-    if (avio_open(&file, ("file:" + utf8Path(path)).c_str(), AVIO_FLAG_READ) < 0)
+    if (avio_open(&file, ("file:" + utf8OfLocal(path)).c_str(), AVIO_FLAG_READ) < 0)
         return nullptr;
     std::unique_ptr<RawFile> raw(new RawFile(AvioPtr(file)));
     return raw->look() ? std::move(raw) : nullptr;

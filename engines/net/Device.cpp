@@ -1,6 +1,7 @@
 #include "Device.h"
 
 #include "RtspProbe.h"
+#include "common/LocalText.h"
 
 #include <algorithm>
 #include <cstring>
@@ -10,8 +11,9 @@ namespace lumo::net
 namespace
 {
 
-template <size_t N> void copyText(char (&to)[N], const std::string& from)
+template <size_t N> void copyText(char (&to)[N], const std::string& utf8)
 {
+    const std::string from = localOfUtf8(utf8);
     const size_t size = std::min(from.size(), N - 1);
     std::memcpy(to, from.data(), size);
     to[size] = 0;

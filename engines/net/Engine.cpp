@@ -1,6 +1,7 @@
 #include "Engine.h"
 
 #include "Text.h"
+#include "common/LocalText.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -136,7 +137,7 @@ int Engine::loginBySerial(const std::string& serial, OnvifPeer peer, NetDeviceIn
     std::erase_if(found, [&](const DiscoveredDevice& d) { return !d.names(serial); });
     if (found.empty()) {
         const std::string why = "no device with serial number " + serial + " answered on this network";
-        std::snprintf(info.szCloudError, sizeof info.szCloudError, "%s", why.c_str());
+        std::snprintf(info.szCloudError, sizeof info.szCloudError, "%s", localOfUtf8(why).c_str());
         return LUMONET_ERR_CLOUD;
     }
     int error = LUMONET_ERR_CLOUD;
@@ -413,7 +414,7 @@ void Engine::declareLost(int handle, const std::shared_ptr<Device>& device)
         if (!m_logins.count(handle))
             return; // logged out meanwhile
     }
-    std::string host = device->host();
+    std::string host = localOfUtf8(device->host());
     if (m_disconnect)
         m_disconnect(handle, host.data(), device->port(), m_disconnectUser);
 }

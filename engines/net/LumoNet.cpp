@@ -3,6 +3,7 @@
 #include "Calls.h"
 #include "Defaults.h"
 #include "MessageSink.h"
+#include "common/LocalText.h"
 
 #include <curl/curl.h>
 #include <openssl/crypto.h>
@@ -118,7 +119,8 @@ int LUMONET_Login(const char* szAddress, int nPort, const char* szUser, const ch
     if (!szAddress || !*szAddress)
         return answerHandle(LUMONET_ERR_ARGUMENT, pError);
     return loginResult(currentEngine(), pInfo, pError, [&](Engine& e, NetDeviceInfo& info) {
-        return e.login(szAddress, nPort, szUser ? szUser : "", szPassword ? szPassword : "", nSocketKind, info);
+        return e.login(lumo::utf8OfLocal(szAddress), nPort, lumo::utf8OfLocal(szUser ? szUser : ""),
+                       lumo::utf8OfLocal(szPassword ? szPassword : ""), nSocketKind, info);
     });
 }
 
@@ -127,8 +129,9 @@ int LUMONET_LoginEx_V2(const char* szSerialNo, int, const char* szToken, const c
 {
     if (!szSerialNo || !szToken || nSocketKind != 2)
         return answerHandle(LUMONET_ERR_ARGUMENT, pError);
-    return loginResult(currentEngine(), pInfo, pError,
-                       [&](Engine& e, NetDeviceInfo& info) { return e.loginByToken(szSerialNo, szToken, info); });
+    return loginResult(currentEngine(), pInfo, pError, [&](Engine& e, NetDeviceInfo& info) {
+        return e.loginByToken(lumo::utf8OfLocal(szSerialNo), szToken, info);
+    });
 }
 
 int LUMONET_Logout(int nLoginID)

@@ -1,6 +1,6 @@
 #include "TargetFile.h"
 
-#include "common/LocalPath.h"
+#include "common/LocalText.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,7 +1,7 @@
 #include "UploadFile.h"
 
 #include "Timings.h"
-#include "common/LocalPath.h"
+#include "common/LocalText.h"
 
 #include <algorithm>
 #include <cstring>

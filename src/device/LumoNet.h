@@ -10,7 +10,8 @@
  * Ownership: pointers given to a callback are valid for that call only; the library copies what it is given.
  * Stopping:  a call that removes a callback or stops a handle returns only when the callback is not running
  *            and will not run again. So no callback may wait for a thread that makes such a call.
- * Text:      zero-terminated; file paths in the local 8-bit encoding, all else in UTF-8.
+ * Text:      zero-terminated. File paths, what a login takes (but for its token) and NetDeviceInfo, and the address of a
+ *            lost device are in the local 8-bit encoding, all else in UTF-8.
  */
 #ifndef LUMO_DEVICE_LUMONET_H
 #define LUMO_DEVICE_LUMONET_H

@@ -1,7 +1,7 @@
 #include "Wire.h"
 
 #include "Socket.h"
-#include "common/LocalPath.h"
+#include "common/LocalText.h"
 
 #include <condition_variable>
 #include <cstdio>
@@ -132,7 +132,7 @@ Args& Args::text(std::string_view value)
 
 Args& Args::path(std::string_view value)
 {
-    return text(lumo::utf8Path(std::string(value)));
+    return text(lumo::utf8OfLocal(std::string(value)));
 }
 
 Args& Args::raw(std::string_view json)

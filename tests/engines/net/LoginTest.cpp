@@ -1,5 +1,6 @@
 // Logins to an ONVIF device that the test plays, and what becomes of them.
 #include "Viewer.h"
+#include "common/LocalText.h"
 
 #include <algorithm>
 #include <chrono>
@@ -71,6 +72,19 @@ TEST_F(Login, TextsLongerThanTheirFieldsAreCut)
     EXPECT_EQ(std::string(info.szSerialNo), std::string(31, 's'));
     EXPECT_EQ(std::string(info.szSoftwareVersion), std::string(63, 'f'));
     EXPECT_EQ(info.nBuildYear, 0);
+}
+
+TEST_F(Login, NamesOutsideAsciiAreLocalHereAndUtf8OnTheWire)
+{
+    device.user = "J\u00fcrgen";
+    device.password = "Schl\u00fcssel";
+    device.serial = "N\u00fcrnberg";
+    begin();
+    ASSERT_GT(enter(lumo::localOfUtf8(device.user), lumo::localOfUtf8(device.password)), 0) << error;
+    EXPECT_EQ(info.szSerialNo, lumo::localOfUtf8(device.serial));
+#ifdef _WIN32
+    EXPECT_STREQ(info.szSerialNo, "N\xfcrnberg") << "of code page 1252";
+#endif
 }
 
 TEST_F(Login, AsksTheTimeFirstAndWithoutCredentials)
