@@ -13,13 +13,32 @@ constexpr int kConnectTimeoutMs = 30000;
 constexpr unsigned long kStopTimeoutMs = 1000;
 } // namespace
 
-ListenThread::ListenThread(QString serverName, QObject* parent) : QObject(parent), socket(new QLocalSocket(this))
+ListenThread::ListenThread(QString serverName, QObject* parent)
+    : QObject(parent), socket(new QLocalSocket(this)), m_pThread(new QThread)
+{
+    QThread* pCreator = QThread::currentThread();
+    moveToThread(m_pThread.get());
+    m_pThread->start(QThread::InheritPriority);
+    QMetaObject::invokeMethod(this, [=, this] { connectAndHold(serverName, pCreator); });
+    m_tried.acquire();
+    if (m_bConnected)
+        return;
+    m_pThread->quit();
+    m_pThread->wait();
+    writeLog("ListenThread::ListenThread", QString("can't connect to plugin server,serverName:%1").arg(serverName),
+             kLogError);
+    QCoreApplication::quit(); // no event loop runs yet, so the process stays up, unconnected
+}
+
+/// On Windows a pipe's data come in on the thread that connected, without a lock between it and one that reads them. So
+/// this thread connects; and then it stands still, since what it takes before anybody listens the host counts as read.
+void ListenThread::connectAndHold(const QString& serverName, QThread* pCreator)
 {
     socket->connectToServer(serverName, QIODevice::ReadWrite);
-    if (!socket->waitForConnected(kConnectTimeoutMs)) {
-        writeLog("ListenThread::ListenThread", QString("can't connect to plugin server,serverName:%1").arg(serverName),
-                 kLogError);
-        QCoreApplication::quit(); // no event loop runs yet, so the process stays up, unconnected
+    m_bConnected = socket->waitForConnected(kConnectTimeoutMs);
+    if (!m_bConnected) {
+        moveToThread(pCreator);
+        m_tried.release();
         return;
     }
     connect(socket, &QLocalSocket::readyRead, this, &ListenThread::onReadyRead);
@@ -28,20 +47,20 @@ ListenThread::ListenThread(QString serverName, QObject* parent) : QObject(parent
         // Queued: a host that closes at once must find the event loop running.
         QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit, Qt::QueuedConnection);
     });
-    m_pThread = new QThread(this);
-    moveToThread(m_pThread);
+    m_tried.release();
+    m_wanted.acquire();
 }
 
 void ListenThread::startReading()
 {
-    if (m_pThread)
-        m_pThread->start(QThread::InheritPriority);
+    m_wanted.release();
 }
 
 void ListenThread::stopReading()
 {
-    if (!m_pThread)
+    if (!m_bConnected)
         return;
+    m_wanted.release();
     m_pThread->quit();
     // Bounded: the thread may wait for a hub that is held up in a call to the device.
     m_pThread->wait(kStopTimeoutMs);

@@ -1,25 +1,27 @@
 // The process's only link to the plug-in host: a local socket that carries frames of 8 hexadecimal digits and a
 // UTF-8 body. It knows nothing of what the bodies say.
 //
-// Thread: created on the GUI thread, then lives on the socket thread, where all slots run. A plain QObject,
+// Thread: created on the GUI thread, lives on the socket thread, which alone touches the socket. A plain QObject,
 // whatever the name says. Errors: never reported; an unconnected socket swallows what is sent.
 #pragma once
 
 #include <QByteArray>
 #include <QObject>
+#include <QSemaphore>
 #include <QString>
+#include <QThread>
+#include <memory>
 
 class QLocalSocket;
-class QThread;
 
 class ListenThread : public QObject
 {
     Q_OBJECT
 public:
-    /// Waits up to 30 seconds for the host. On failure logs and stays on the calling thread.
+    /// Waits up to 30 seconds for the host. On failure logs and comes back to the calling thread.
     ListenThread(QString serverName, QObject* parent);
 
-    /// Starts the socket thread. After the signals are connected: a host may send, or close, as soon as it is reached.
+    /// Lets the socket thread read. After the signals are connected: a host may send, or close, as soon as it is reached.
     void startReading();
 
     /// Ends the socket thread, waiting a second at most. Before the application object goes, which that thread uses.
@@ -34,6 +36,7 @@ public slots:
     void onReadyRead();
 
 private:
+    void connectAndHold(const QString& serverName, QThread* pCreator);
     bool readHeader();
     void readBody();
     void deliver();
@@ -42,5 +45,7 @@ private:
     int expectedSize = 0;
     QByteArray buffer;
     QLocalSocket* socket;
-    QThread* m_pThread = nullptr; // none when the host was not reached
+    std::unique_ptr<QThread> m_pThread;
+    bool m_bConnected = false; // told by m_tried
+    QSemaphore m_tried, m_wanted;
 };

@@ -10,6 +10,7 @@
 #include <QEventLoop>
 #include <QLocalServer>
 #include <QLocalSocket>
+#include <QSemaphore>
 #include <QStringList>
 #include <QThread>
 #include <QUuid>
@@ -177,6 +178,19 @@ TEST_F(ListenThreadTest, AnEmptyMessageIsSentAsAHeaderAlone)
     EXPECT_EQ(QByteArray("00000000"), host->readAll());
 }
 
+TEST_F(ListenThreadTest, AMessageComesInWhileTheCreatingThreadIsBusy)
+{
+    QSemaphore came;
+    QObject::connect(
+        listen, &ListenThread::recvMsgSig, &receiver, [&came] { came.release(); }, Qt::DirectConnection);
+    for (int i = 0; i < 3; ++i) {
+        host->write("00000002{}");
+        host->flush();
+        ASSERT_TRUE(came.tryAcquire(1, 20000)) << i;
+    }
+    EXPECT_TRUE(gotCount(3));
+}
+
 TEST_F(ListenThreadTest, WhatTheHostSendsBeforeTheSignalsAreWiredIsNotLost)
 {
     QLocalServer early;
@@ -186,6 +200,9 @@ TEST_F(ListenThreadTest, WhatTheHostSendsBeforeTheSignalsAreWiredIsNotLost)
     std::unique_ptr<QLocalSocket> pHost(early.nextPendingConnection());
     pHost->write("00000002{}");
     ASSERT_TRUE(pHost->waitForBytesWritten(10000));
+    QSemaphore runs;
+    QMetaObject::invokeMethod(pListen, [&] { runs.release(); });
+    EXPECT_FALSE(runs.tryAcquire(1, 100)) << "its thread stands still";
     QStringList texts;
     bool bEnded = false;
     QObject::connect(pListen, &ListenThread::recvMsgSig, &receiver, [&](QString msg) { texts << msg; });
