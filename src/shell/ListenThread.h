@@ -21,7 +21,8 @@ public:
     /// Waits up to 30 seconds for the host. On failure logs and comes back to the calling thread.
     ListenThread(QString serverName, QObject* parent);
 
-    /// Lets the socket thread read. After the signals are connected: a host may send, or close, as soon as it is reached.
+    /// Lets the socket thread read. After the signals are connected: a host may send, or close, as soon as it is
+    /// reached.
     void startReading();
 
     /// Ends the socket thread, waiting a second at most. Before the application object goes, which that thread uses.
