@@ -5,6 +5,7 @@ import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 
+import { BEGIN, playAt, prepare } from './playbackScene.mjs';
 import { until } from './processes.mjs';
 import { aLawSamples, longestGap, part, pitch, seconds, SoundServer, spoken } from './soundServer.mjs';
 import { Stage } from './stage.mjs';
@@ -15,7 +16,7 @@ let stage;
 before(async () => {
     sound = await SoundServer.open();
     // The browser hears the microphone too, for its level, and asks nobody.
-    stage = await Stage.open({ env: sound.env, flags: ['--use-fake-ui-for-media-stream'] });
+    stage = await Stage.open({ env: sound.env, flags: ['--use-fake-ui-for-media-stream'], recorder: ['--recorded', '120'] });
     await stage.openBrowser(stage.liveUrl());
 });
 after(async () => {
@@ -125,4 +126,42 @@ fact('a tone at 16 kHz passes the 8 kHz way to the device', async (view) => {
     const samples = await tenSecondsOfTone(view);
     assertTone(samples, 1000);
     assert.ok(longestGap(samples) <= 40, `a gap of ${longestGap(samples)} ms`);
+});
+
+/** Four seconds of what is heard from the moment on at which the button switches the sound on; then it is switched off. */
+async function hearChannel(view, button, on) {
+    const ear = sound.listen();
+    await view.click(button);
+    await view.says(on);
+    await until(() => seconds(spoken(ear.samples())) > 4, 'four seconds of sound', 60000);
+    await view.click(button);
+    await view.says(/^Sound off/);
+    const { length } = ear.samples().values;
+    await until(() => ear.samples().values.length > length + 72000, 'another second and a half');
+    const all = await ear.stop();
+    assert.equal(seconds(spoken(part(all, seconds(all) - 1, seconds(all)))), 0, 'silence afterwards');
+    return part(spoken(all), 0, 4);
+}
+
+/** The tone of channel 1 sounds in the first half of each second. */
+function assertBeeps(samples) {
+    assertTone(samples, 440);
+    const gap = longestGap(samples);
+    assert.ok(gap > 400 && gap < 600, `${gap} ms between two beeps`);
+}
+
+fact('a live channel is heard at its pitch, until its sound is switched off', async (view) => {
+    await view.phase('live');
+    await view.click('start-all');
+    await view.live(2, [0, 1, 2, 3]);
+    view.clickCell((await view.cells(2))[0]);
+    await until(async () => (await view.byId('selected').textContent()) === 'Cell 1: channel 1', 'channel 1 is selected');
+    assertBeeps(await hearChannel(view, 'sound', /^Sound of channel 1 on/));
+});
+
+fact('a recording is heard at its pitch, until its sound is switched off', async (view) => {
+    await view.click('view-playback');
+    await prepare(view, [0]);
+    await playAt(view, BEGIN + 5);
+    assertBeeps(await hearChannel(view, 'play-sound', /^Sound of channel 1 on/));
 });
