@@ -1,12 +1,14 @@
-// The sound of recorded files, in step with the picture: SDL's disk driver stands for the sound card, and writes a
-// block when it would be heard.
+// The sound of recordings, from files and pushed, in step with the picture: SDL's disk driver stands for the sound
+// card, and writes a block when it would be heard.
 #include "Environment.h"
+#include "Player.h"
 #include "Recordings.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <mutex>
+#include <thread>
 
 using recordings::Movie;
 using Clock = std::chrono::steady_clock;
@@ -15,6 +17,7 @@ namespace
 {
 
 constexpr int kBeepAt = 25; // number of the picture that is shown when the tone begins
+constexpr int kLast = 59;   // number of the last one
 
 std::mutex g_lock;
 Clock::time_point g_beepPicture; // when it was shown
@@ -52,14 +55,18 @@ protected:
     }
 
     using First = std::function<void(FilePlayer&, TestWindow&)>;
-    /// Measured in real time on a machine that does other things, too: one of three times must do.
     testing::AssertionResult inStep(const std::string& path, const First& first = {})
+    {
+        return inStep([&] { return lateness(path, first); });
+    }
+    /// Measured in real time on a machine that does other things, too: one of three times must do.
+    testing::AssertionResult inStep(const std::function<double()>& lateness)
     {
         auto result = testing::AssertionFailure();
         for (int i = 0; i < 3; ++i) {
             SetUp();
             std::filesystem::remove(m_file);
-            const double late = lateness(path, first);
+            const double late = lateness();
             if (std::abs(late) <= 40)
                 return testing::AssertionSuccess();
             result << late << " ms late; ";
@@ -77,6 +84,28 @@ protected:
         EXPECT_EQ(LUMODEC_Play(player.port(), window.id()), 1);
         if (first)
             first(player, window);
+        return latenessUntil([&] { return player.ends() == 1; });
+    }
+
+    /// The same for frames that are pushed, a recording that the device plays.
+    double latenessPushed(const std::vector<clip::Bytes>& frames)
+    {
+        TestWindow window(320, 240);
+        const int port = Player::freePort();
+        LUMODEC_RegisterDrawCallback(port, watch, 0);
+        Player player(window.id(), Mode::Playback, port);
+        EXPECT_EQ(LUMODEC_PlaySound(port), 1);
+        std::thread device([&] {
+            for (const auto& frame : frames)
+                player.feed(frame);
+        });
+        const double late = latenessUntil([&] { return window.shot().number() == kLast; });
+        device.join();
+        return late;
+    }
+
+    double latenessUntil(const std::function<bool()>& over)
+    {
         // When each block was written.
         std::vector<std::pair<int64_t, Clock::time_point>> blocks;
         EXPECT_TRUE(eventually([&] {
@@ -84,7 +113,7 @@ protected:
             const auto size = int64_t(std::filesystem::file_size(m_file, none));
             if (!none && (blocks.empty() || blocks.back().first < size))
                 blocks.emplace_back(size, Clock::now());
-            return player.ends() == 1;
+            return over();
         }));
         const int64_t loud = loudByte();
         const auto block = std::find_if(blocks.begin(), blocks.end(), [&](auto& b) { return b.first > loud; });
@@ -122,18 +151,31 @@ TEST_F(FileSoundTest, ContainersSoundIsInStepWithThePicture)
     }
 }
 
-TEST_F(FileSoundTest, RawFilesSoundIsInStepWithThePicture)
+/// Pictures, each followed by its 40 ms of sound.
+std::vector<clip::Bytes> framesWithTone()
 {
     clip::Spec spec;
-    spec.frames = 60;
-    const auto pictures = clip::numbered(spec);
+    spec.frames = kLast + 1;
     const auto silence = clip::aLawTone(8000, 0, 1000, 40), tone = clip::aLawTone(8000, 1000, 1400, 40);
-    clip::Bytes bytes;
-    for (size_t i = 0; i < pictures.size(); ++i) {
-        bytes.insert(bytes.end(), pictures[i].frame.begin(), pictures[i].frame.end());
-        const auto& sound = i < kBeepAt ? silence[i] : tone[i - kBeepAt];
-        bytes.insert(bytes.end(), sound.begin(), sound.end());
+    std::vector<clip::Bytes> frames;
+    for (const auto& picture : clip::numbered(spec)) {
+        const size_t i = frames.size() / 2;
+        frames.push_back(picture.frame);
+        frames.push_back(i < kBeepAt ? silence[i] : tone[i - kBeepAt]);
     }
+    return frames;
+}
+
+TEST_F(FileSoundTest, PushedRecordingsSoundIsInStepWithThePicture)
+{
+    EXPECT_TRUE(inStep([&] { return latenessPushed(framesWithTone()); }));
+}
+
+TEST_F(FileSoundTest, RawFilesSoundIsInStepWithThePicture)
+{
+    clip::Bytes bytes;
+    for (const auto& frame : framesWithTone())
+        bytes.insert(bytes.end(), frame.begin(), frame.end());
     const auto path = m_folder / "a.h265x";
     recordings::writeFile(path, bytes);
     EXPECT_TRUE(inStep(path));
