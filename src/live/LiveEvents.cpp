@@ -139,6 +139,8 @@ void CPluginManage::onShowPTZElect(unsigned uWidth, unsigned uHeight, int nChann
     video.uWidth = uWidth;
     video.uHeight = uHeight;
     video.nShowElect = int32_t(uWidth * uHeight) >= kSteerablePixels ? 1 : 0;
-    if (currentLiveChannel() == nChannel)
-        sendShowElect(video.nShowElect);
+    onGuiThread([&] {
+        if (PlayWidget::Instance()->GetCurChannel(kLivePage) == nChannel)
+            sendShowElect(video.nShowElect);
+    });
 }
