@@ -26,6 +26,7 @@ export class App {
     readonly playback: PlaybackView;
     view: ViewName = 'live';
     private readonly params: Params;
+    private readonly servedBy: string | null;
     private readonly title: SessionTitle;
     private readonly root: HTMLElement;
     private readonly video = h('div', { class: 'video', 'data-testid': 'video' }, h('span', {}, 'The video appears here.'));
@@ -53,6 +54,7 @@ export class App {
     constructor(root: HTMLElement, params: Params, surroundings: Surroundings) {
         this.root = root;
         this.params = params;
+        this.servedBy = surroundings.device?.origin ?? null;
         const title = (this.title = new SessionTitle().keep());
         const kept = recall();
         this.session = new Session(surroundings.hostUrl, title.text, this.video, { webType: params.webType, sampleRate16: params.wideSpeech, alarmStyle: ALARM_STYLE }, params.encryption);
@@ -104,7 +106,7 @@ export class App {
         this.login.clearPassword();
         const { params, actions } = this;
         const { model } = this.session;
-        this.playback.useDevice(device, model.channels.length);
+        this.playback.useDevice(device, this.servedBy, model.channels.length);
         const count = Math.min(params.channels, model.channels.length);
         const split = (params.split ?? (count > 0 ? splitFor(count) : null)) as SplitMode | null;
         if (split !== null && split !== model.split) await actions.setSplit(split);

@@ -64,7 +64,7 @@ export const DEFAULT_HOST = 'ws://127.0.0.1:9002/';
 export interface Surroundings {
     hostUrl: string;
     /** Served by a device itself: then that is the device to log in to. */
-    device: { address: string; port: number } | null;
+    device: { address: string; port: number; origin: string } | null;
 }
 
 /** Asks the page's own server whether it is the host. */
@@ -75,7 +75,7 @@ export async function lookAround(params: Params, location: Location, fetchJson =
     const hostUrl = params.host ?? (servedByHost ? own : DEFAULT_HOST);
     if (!overHttp || servedByHost || import.meta.env.DEV) return { hostUrl, device: null };
     const port = Number(location.port) || (location.protocol === 'https:' ? 443 : 80);
-    return { hostUrl, device: { address: location.hostname, port } };
+    return { hostUrl, device: { address: location.hostname, port, origin: location.origin } };
 }
 
 async function isJson(url: string): Promise<boolean> {

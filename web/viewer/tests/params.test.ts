@@ -39,7 +39,7 @@ describe('lookAround', () => {
 
     it('takes any other server for the device', async () => {
         expect(await lookAround(none, at('http://10.0.0.9:8080/'), () => Promise.resolve(false))).toEqual({
-            hostUrl: 'ws://127.0.0.1:9002/', device: { address: '10.0.0.9', port: 8080 },
+            hostUrl: 'ws://127.0.0.1:9002/', device: { address: '10.0.0.9', port: 8080, origin: 'http://10.0.0.9:8080' },
         });
         expect((await lookAround(none, at('http://10.0.0.9/'), () => Promise.resolve(false))).device?.port).toBe(80);
     });
@@ -62,7 +62,7 @@ describe('loginDefaults', () => {
     it('takes the address line first, then the serving device, then memory', () => {
         remember({ kind: 'serial', address: 'kept', port: 1, user: 'kept', serialNumber: 'S' });
         expect(loginDefaults(none, free)).toMatchObject({ kind: 'serial', address: 'kept', port: 1, user: 'kept', serialNumber: 'S', password: '' });
-        const served = { hostUrl: '', device: { address: 'dev', port: 2 } };
+        const served = { hostUrl: '', device: { address: 'dev', port: 2, origin: 'http://dev:2' } };
         expect(loginDefaults(none, served)).toMatchObject({ kind: 'address', address: 'dev', port: 2 });
         expect(loginDefaults(readParams('?address=line&port=3&password=p'), served)).toMatchObject({ address: 'line', port: 3, password: 'p' });
     });

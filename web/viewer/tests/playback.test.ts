@@ -1,7 +1,7 @@
 // @vitest-environment jsdom
 import { beforeEach, describe, expect, it, vi } from 'vitest';
 import type { AnyRequest } from '../../tests/fakeHost.mjs';
-import { DATE, RECORDINGS, app, choose, click, commands, eachOnItsOwn, enter, goTo, host, id, last, open, press, pressed, process, told, windows } from './playbackPage.ts';
+import { DATE, RECORDINGS, app, choose, click, commands, eachOnItsOwn, enter, enterBySerial, goTo, host, id, last, open, press, pressed, process, told, windows } from './playbackPage.ts';
 
 eachOnItsOwn();
 
@@ -253,6 +253,22 @@ describe('playing by time', () => {
         await goTo('04:05:06');
         expect(last(5, 34).FileInfo[0].BeginTime).toMatch(/^\d{4}-\d\d-\d\d 04:05:06$/);
         expect(last(5, 34).FileInfo[0].EndTime).toMatch(/ 23:59:59$/);
+    });
+
+    it('after a log in by serial number asks the device that served the page', async () => {
+        await enterBySerial(true);
+        await vi.waitFor(() => expect(id('timeline-row-0').dataset.blocks).toBe('10:00:00-11:00:00'));
+        expect(id<HTMLInputElement>('date').value).toBe(DATE);
+    });
+
+    it('after a log in by serial number says that no address is known, on a page from elsewhere', async () => {
+        await enterBySerial(false);
+        await vi.waitFor(() => expect(id('timeline-row-0').textContent).toContain('the address of the device is not known'));
+        expect(id('timeline-row-0').textContent).not.toContain('gives no list');
+        click('files-panel');
+        await vi.waitFor(() => expect(id('files').parentElement?.textContent).toContain('the address of the device is not known'));
+        await goTo('04:05:06');
+        expect(last(5, 34).FileInfo[0].BeginTime).toMatch(/ 04:05:06$/);
     });
 });
 

@@ -65,6 +65,22 @@ export async function open(query: string, settings: Partial<FakeHostSettings> = 
     app.start();
 }
 
+/** Logs in by serial number, and goes to playback. `servedByDevice`: the page comes from the device and not from the host. */
+export async function enterBySerial(servedByDevice: boolean): Promise<void> {
+    host = await startFakeHost({ channels: 16, recordings: RECORDINGS });
+    document.body.innerHTML = '<div id="app"></div>';
+    const device = servedByDevice ? { address: '127.0.0.1', port: host.port, origin: `http://127.0.0.1:${host.port}` } : null;
+    app = new App(document.getElementById('app') as HTMLElement, readParams(''), { hostUrl: host.url, device });
+    app.start();
+    await told('Ready to log in.');
+    id<HTMLInputElement>('login-kind-serial').click();
+    id<HTMLInputElement>('login-serial').value = 'LUMO00000001';
+    id<HTMLButtonElement>('login-submit').form?.requestSubmit();
+    await told('Logged in');
+    click('view-playback');
+    await told('Click into the timeline');
+}
+
 export async function goTo(text: string): Promise<void> {
     id<HTMLInputElement>('go-to-time').value = text;
     id<HTMLButtonElement>('go-to').form?.requestSubmit();

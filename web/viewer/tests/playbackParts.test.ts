@@ -4,7 +4,7 @@ import { clock, DAY_SECONDS, duration, isDate, parseClock, secondsOn, shiftDate,
 import { DownloadJob, type DownloadList } from '../src/playback/downloadJob.ts';
 import { goOn, keep, type KeptWindow } from '../src/playback/keeper.ts';
 import { PlaybackModel } from '../src/playback/playbackModel.ts';
-import { baseOf, RecordingList } from '../src/playback/recordingList.ts';
+import { baseFor, baseOf, listWords, RecordingList } from '../src/playback/recordingList.ts';
 import { blockAt, mergeBlocks, nextRecorded, piecesOf, readDay } from '../src/playback/recordings.ts';
 import { thousandthsFor } from '../src/playback/seek.ts';
 import { pan, placeOf, reveal, secondAt, ticks, WHOLE_DAY, zoomTo } from '../src/playback/timeScale.ts';
@@ -359,9 +359,12 @@ describe('RecordingList', () => {
     });
 
     it('knows nothing of a device that gives no list, or has no address', async () => {
-        const list = new RecordingList(async () => null);
-        expect(list.day(0, DATE)).toEqual({ kind: 'none' });
+        const ask = vi.fn(async () => null);
+        const list = new RecordingList(ask);
+        expect(list.day(0, DATE)).toEqual({ kind: 'nowhere' });
+        expect(await list.load(0, DATE)).toEqual({ kind: 'nowhere' });
         expect(await list.days(0)).toBeNull();
+        expect(ask).not.toHaveBeenCalled();
         list.useDevice('http://10.0.0.9:80');
         expect(await list.load(0, DATE)).toEqual({ kind: 'none' });
         expect(list.day(0, DATE)).toEqual({ kind: 'none' });
@@ -412,4 +415,31 @@ describe('RecordingList', () => {
 describe('baseOf', () => {
     it.each([['10.0.0.9', 80, 'http://10.0.0.9:80'], ['fe80::1', 81, 'http://[fe80::1]:81'], ['[::1]', 80, 'http://[::1]:80'], ['rtsp://10.0.0.9/live', 0, null], ['', 80, null]])(
         '%s port %d is asked at %s', (address, port, base) => expect(baseOf(address, port)).toBe(base));
+});
+
+describe('where the list of recordings is asked for', () => {
+    const address = { kind: 'address', address: '10.0.0.9', port: 80, user: 'u', password: 'p' } as const;
+    const serial = { kind: 'serial', serialNumber: 'LUMO00000001', user: 'u', password: 'p' } as const;
+
+    it('is the address of the log in, also on a page that another device served', () => {
+        expect(baseFor(address, null)).toBe('http://10.0.0.9:80');
+        expect(baseFor(address, 'https://other')).toBe('http://10.0.0.9:80');
+    });
+
+    it('is the device that served the page after a log in by serial number, else nowhere', () => {
+        expect(baseFor(serial, 'https://10.0.0.9')).toBe('https://10.0.0.9');
+        expect(baseFor(serial, null)).toBeNull();
+    });
+});
+
+describe('what stands in the place of a list', () => {
+    const day = (blocks: { begin: number; end: number }[]) => ({ kind: 'known' as const, day: { date: DATE, files: [], pictures: [], blocks } });
+
+    it.each([
+        [{ kind: 'loading' } as const, 'Asking the device…'],
+        [{ kind: 'none' } as const, 'The device gives no list of its recordings.'],
+        [{ kind: 'nowhere' } as const, 'Not listed: the address of the device is not known after this log in.'],
+        [day([]), 'Nothing was recorded on this day.'],
+        [day([{ begin: 0, end: 9 }]), ''],
+    ])('for %o: %s', (state, words) => expect(listWords(state)).toBe(words));
 });

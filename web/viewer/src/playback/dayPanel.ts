@@ -6,6 +6,7 @@ import type { Session } from '../session.ts';
 import { group } from '../toolbar.ts';
 import { clock, duration, isDate, parseClock } from './dayTime.ts';
 import type { PlaybackActions } from './playback.ts';
+import { listWords } from './recordingList.ts';
 import type { Block } from './recordings.ts';
 import { Timeline, type TimelineRow } from './timeline.ts';
 
@@ -94,7 +95,8 @@ export class DayPanel {
         const { model, recordings } = this.actions;
         return model.chosen.map(({ channel, window }) => {
             const state = recordings.day(channel, model.date);
-            return { channel, window, state: state.kind, blocks: state.kind === 'known' ? state.day.blocks : [] };
+            const words = state.kind === 'none' || state.kind === 'nowhere' ? `${listWords(state)} Click to play from a time.` : listWords(state);
+            return { channel, window, state: state.kind, words, blocks: state.kind === 'known' ? state.day.blocks : [] };
         });
     }
 

@@ -6,6 +6,7 @@ import type { Session } from '../session.ts';
 import { clock, DAY_SECONDS, duration, parseClock, timeText } from './dayTime.ts';
 import type { DownloadJob, DownloadList } from './downloadJob.ts';
 import type { PlaybackActions } from './playback.ts';
+import { listWords } from './recordingList.ts';
 import { pieceOf, piecesOf, pictureSpan, type Block, type RecordedDay } from './recordings.ts';
 
 const AVI = 2;
@@ -165,8 +166,7 @@ export class FilesPanel {
         const state = channel >= 0 ? recordings.day(channel, model.date) : null;
         const day = state?.kind === 'known' ? state.day : null;
         const playing = model.playing?.names[model.playing.index] ?? '';
-        const hint = !state ? 'Choose a channel on the left.' : state.kind === 'loading' ? 'Asking the device…'
-            : !day ? 'The device gives no list of its recordings.' : day.files.length === 0 ? 'Nothing was recorded on this day.' : '';
+        const hint = state ? listWords(state) : 'Choose a channel on the left.';
         setText(this.filesHint, hint);
         this.filesHint.hidden = hint === '';
         const key = JSON.stringify([channel, day, playing, this.session.phase, this.job.isRunning]);

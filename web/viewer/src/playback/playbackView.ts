@@ -8,7 +8,7 @@ import { DownloadJob } from './downloadJob.ts';
 import { FilesPanel } from './filesPanel.ts';
 import { PlaybackActions } from './playback.ts';
 import { PlaybackToolbar } from './playbackToolbar.ts';
-import { baseOf, RecordingList } from './recordingList.ts';
+import { baseFor, RecordingList } from './recordingList.ts';
 import type { Block } from './recordings.ts';
 
 export class PlaybackView {
@@ -41,9 +41,9 @@ export class PlaybackView {
         client.on('downloaded', ({ DownPath }) => void this.job.onDownloaded(DownPath));
     }
 
-    /** After a log in: nothing of another device counts any more. */
-    useDevice(device: DeviceAddress, channelCount: number): void {
-        this.recordings.useDevice(device.kind === 'address' ? baseOf(device.address, device.port) : null);
+    /** After a log in: nothing of another device counts any more. `servedBy`: origin of the device that served the page. */
+    useDevice(device: DeviceAddress, servedBy: string | null, channelCount: number): void {
+        this.recordings.useDevice(baseFor(device, servedBy));
         this.actions.model.reset(channelCount);
         this.actions.model.date = '';
         this.range = null;

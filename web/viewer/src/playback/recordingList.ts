@@ -2,7 +2,7 @@
  * Asks the device for its list of recordings and keeps the answers. A device need not have one: playback by date and
  * time works all the same.
  */
-import { Emitter } from '../../../client/index.ts';
+import { Emitter, type DeviceAddress } from '../../../client/index.ts';
 import { isDate, type DateText } from './dayTime.ts';
 import { isObject, readDay, type RecordedDay } from './recordings.ts';
 
@@ -10,7 +10,9 @@ export type DayState =
     | { kind: 'loading' }
     | { kind: 'known'; day: RecordedDay }
     /** The device gives no list. */
-    | { kind: 'none' };
+    | { kind: 'none' }
+    /** Nobody knows where to ask for one. */
+    | { kind: 'nowhere' };
 
 /** A list of the present day grows; whatever zone the device is in, that is a day beside this computer's at most. */
 const GROWS_MS = 20000;
@@ -46,7 +48,7 @@ export class RecordingList extends Emitter<{ changed: void }> {
     day(channel: number, date: DateText): DayState {
         const entry = this.entries.get(`${channel} ${date}`);
         if (!entry || isStale(entry, date)) void this.load(channel, date);
-        return entry?.state ?? (this.base === null ? { kind: 'none' } : { kind: 'loading' });
+        return entry?.state ?? (this.base === null ? { kind: 'nowhere' } : { kind: 'loading' });
     }
 
     /** The known recordings, null without a list. */
@@ -58,7 +60,7 @@ export class RecordingList extends Emitter<{ changed: void }> {
     /** Waits for an answer, whatever it is. */
     async load(channel: number, date: DateText): Promise<DayState> {
         const { base } = this;
-        if (base === null) return { kind: 'none' };
+        if (base === null) return { kind: 'nowhere' };
         const key = `${channel} ${date}`;
         const before = this.entries.get(key)?.state;
         this.entries.set(key, { state: before ?? { kind: 'loading' }, askedAt: Date.now() });
@@ -87,6 +89,20 @@ function isStale({ state, askedAt }: Entry, date: DateText): boolean {
     return age > GROWS_MS && Math.abs(Date.parse(`${date}T12:00:00Z`) - Date.now()) < PRESENT_MS;
 }
 
+/** What stands in the place of a list. */
+export function listWords(state: DayState): string {
+    switch (state.kind) {
+        case 'loading':
+            return 'Asking the device…';
+        case 'none':
+            return 'The device gives no list of its recordings.';
+        case 'nowhere':
+            return 'Not listed: the address of the device is not known after this log in.';
+        case 'known':
+            return state.day.blocks.length === 0 ? 'Nothing was recorded on this day.' : '';
+    }
+}
+
 /** Null for whatever is no JSON: a device's own web pages answer any address. */
 export async function fetchJson(url: string): Promise<unknown> {
     try {
@@ -95,6 +111,14 @@ export async function fetchJson(url: string): Promise<unknown> {
     } catch {
         return null;
     }
+}
+
+/**
+ * Where the device of a log in is asked. A serial number is no address: the device that served the page is, where one did
+ * (`servedBy`, its origin); else nobody knows.
+ */
+export function baseFor(device: DeviceAddress, servedBy: string | null): string | null {
+    return device.kind === 'address' ? baseOf(device.address, device.port) : servedBy;
 }
 
 /** Of a device that was logged in to by this address. */

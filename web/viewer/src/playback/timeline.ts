@@ -4,14 +4,16 @@
  */
 import { h, setAttribute, setText } from '../dom.ts';
 import { clock, DAY_SECONDS } from './dayTime.ts';
+import type { DayState } from './recordingList.ts';
 import type { Block } from './recordings.ts';
 import { pan, placeOf, reveal, secondAt, SPANS, ticks, WHOLE_DAY, zoomTo, type Scale } from './timeScale.ts';
 
 export interface TimelineRow {
     channel: number;
     window: number;
-    /** `loading` and `none` have no blocks to show. */
-    state: 'loading' | 'known' | 'none';
+    /** Without a list there are no blocks to show. */
+    state: DayState['kind'];
+    words: string;
     blocks: readonly Block[];
 }
 
@@ -136,7 +138,7 @@ export class Timeline {
         this.rows.replaceChildren(...rows.map((row) => this.buildRow(row)));
     }
 
-    private buildRow({ channel, state, blocks }: TimelineRow): HTMLElement {
+    private buildRow({ channel, state, words, blocks }: TimelineRow): HTMLElement {
         const seen = blocks.filter(({ begin, end }) => end > this.scale.from && begin < this.scale.to);
         const bars = seen.map(({ begin, end }) => {
             const bar = h('i', { class: 'bar', title: `${clock(begin)} to ${clock(end)}` });
@@ -145,9 +147,8 @@ export class Timeline {
             bar.style.width = percent(Math.min(1, placeOf(this.scale, end)) - left);
             return bar;
         });
-        const words = { loading: 'Asking the device…', none: 'The device gives no list of its recordings. Click to play from a time.', known: blocks.length === 0 ? 'Nothing was recorded on this day.' : '' }[state];
         return h('div', { class: 'tl-row', 'data-state': state, 'data-testid': `timeline-row-${channel}`, 'data-blocks': blocks.map(({ begin, end }) => `${clock(begin)}-${clock(end)}`).join(' ') },
-            ...bars, words ? h('span', { class: 'tl-words' }, words) : null);
+            ...bars, words ? h('span', { class: 'tl-words', title: words }, words) : null);
     }
 
     private drawBand(range: Block | null): void {
