@@ -60,7 +60,7 @@ export class App {
         this.session = new Session(surroundings.hostUrl, title.text, this.video, { webType: params.webType, sampleRate16: params.wideSpeech, alarmStyle: ALARM_STYLE }, params.encryption);
         this.actions = new LiveActions(this.session);
         this.actions.stream = this.keptStream = params.stream ?? kept.stream ?? 0;
-        this.header = new Header(this.session, (view) => void this.show(view));
+        this.header = new Header(this.session, (view) => void this.show(view), () => this.togglePanel('alarms'));
         this.playback = new PlaybackView(this.session, (name) => this.togglePanel(name), () => this.openFiles());
         this.login = new LoginView(this.session, loginDefaults(params, surroundings), (device) => void this.enter(device));
         this.toolbar = new Toolbar(this.session, this.actions, (name) => this.togglePanel(name));
@@ -97,6 +97,7 @@ export class App {
         this.session.dispose();
         this.toolbar.dispose();
         this.playback.dispose();
+        this.alarms.dispose();
         this.title.release();
         this.root.replaceChildren();
     }
@@ -122,7 +123,7 @@ export class App {
     async show(view: ViewName): Promise<void> {
         if (view === this.view || this.switching || this.session.phase !== 'live' || !this.mayLeave()) return;
         this.switching = true;
-        if (this.openPanel !== 'settings') this.openPanel = null;
+        if (this.openPanel !== 'settings' && this.openPanel !== 'alarms') this.openPanel = null;
         await this.switchTo(view);
         this.switching = false;
         this.render();
@@ -229,9 +230,9 @@ export class App {
         this.device.element.hidden = this.openPanel !== 'device';
         this.settings.element.hidden = this.openPanel !== 'settings';
         this.playback.files.element.hidden = this.openPanel !== 'files';
-        this.header.render(this.view);
+        this.header.render(this.view, this.openPanel === 'alarms', this.alarms.model.active);
         this.login.render();
-        this.toolbar.render(this.openPanel, this.alarms.model.active);
+        this.toolbar.render(this.openPanel);
         this.list.render();
         if (this.openPanel === 'settings') this.settings.render();
         else this.picture.render(color);

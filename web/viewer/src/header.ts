@@ -2,7 +2,7 @@
 import { h, setAttribute, setPressed, setText } from './dom.ts';
 import { icon } from './icons.ts';
 import type { Session } from './session.ts';
-import { group, segment } from './toolbar.ts';
+import { group, segment, tool } from './toolbar.ts';
 
 export type ViewName = 'live' | 'playback' | 'color';
 
@@ -10,6 +10,7 @@ export class Header {
     readonly element: HTMLElement;
     private readonly session: Session;
     private readonly device = h('span', { class: 'device', 'data-testid': 'device' });
+    private readonly alarms = tool('alarm', null, 'alarms-panel', 'Alarms of the device');
     private readonly text = h('span');
     private readonly pill = h('span', { class: 'pill', 'data-testid': 'connection' }, h('i', { class: 'dot' }), this.text);
     private readonly retry = h('button', { type: 'button', class: 'quiet', 'data-testid': 'retry' }, 'Try now');
@@ -22,24 +23,26 @@ export class Header {
     };
     private readonly viewGroup = group('View', Object.values(this.views));
 
-    constructor(session: Session, show: (view: ViewName) => void) {
+    constructor(session: Session, show: (view: ViewName) => void, toggleAlarms: () => void) {
         this.session = session;
         this.retry.addEventListener('click', () => session.connect());
         this.logout.addEventListener('click', () => session.logout());
+        this.alarms.addEventListener('click', toggleAlarms);
         for (const [view, button] of Object.entries(this.views)) button.addEventListener('click', () => show(view as ViewName));
         this.element = h(
             'header', { class: 'top' },
             h('span', { class: 'brand' }, 'Lumo', h('b', {}, 'Viewer')),
-            this.device, this.viewGroup, h('span', { class: 'spacer' }), this.pill, this.retry, this.logout,
+            this.device, this.viewGroup, h('span', { class: 'spacer' }), this.alarms, this.pill, this.retry, this.logout,
         );
     }
 
-    render(view: ViewName): void {
+    /** `alarmsOpen`: their panel is; `alarms`: how many go on. */
+    render(view: ViewName, alarmsOpen: boolean, alarms: number): void {
         const { session } = this;
         const [state, text] = stateOf(session);
         setAttribute(this.pill, 'data-state', state);
         setText(this.text, text);
-                this.retry.hidden = session.client.state !== 'waiting' && session.client.state !== 'closed';
+        this.retry.hidden = session.client.state !== 'waiting' && session.client.state !== 'closed';
         const inside = session.phase === 'live' || session.phase === 'recovering';
         setText(this.device, inside ? session.deviceName : '');
         this.viewGroup.hidden = !inside;
@@ -47,7 +50,9 @@ export class Header {
             setPressed(button, name === view);
             button.disabled = session.phase !== 'live';
         }
-        this.logout.hidden = !inside;
+        this.logout.hidden = this.alarms.hidden = !inside;
+        setPressed(this.alarms, alarmsOpen);
+        setAttribute(this.alarms, 'data-alarms', alarms > 0 ? String(alarms) : null);
     }
 }
 

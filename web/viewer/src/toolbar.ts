@@ -20,9 +20,8 @@ export class Toolbar {
     private readonly record = tool('record', null, 'record', 'Record (R)');
     private readonly aspect = tool('aspect', null, 'aspect', 'Original aspect (A)');
     private readonly full = tool('full', null, 'full-screen', 'Full screen (F)');
-    private readonly panels: Record<'talk' | 'alarms' | 'picture' | 'rule' | 'device' | 'settings', HTMLButtonElement> = {
+    private readonly panels: Record<'talk' | 'picture' | 'rule' | 'device' | 'settings', HTMLButtonElement> = {
         talk: tool('talk', null, 'talk-panel', 'Talk, and the alarm voice (T)'),
-        alarms: tool('alarm', null, 'alarms-panel', 'Alarms of the device'),
         picture: tool('picture', null, 'picture-panel', 'Picture: brightness, contrast, colour'),
         rule: tool('rule', null, 'rule-panel', 'Rule drawn over channel 1'),
         device: tool('device', null, 'device-panel', 'Device: firmware, import'),
@@ -39,14 +38,12 @@ export class Toolbar {
             group('Split', this.splits), group('Stream', this.streams),
             h('span', { class: 'gap' }), this.startAll, this.stopAll,
             h('span', { class: 'spacer' }), this.sound, this.snapshot, this.record, this.aspect, this.full,
-            h('span', { class: 'gap' }), this.panels.talk, this.panels.alarms, this.panels.picture, this.panels.rule,
-            this.panels.device, this.panels.settings,
+            h('span', { class: 'gap' }), ...Object.values(this.panels),
         );
         this.wire(togglePanel);
     }
 
-    /** `alarms`: how many go on. */
-    render(openPanel: PanelName | null, alarms = 0): void {
+    render(openPanel: PanelName | null): void {
         const { model, phase } = this.session;
         const live = phase === 'live';
         const channel = model.currentChannel;
@@ -59,7 +56,6 @@ export class Toolbar {
         setAttribute(this.record, 'title', channel?.recording ? 'Stop recording (R)' : 'Record (R)');
         setPressed(this.aspect, channel?.original === true);
         for (const [name, button] of Object.entries(this.panels)) setPressed(button, openPanel === name);
-        setAttribute(this.panels.alarms, 'data-alarms', alarms > 0 ? String(alarms) : null);
     }
 
     private wire(togglePanel: (name: PanelName) => void): void {
@@ -71,8 +67,7 @@ export class Toolbar {
             [this.sound, () => actions.toggleSound()], [this.snapshot, () => actions.snapshot()],
             [this.record, () => actions.toggleRecord()], [this.aspect, () => actions.toggleAspect()],
             [this.full, () => actions.fullScreen()],
-            [this.panels.talk, () => togglePanel('talk')], [this.panels.alarms, () => togglePanel('alarms')],
-            [this.panels.picture, () => togglePanel('picture')], [this.panels.rule, () => togglePanel('rule')],
+            [this.panels.talk, () => togglePanel('talk')], [this.panels.picture, () => togglePanel('picture')], [this.panels.rule, () => togglePanel('rule')],
             [this.panels.device, () => togglePanel('device')], [this.panels.settings, () => togglePanel('settings')],
         ];
         for (const [button, run] of clicks) button.addEventListener('click', () => void run());

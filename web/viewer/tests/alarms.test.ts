@@ -2,7 +2,7 @@
 import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
 import { ALARM_CHOICES, type AlarmChoice } from '../../client/index.ts';
 import { startFakeHost, type FakeHost, type FakeHostSettings } from '../../tests/fakeHost.mjs';
-import { alarmWords, AlarmModel, isHeard } from '../src/alarms/alarmModel.ts';
+import { AlarmModel, alarmPlace, alarmWords, isHeard } from '../src/alarms/alarmModel.ts';
 import { Chime } from '../src/alarms/chime.ts';
 import { App } from '../src/app.ts';
 import { readParams } from '../src/params.ts';
@@ -58,6 +58,28 @@ describe('the list of alarms', () => {
 
 describe('words', () => {
     it.each([['StorrageLowSpace', 'Disk full'], ['WordDetect', 'WordDetect'], ['', 'Unknown alarm']])('for "%s": %s', (event, words) => expect(alarmWords(event)).toBe(words));
+});
+
+describe('the place of an alarm', () => {
+    it.each<[string, number, string]>([
+        ['VideoMotion', 2, 'Channel 3'],
+        ['VideoLoss', 0, 'Channel 1'],
+        ['LocalIO', 0, 'Input 1'],
+        ['LocalIO', 3, 'Input 4'],
+        ['LocalIO', -1, 'Device'],
+        ['StorageNotExist', 0, 'Device'],
+        ['StorageFailure', 0, 'Device'],
+        ['StorageFailureRead', 0, 'Device'],
+        ['StorageFailureWrite', 0, 'Device'],
+        ['StorrageLowSpace', 0, 'Device'],
+        ['NetAlarm', 0, 'Device'],
+        ['NetAbort', 0, 'Device'],
+        ['NetIPConflict', 0, 'Device'],
+        ['LoginFailed', 0, 'Device'],
+        ['VideoMotion', -1, 'Device'],
+        ['VideoMotion', NaN, 'Device'],
+        ['', 1, 'Channel 2'],
+    ])('%s of %i: %s', (event, channel, place) => expect(alarmPlace(channel, event)).toBe(place));
 });
 
 describe('which alarms sound', () => {
@@ -125,6 +147,48 @@ describe('on the page', () => {
         expect(id('alarms-panel').dataset.alarms).toBeUndefined();
         id('alarms-clear').click();
         await soon(() => expect(document.querySelector('[data-testid="alarm"]')).toBeNull());
+    });
+
+    it('says where it is when that is no channel', async () => {
+        await open();
+        id('alarms-panel').click();
+        raise('StorageFailure', 'Start');
+        await says('alarms', 'Disk failure');
+        expect(id('alarm').textContent).toContain('Device');
+        raise('LocalIO', 'Start', 1);
+        await says('alarms', 'Input 2');
+        expect(id('alarms').textContent).not.toContain('Channel');
+    });
+
+    it('tells alarms in every view, and keeps their list open from one to the next', async () => {
+        await open();
+        id('alarms-panel').click();
+        const list = () => id('alarms').closest('section');
+        for (const view of ['playback', 'color', 'live']) {
+            id(`view-${view}`).click();
+            await soon(() => expect(document.getElementById('app')?.dataset.view).toBe(view));
+            await soon(() => expect(id('view-live').disabled).toBe(false));
+            expect(list()?.hidden).toBe(false);
+            raise('VideoMotion', 'Start', 2);
+            await says('alarms', 'goes on');
+            expect(id('alarms-panel').dataset.alarms).toBe('1');
+            raise('VideoMotion', 'Stop', 2);
+            await soon(() => expect(id('alarms-panel').dataset.alarms).toBeUndefined());
+            id('alarms-clear').click();
+        }
+        id('view-playback').click();
+        await soon(() => expect(document.getElementById('app')?.dataset.view).toBe('playback'));
+        id('alarms-panel').click();
+        expect(list()?.hidden).toBe(true);
+        id('alarms-panel').click();
+        expect([list()?.hidden, id('alarms-panel').getAttribute('aria-pressed')]).toEqual([false, 'true']);
+    });
+
+    it('has no alarms button before the log in and after the log out', async () => {
+        await open();
+        expect(id('alarms-panel').hidden).toBe(false);
+        id('logout').click();
+        await soon(() => expect(id('alarms-panel').hidden).toBe(true));
     });
 
     it('says that a log in by address hears none', async () => {

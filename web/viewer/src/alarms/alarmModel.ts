@@ -77,6 +77,15 @@ export function alarmWords(event: string): string {
     return WORDS.get(event) ?? (event === '' ? 'Unknown alarm' : event);
 }
 
+/** Kinds that are told of the device as a whole, whatever channel stands with them. */
+const OF_THE_DEVICE = /^(Storr?age|Net|LoginFailed$)/;
+
+/** Where it is: a channel, an input of the device, or the device itself. */
+export function alarmPlace(channel: number, event: string): string {
+    if (!(channel >= 0) || OF_THE_DEVICE.test(event)) return 'Device';
+    return `${event === 'LocalIO' ? 'Input' : 'Channel'} ${channel + 1}`;
+}
+
 const KINDS: ReadonlyMap<string, AlarmChoiceKey> = new Map([
     ['VideoMotion', 'Motion'],
     ['VideoBlind', 'Blind'],

@@ -2,8 +2,12 @@
 import { ALARM_CHOICES, messageOf, type AlarmChoice, type AlarmChoiceKey, type AlarmData } from '../../../client/index.ts';
 import { h, setAttribute, setText } from '../dom.ts';
 import type { Session } from '../session.ts';
-import { alarmWords, AlarmModel, isHeard, type Alarm } from './alarmModel.ts';
+import { AlarmModel, alarmPlace, alarmWords, isHeard, type Alarm } from './alarmModel.ts';
 import { Chime } from './chime.ts';
+import { Pace } from './pace.ts';
+
+/** A flood of alarms is drawn no faster than anyone can look. */
+const REDRAW_MS = 250;
 
 const LABELS: Record<AlarmChoiceKey, string> = {
     Prompt: 'Sound', all: 'For every alarm', Motion: 'Motion', Blind: 'Camera covered', Loss: 'No video', IO: 'Digital input',
@@ -15,6 +19,7 @@ export class AlarmPanel {
     readonly model = new AlarmModel();
     private readonly session: Session;
     private readonly chime: Chime;
+    private readonly redraw: Pace;
     private readonly list = h('ol', { class: 'alarms', 'data-testid': 'alarms', 'aria-label': 'Alarms', 'aria-live': 'polite' });
     private readonly empty = h('p', { class: 'hint', 'data-testid': 'alarms-empty' });
     private readonly clear = h('button', { type: 'button', 'data-testid': 'alarms-clear' }, 'Clear the list');
@@ -26,10 +31,11 @@ export class AlarmPanel {
     constructor(session: Session, chime = new Chime()) {
         this.session = session;
         this.chime = chime;
+        this.redraw = new Pace(() => session.changed(), REDRAW_MS);
         const choices = ALARM_CHOICES.map((key) => this.choiceRow(key));
         this.element = h('section', { class: 'panel', 'aria-label': 'Alarms' },
             h('h2', {}, 'Alarms'), this.empty, this.list, this.clear,
-            h('h2', {}, 'Sound'), ...choices);
+            h('h2', {}, 'Sound'), h('div', { class: 'choices' }, ...choices));
         this.clear.addEventListener('click', () => {
             this.model.clear();
             this.session.changed();
@@ -38,11 +44,16 @@ export class AlarmPanel {
         this.session.on('ended', () => this.model.clear());
     }
 
+    dispose(): void {
+        this.redraw.cancel();
+    }
+
     /** Reads the choice that this computer keeps. Call after a log in. */
     async load(): Promise<void> {
         try {
             this.choice = await this.session.client.alarms.readChoice();
             for (const [key, box] of this.boxes) box.checked = this.choice[key];
+            this.session.changed();
         } catch (error) {
             this.session.tell('error', messageOf(error));
         }
@@ -63,7 +74,7 @@ export class AlarmPanel {
         const isNew = this.model.add(data, Date.now());
         this.stale = true;
         if (isNew && this.choice && isHeard(this.choice, data.Event)) this.chime.sound();
-        this.session.changed();
+        this.redraw.ask();
     }
 
     private choiceRow(key: AlarmChoiceKey): HTMLElement {
@@ -88,9 +99,9 @@ export class AlarmPanel {
 function row(alarm: Alarm): HTMLElement {
     const lasting = alarm.status === 'Start' && alarm.until === null;
     const element = h('li', { class: 'alarm', 'data-testid': 'alarm', 'data-event': alarm.event },
-        h('time', {}, new Date(alarm.at).toLocaleTimeString()),
+        h('time', { title: new Date(alarm.at).toLocaleString() }, new Date(alarm.at).toLocaleTimeString()),
         h('strong', {}, alarmWords(alarm.event)),
-        h('span', {}, `Channel ${alarm.channel + 1}`),
+        h('span', {}, alarmPlace(alarm.channel, alarm.event)),
         h('span', { class: 'hint' }, endOf(alarm, lasting)));
     setAttribute(element, 'data-state', lasting ? 'lasting' : 'over');
     return element;
