@@ -176,23 +176,28 @@ describe('import', () => {
         click('import-config');
         await says('import-text', 'The device has the configuration');
         expect(commands(30).map(({ SubType, Channel }) => [SubType, Channel])).toEqual([[0, 255]]);
+        expect(id('import-progress').hidden).toBe(true);
     });
 
     it('of another file, for one channel, says when the device has it', async () => {
         await open({ picked: '/logo.bin' });
+        expect(id('import-progress').hidden).toBe(true);
         id<HTMLSelectElement>('import-channel').value = '2';
         click('import-file');
         await soon(() => expect(commands(30)).toHaveLength(1));
         expect(commands(30)[0]).toMatchObject({ SubType: 1, Channel: 2 });
         expect(id('import-text').textContent).toContain('It is sent at once.');
+        expect([id('import-progress').hidden, id('import-progress').hasAttribute('value')]).toEqual([false, false]);
         maintenance().imported(100);
         await says('import-text', 'The device has the file.');
+        expect(id('import-progress').hidden).toBe(true);
     });
 
     it('without a choice', async () => {
         await open();
         click('import-config');
         await says('import-text', 'No file was chosen.');
+        expect(id('import-progress').hidden).toBe(true);
     });
 
     it.each<[string, string, number, string]>([
@@ -206,6 +211,7 @@ describe('import', () => {
         click(button);
         await says('import-text', words);
         expect(id(button).disabled).toBe(false);
+        expect(id('import-progress').hidden).toBe(true);
     });
 
     it('whose dialog fails is not waited for: another one is answered', async () => {
@@ -215,6 +221,7 @@ describe('import', () => {
         host.settings.pickerFails = false;
         click('import-config');
         await says('import-text', 'The device has the configuration');
+        expect(id('import-progress').hidden).toBe(true);
     });
 
     it('that loses its device is no longer waited for', async () => {
@@ -224,6 +231,7 @@ describe('import', () => {
         host.push({ MainEvent: 5, SubEvent: 0, Ret: 100 });
         await told('The connection is back.');
         expect(id('import-text').textContent).toBe('');
+        expect(id('import-progress').hidden).toBe(true);
     });
 });
 

@@ -21,6 +21,8 @@ export class DevicePanel {
     private readonly config = button('import-config', 'Import a configuration…');
     private readonly other = button('import-file', 'Send another file…');
     private readonly channel = h('select', { 'data-testid': 'import-channel' });
+    /** Nothing tells how far it is. */
+    private readonly importBar = h('progress', { 'aria-label': 'Import', 'data-testid': 'import-progress' });
     private readonly importWords = h('p', { class: 'hint', role: 'status', 'data-testid': 'import-text' });
     private listed = -1;
 
@@ -36,7 +38,7 @@ export class DevicePanel {
             h('h2', {}, 'Import'),
             h('p', { class: 'hint' }, 'A configuration has 64 KiB at most and replaces that of the device.'), this.config,
             h('label', { class: 'field' }, h('span', {}, 'Channel of another file'), this.channel),
-            this.other, this.importWords);
+            this.other, this.importBar, this.importWords);
         this.pick.addEventListener('click', () => void this.firmware.pick());
         this.start.addEventListener('click', () => void this.firmware.startFile());
         this.ask.addEventListener('click', () => void this.firmware.ask());
@@ -61,6 +63,7 @@ export class DevicePanel {
         setAttribute(this.words, 'data-phase', firmware.phase);
         // A new configuration in the middle of an upgrade would be lost with the restart.
         this.config.disabled = this.other.disabled = !free;
+        this.importBar.hidden = !this.fileImport.isRunning;
         setText(this.importWords, this.fileImport.text);
         this.renderChannels();
     }

@@ -7,6 +7,8 @@ const NOT_READ = 1019;
 export class FileImport {
     /** What to read below the buttons. */
     text = '';
+    /** From the dialog to the device's answer. */
+    isRunning = false;
     private readonly session: Session;
     /** Only the last one is answered: a dialog that failed says nothing, and the user opens another. */
     private latest = 0;
@@ -28,17 +30,24 @@ export class FileImport {
 
     private async run(send: () => Promise<boolean>, done: string): Promise<void> {
         const mine = ++this.latest;
+        this.isRunning = true;
         this.say('busy', 'Choose the file in the dialog. It is sent at once.');
         try {
             const sent = await send();
-            if (mine === this.latest) this.say('info', sent ? done : 'No file was chosen.');
+            if (mine === this.latest) this.end('info', sent ? done : 'No file was chosen.');
         } catch (error) {
-            if (mine === this.latest) this.say('error', wordsOf(error));
+            if (mine === this.latest) this.end('error', wordsOf(error));
         }
+    }
+
+    private end(kind: 'info' | 'error', text: string): void {
+        this.isRunning = false;
+        this.say(kind, text);
     }
 
     private forget(): void {
         this.latest++;
+        this.isRunning = false;
         this.text = '';
     }
 
