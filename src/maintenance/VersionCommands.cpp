@@ -1,5 +1,6 @@
 // MainType 22: is there a newer build of this program? Answered at once; the event follows when the server has spoken.
 #include "hub/PluginManage.h"
+#include "maintenance/VersionAddress.h"
 #include "maintenance/VersionFetch.h"
 #include "maintenance/VersionOrder.h"
 #include "platform/Paths.h"
@@ -19,17 +20,6 @@ struct SVersion {
     QString strNumber;
     QString strDate;
 };
-
-/// Host of the version file server, without a scheme; empty where a build has none.
-constexpr const char* kVersionServer = LUMO_VERSION_SERVER;
-
-/// Empty for a build without a server: the request then fails at once.
-QString defaultAddress(const QString& strWebType)
-{
-    if (!*kVersionServer)
-        return QString();
-    return QString("http://%1:8080").arg(kVersionServer) + QString("/ocx/%1LumoPlayToolVersion.ini").arg(strWebType);
-}
 
 QString localFile(const QString& strWebType)
 {
@@ -85,7 +75,7 @@ void CPluginManage::onMainMsgCheckToolVersion(const Json::Value& request)
     const QString strLocal = localFile(webType);
     QString strAddress = valueIn(strLocal, "Tool/versionFileAddr");
     if (strAddress.isEmpty())
-        strAddress = defaultAddress(webType);
+        strAddress = defaultVersionAddress(LUMO_VERSION_SERVER, webType);
     writeLog(kTag, QString("check version nSeesionID:%1").arg(sessionId));
     SVersionEnds ends;
     ends.fnTimeout = [] { writeLog(kTag, "access timeout"); };

@@ -1,6 +1,7 @@
 // Load and memory from a machine whose numbers the test makes up.
 #include "maintenance/GetSystemStatus.h"
 #include "device/LoginContext.h"
+#include "maintenance/LoadEvent.h"
 
 #include <gtest/gtest.h>
 
@@ -54,11 +55,15 @@ SMachine machine()
         return g_made.processKnown;
     };
     m.fnSystemCpuTimes = [](SCpuTimes& times) {
+        g_made.calls.push_back("system");
         if (g_made.systemKnown)
             times = g_made.system;
         return g_made.systemKnown;
     };
-    m.fnProcessMemory = [] { return g_made.memory; };
+    m.fnProcessMemory = [] {
+        g_made.calls.push_back("memory");
+        return g_made.memory;
+    };
     return m;
 }
 
@@ -124,12 +129,18 @@ TEST_F(SystemStatus, ASampleOpensTheProcessBeforeTheClockIsReadAndClosesItWhenIt
 {
     using Calls = std::vector<std::string>;
     sampleAfter(1000);
-    EXPECT_EQ(g_made.calls, (Calls{"processors", "open", "tick", "times 77", "close 77"}));
+    EXPECT_EQ(g_made.calls, (Calls{"processors", "open", "tick", "times 77", "close 77", "system", "memory"}));
     g_made.processKnown = false;
     sampleAfter(1000);
-    EXPECT_EQ(g_made.calls.back(), "close 77");
+    EXPECT_EQ(g_made.calls, (Calls{"processors", "open", "tick", "times 77", "close 77", "system", "memory"}));
     sampleAfter(0);
-    EXPECT_EQ(g_made.calls, (Calls{"processors", "open", "tick"})) << "in the same tick it stays open";
+    EXPECT_EQ(g_made.calls, (Calls{"processors", "open", "tick", "system", "memory"}))
+        << "in the same tick it stays open";
+}
+
+TEST_F(SystemStatus, TheClockIsReadBeforeTheMachinesTimesWhenItBegins)
+{
+    EXPECT_EQ(g_made.calls, (std::vector<std::string>{"tick", "system"}));
 }
 
 TEST_F(SystemStatus, TwoHundredAndFiftyMsOfAThousandOnFourProcessorsReport6)
@@ -196,6 +207,17 @@ TEST_F(SystemStatus, NoProcessorsAndAClockThatRunsBackwardsDoNoHarm)
     EXPECT_LE(nApp, 100);
 }
 
+TEST_F(SystemStatus, ProcessTimesThatRunBackwardsAreDividedWithoutASign)
+{
+    g_made.process.nUser = 1000 * kMs;
+    first();
+    g_made.process.nUser -= 100 * kMs;
+    EXPECT_EQ(0, sampleAfter(1000).app) << "a quarter of 2 to the 32 is above 100";
+    g_made.processors = 1;
+    g_made.process.nUser -= 100 * kMs;
+    EXPECT_EQ(-1, sampleAfter(1000).app) << "undivided it is below 0 again";
+}
+
 TEST_F(SystemStatus, TheMachinesLoadIsWhatWasNotIdle)
 {
     first();
@@ -242,13 +264,11 @@ TEST_F(SystemStatus, MoreIdleThanThereWasTimeReportsMinus1)
 TEST_F(SystemStatus, TimesThatPass32BitsDropOneSampleAtMost)
 {
     const quint64 kWrap = quint64(1) << 32;
-    g_made.system = {kWrap - 1000, kWrap - 1000, 0};
+    g_made.system = {kWrap - 1000, 0, 0};
     first();
-    g_made.system.nIdle += 4000 * kMs; // its low half wraps
+    g_made.system.nIdle += 3000 * kMs; // its low half wraps, so that it seems to have gone back
     g_made.system.nKernel += 4000 * kMs;
-    const int nSystem = sampleAfter(1000).system;
-    EXPECT_GE(nSystem, -1);
-    EXPECT_LE(nSystem, 100);
+    EXPECT_EQ(-1, sampleAfter(1000).system);
     g_made.system.nIdle += 3000 * kMs;
     g_made.system.nKernel += 4000 * kMs;
     EXPECT_EQ(25, sampleAfter(1000).system);
@@ -274,6 +294,17 @@ TEST(KeepLoad, ASampleWithAnUnknownLoadIsDroppedAndLeavesTheLastOne)
     EXPECT_EQ(40, context.lastAppMemory);
     EXPECT_TRUE(keepLoad(context, 0, 0, 0));
     EXPECT_EQ(0, context.lastAppMemory);
+}
+
+TEST(LoadEvent, HoldsEachFigureUnderItsOwnKey)
+{
+    const Json::Value event = loadEvent(7, 30, 40);
+    EXPECT_EQ(0, event["MainEvent"].asInt());
+    EXPECT_EQ(5, event["SubEvent"].asInt());
+    EXPECT_EQ(7, event["AppCpu"].asInt());
+    EXPECT_EQ(30, event["SystemCpu"].asInt());
+    EXPECT_EQ(40, event["AppMemory"].asInt());
+    EXPECT_EQ(5u, event.size());
 }
 
 TEST(KeepLoad, WithNoDeviceLoggedInASampleIsDropped)

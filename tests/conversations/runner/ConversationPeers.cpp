@@ -77,6 +77,9 @@ void Conversation::heedKey(const QJsonObject& message, bool wasPlain)
 {
     constexpr int kKeyExchange = 32;
     if (message["Msg"] == kKeyExchange && message["key"].isObject()) {
+        if (!wasPlain) {
+            m_problem = "a key came enciphered: " + compact(message);
+        }
         m_replyKey = message["key"].toObject()["key"].toString().toUtf8();
     } else if (wasPlain && !m_replyKey.isEmpty()) {
         m_problem = "the message is in the clear: " + compact(message);
