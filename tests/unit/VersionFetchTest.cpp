@@ -15,7 +15,7 @@ namespace
 struct Server {
     QTcpServer listener;
     QByteArray answer;
-    int ended = 0;
+    int asked = 0, ended = 0;
 
     Server()
     {
@@ -23,7 +23,10 @@ struct Server {
         QObject::connect(&listener, &QTcpServer::newConnection, [this] {
             QTcpSocket* pSocket = listener.nextPendingConnection();
             QObject::connect(pSocket, &QTcpSocket::disconnected, [this] { ++ended; });
-            QObject::connect(pSocket, &QTcpSocket::readyRead, [this, pSocket] { pSocket->write(answer); });
+            QObject::connect(pSocket, &QTcpSocket::readyRead, [this, pSocket] {
+                ++asked;
+                pSocket->write(answer);
+            });
         });
     }
     QString address() const { return QString("http://127.0.0.1:%1/v.ini").arg(listener.serverPort()); }
@@ -121,9 +124,10 @@ TEST(VersionFetch, AnOwnerThatGoesFirstHearsNothing)
     Counts counts;
     {
         QObject owner;
-        fetchVersionFile(&owner, server.address(), counts.ends(), 100);
-        settle();
+        fetchVersionFile(&owner, server.address(), counts.ends(), 20000);
+        ASSERT_TRUE(waitFor([&] { return server.asked > 0; }));
     }
+    ASSERT_TRUE(waitFor([&] { return server.ended > 0; }));
     settle();
     EXPECT_EQ(0, counts.answers + counts.timeouts);
 }
