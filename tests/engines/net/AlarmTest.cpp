@@ -202,7 +202,7 @@ TEST_F(Alarms, ASubscriptionThatTheDeviceForgotIsMadeAnewAndNoStopIsLost)
 
 TEST_F(Alarms, ADeviceThatGoesAwayIsAskedAgainAfterGrowingPauses)
 {
-    defaults().timings.requestMs = 100;
+    defaults().timings.requestMs = 1000;
     defaults().timings.retryMs = {10, 200, 200};
     defaults().timings.retriesPerStep = 2;
     listen();

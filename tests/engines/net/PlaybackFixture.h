@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 
 namespace lumo::net::test
 {
@@ -18,16 +17,12 @@ protected:
     void SetUp() override
     {
         NetTest::SetUp();
-        ::setenv("TZ", "UTC0", 1);
-        ::tzset();
         offerReplay(onvif, peer);
     }
     void TearDown() override
     {
         viewer.release();
         NetTest::TearDown();
-        ::unsetenv("TZ");
-        ::tzset();
     }
     int begun()
     {

@@ -195,7 +195,7 @@ TEST_F(PlaybackTest, DeafDeviceMakesAControlWaitItsTimeOutOnlyOnce)
 TEST_F(PlaybackTest, LostDeviceIsRefusedAtOnce)
 {
     defaults().timings.watchPeriodMs = 30;
-    defaults().timings.watchRequestMs = 100;
+    defaults().timings.watchRequestMs = 1000;
     begun();
     const int h = playSpan(0, 10);
     ASSERT_TRUE(viewer.waitForCount(3));

@@ -64,7 +64,7 @@ std::vector<std::string> TestFolder::all() const
 {
     std::vector<std::string> found;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(m_path))
-        found.push_back(entry.path().string().substr(m_path.size() + 1));
+        found.push_back(entry.path().generic_string().substr(m_path.size() + 1));
     return found;
 }
 
