@@ -100,7 +100,7 @@ void PacedChannel::pump()
     frameUnread_ = true;
     socket_->write(frame.data(), static_cast<qint64>(frame.size()));
     socket_->flush();
-    watch_->start();
+    watch_->start(static_cast<qint64>(frame.size()));
 }
 
 void PacedChannel::readFrames()

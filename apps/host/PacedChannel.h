@@ -26,12 +26,18 @@ class ReadWatch
 public:
     virtual ~ReadWatch() = default;
 
-    /// To be called after each write: begins to watch.
-    virtual void start() = 0;
+    /// To be called after each write of so many bytes: begins to watch.
+    virtual void start(qint64 bytes) = 0;
 
     /// True when nothing written is left unread.
     virtual bool allRead() = 0;
 };
+
+/// True when the peer of a socket has read all of so many bytes, which were written since it connected.
+using PeerRead = std::function<bool(qint64 written)>;
+
+/// The socket must outlive it. One implementation file per system.
+PeerRead makePeerRead(QLocalSocket& socket);
 
 /// onRead runs on the Qt thread after a start(), once all was read. The socket must outlive the watch.
 std::unique_ptr<ReadWatch> makeReadWatch(QLocalSocket& socket, std::function<void()> onRead);

@@ -1,5 +1,6 @@
 #include "shell/ListenThread.h"
 
+#include "platform/ReadCount.h"
 #include "shell/LightWeightLog.h"
 
 #include <QCoreApplication>
@@ -67,6 +68,14 @@ void ListenThread::stopReading()
 }
 
 void ListenThread::onReadyRead()
+{
+    const qint64 nCame = socket->bytesAvailable() - m_nLeft;
+    takeFrames();
+    m_nLeft = socket->bytesAvailable();
+    platform::countRead(nCame);
+}
+
+void ListenThread::takeFrames()
 {
     while (socket->bytesAvailable() > 0) {
         if (readingHeader && !readHeader())

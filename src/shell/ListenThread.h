@@ -38,6 +38,7 @@ public slots:
 
 private:
     void connectAndHold(const QString& serverName, QThread* pCreator);
+    void takeFrames();
     bool readHeader();
     void readBody();
     void deliver();
@@ -45,6 +46,7 @@ private:
     bool readingHeader = true;
     int expectedSize = 0;
     QByteArray buffer;
+    qint64 m_nLeft = 0; // bytes that came before and are still in the socket's own buffer
     QLocalSocket* socket;
     std::unique_ptr<QThread> m_pThread;
     bool m_bConnected = false; // told by m_tried

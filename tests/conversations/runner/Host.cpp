@@ -11,6 +11,7 @@ Host::Host(const QString& serverName)
     }
     connect(&m_server, &QLocalServer::newConnection, this, [this] {
         m_socket = m_server.nextPendingConnection();
+        m_peerRead = makePeerRead(*m_socket);
         connect(m_socket, &QLocalSocket::readyRead, this, [this] { read(); });
     });
 }
@@ -26,12 +27,13 @@ void Host::sendRaw(const QByteArray& bytes)
         throw Failure{"the process is not connected"};
     }
     m_socket->write(bytes);
+    m_written += bytes.size();
     m_socket->flush();
 }
 
 bool Host::drained() const
 {
-    return m_socket->bytesToWrite() == 0 && unreadByPeer(*m_socket) == 0;
+    return m_socket->bytesToWrite() == 0 && m_peerRead(m_written);
 }
 
 void Host::close()

@@ -9,6 +9,11 @@
 
 #include <functional>
 
+/// True when the peer of a socket has read all of so many bytes, which were written since it connected.
+using PeerRead = std::function<bool(qint64 written)>;
+/// The socket must outlive it. One implementation file per platform.
+PeerRead makePeerRead(QLocalSocket& socket);
+
 class Host : public QObject
 {
 public:
@@ -30,8 +35,7 @@ private:
 
     QLocalServer m_server;
     QLocalSocket* m_socket = nullptr;
+    PeerRead m_peerRead;
+    qint64 m_written = 0;
     QByteArray m_buffer;
 };
-
-/// Bytes written to the socket that its peer has not read yet; one implementation file per platform.
-qint64 unreadByPeer(QLocalSocket& socket);

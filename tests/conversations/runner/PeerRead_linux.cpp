@@ -3,9 +3,11 @@
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 
-qint64 unreadByPeer(QLocalSocket& socket)
+PeerRead makePeerRead(QLocalSocket& socket)
 {
-    int queued = 0;
-    ::ioctl(static_cast<int>(socket.socketDescriptor()), SIOCOUTQ, &queued);
-    return queued;
+    return [&socket](qint64) {
+        int queued = 0;
+        ::ioctl(static_cast<int>(socket.socketDescriptor()), SIOCOUTQ, &queued);
+        return queued == 0;
+    };
 }

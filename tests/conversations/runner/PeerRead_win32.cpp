@@ -1,10 +1,9 @@
 #include "Host.h"
 
-#include <windows.h>
+#include "platform/win32/SharedReadCount.h"
 
-// Flushing a pipe waits until its other end has read all.
-qint64 unreadByPeer(QLocalSocket& socket)
+PeerRead makePeerRead(QLocalSocket& socket)
 {
-    FlushFileBuffers(reinterpret_cast<HANDLE>(socket.socketDescriptor()));
-    return 0;
+    const auto count = std::make_shared<platform::SharedReadCount>(reinterpret_cast<HANDLE>(socket.socketDescriptor()));
+    return [count](qint64 written) { return count->value() == written; };
 }

@@ -1,9 +1,6 @@
-// Linux: the kernel counts what the peer of a Unix socket has not read yet (SIOCOUTQ). Nothing signals that the
-// count fell to zero (writability comes earlier), so it is looked at again and again while a frame is under way.
+// Nothing signals that the peer of a local socket has read all (writability comes earlier), so it is looked at again
+// and again while a frame is under way.
 #include "PacedChannel.h"
-
-#include <linux/sockios.h>
-#include <sys/ioctl.h>
 
 namespace lumo::host
 {
@@ -15,30 +12,24 @@ constexpr int kEagerMs = 1;
 constexpr int kEagerLooks = 100;
 constexpr int kPatientMs = 5;
 
-class OutstandingBytesWatch final : public ReadWatch
+class PolledWatch final : public ReadWatch
 {
 public:
-    OutstandingBytesWatch(QLocalSocket& socket, std::function<void()> onRead)
-        : socket_(socket), onRead_(std::move(onRead))
+    PolledWatch(QLocalSocket& socket, std::function<void()> onRead)
+        : socket_(socket), onRead_(std::move(onRead)), peerHasRead_(makePeerRead(socket))
     {
         timer_.setTimerType(Qt::PreciseTimer);
         QObject::connect(&timer_, &QTimer::timeout, [this] { look(); });
     }
 
-    void start() override
+    void start(qint64 bytes) override
     {
+        written_ += bytes;
         looks_ = 0;
         timer_.start(kEagerMs);
     }
 
-    bool allRead() override
-    {
-        if (socket_.bytesToWrite() > 0)
-            return false;
-        int outstanding = 0;
-        const bool known = ioctl(static_cast<int>(socket_.socketDescriptor()), SIOCOUTQ, &outstanding) == 0;
-        return known && outstanding == 0;
-    }
+    bool allRead() override { return socket_.bytesToWrite() == 0 && peerHasRead_(written_); }
 
 private:
     void look()
@@ -55,7 +46,9 @@ private:
 
     QLocalSocket& socket_;
     std::function<void()> onRead_;
+    const PeerRead peerHasRead_;
     QTimer timer_;
+    qint64 written_ = 0;
     int looks_ = 0;
 };
 
@@ -63,7 +56,7 @@ private:
 
 std::unique_ptr<ReadWatch> makeReadWatch(QLocalSocket& socket, std::function<void()> onRead)
 {
-    return std::make_unique<OutstandingBytesWatch>(socket, std::move(onRead));
+    return std::make_unique<PolledWatch>(socket, std::move(onRead));
 }
 
 } // namespace lumo::host
