@@ -3,6 +3,7 @@
 #include "Failure.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QTimer>
@@ -50,10 +51,13 @@ Conversation::Conversation(const Script& script, const Options& options)
     m_bindings.set("app", m_program.folder());
     m_bindings.set("server", m_host.serverName());
     m_bindings.set("session", 7);
+    const auto quoted = [](QString path) { return path.replace("\\", "\\\\"); };
+    m_bindings.set("home", quoted(QDir::toNativeSeparators(m_program.folder())));
+    m_bindings.set("sep", quoted(QDir::separator()));
 #ifdef Q_OS_WIN
-    m_bindings.set("sep", "\\\\");
+    m_bindings.set("exe", ".exe");
 #else
-    m_bindings.set("sep", "/");
+    m_bindings.set("exe", "");
 #endif
     m_bindings.set("newline", "\n");
     m_bindings.set("return", "\r");

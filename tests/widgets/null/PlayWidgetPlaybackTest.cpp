@@ -117,7 +117,8 @@ TEST_F(PlayWidgetPlayback, SnapshotOnThePlaybackPageGoesIntoTheFolderOfTheMoment
     surface().SetPlaybackChannel(4, 0);
     configure("Path/CapPath", "/pictures");
     EXPECT_EQ(surface().Capture(0, false), 0);
-    EXPECT_THAT(stubdecode::take(), ElementsAre(StartsWith("CatchPicture 64 /pictures/05_")));
+    EXPECT_THAT(stubdecode::take(),
+                ElementsAre(StartsWith("CatchPicture 64 " + platform::joinPath("/pictures", "05_").toStdString())));
     surface().SetPageIndex(kColour);
     EXPECT_EQ(surface().Capture(0, false), -1);
 }
@@ -132,7 +133,8 @@ TEST_F(PlayWidgetPlayback, ClipGoesIntoTheFolderAndFormatOfTheMoment)
     stubdecode::take();
     EXPECT_NE(surface().PlaybackRecord(0, true), 0);
     EXPECT_TRUE(surface().IsPlaybackRecord(0));
-    EXPECT_THAT(stubdecode::take(), ElementsAre(StartsWith("StartDataRecord 64 2 /clips/05_")));
+    EXPECT_THAT(stubdecode::take(),
+                ElementsAre(StartsWith("StartDataRecord 64 2 " + platform::joinPath("/clips", "05_").toStdString())));
     EXPECT_NE(surface().PlaybackRecord(0, false), 0);
     EXPECT_FALSE(surface().IsPlaybackRecord(0));
 }
