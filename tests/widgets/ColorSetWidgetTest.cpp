@@ -43,6 +43,12 @@ TEST_F(ColorSetWidgetTest, BeforeTheFirstStartThereIsNoPort)
     EXPECT_THAT(stubdecode::take(), IsEmpty());
 }
 
+TEST_F(ColorSetWidgetTest, HasNoFrameAndFollowsTheMouse)
+{
+    EXPECT_EQ(m_page->windowFlags(), Qt::WindowFlags(0x2000800) | Qt::Window); // this one has no parent
+    EXPECT_TRUE(m_page->hasMouseTracking());
+}
+
 TEST_F(ColorSetWidgetTest, StartPlaysPort320InTheView)
 {
     const CLogLines log;

@@ -18,6 +18,12 @@ QString plainNumber(const QJsonValue& value)
     return value.isDouble() ? QString::number(static_cast<qint64>(value.toDouble())) : value.toString();
 }
 
+QString escaped(const QString& text)
+{
+    const QString quoted = compact(text);
+    return quoted.mid(1, quoted.size() - 2);
+}
+
 /// Turns <name> and ... outside of texts into texts that JSON can hold.
 QString withMarks(const QString& text)
 {
@@ -125,7 +131,7 @@ QString Bindings::nameOf(const QJsonValue& value, const QString& exceptName) con
 
 QString Bindings::filled(const QString& text) const
 {
-    static const QRegularExpression place("<(?:([A-Za-z][A-Za-z0-9]*)(:hex)?|(.)\\*(\\d+))>");
+    static const QRegularExpression place("<(?:([A-Za-z][A-Za-z0-9]*)(:hex|:json)?|(.)\\*(\\d+))>");
     QString out;
     int from = 0;
     for (auto it = place.globalMatch(text); it.hasNext();) {
@@ -136,7 +142,9 @@ QString Bindings::filled(const QString& text) const
             out += QString(m.captured(4).toInt(), m.captured(3)[0]);
         } else if (has(m.captured(1))) {
             const QJsonValue v = value(m.captured(1));
-            out += m.captured(2).isEmpty() ? plainNumber(v) : QString::number(static_cast<qint64>(v.toDouble()), 16);
+            out += m.captured(2).isEmpty()   ? plainNumber(v)
+                   : m.captured(2) == ":hex" ? QString::number(static_cast<qint64>(v.toDouble()), 16)
+                                             : escaped(escaped(v.toString())); // a text of JSON within a text
         } else {
             out += m.captured(0);
         }
