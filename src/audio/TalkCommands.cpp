@@ -71,9 +71,13 @@ int CPluginManage::readTalkAbility(Json::Value& reply)
     std::vector<char> buffer(kAbilityRoom, 0);
     const int nRet = CLumoConnect::instance()->GetChannelAbility(
         m_login.loginId, "ChannelSystemFunction@SupportIPCTalk", buffer.data(), kAbilityRoom);
-    Json::Value answer;
     const QByteArray text(buffer.data(), int(qstrnlen(buffer.data(), kAbilityRoom)));
-    if (nRet == kRetSuccess && fromText(text, answer))
-        reply["Data"] = answer;
+    try {
+        Json::Value answer;
+        if (nRet == kRetSuccess && fromText(text, answer))
+            reply["Data"] = answer;
+    } catch (const Json::Exception&) {
+        // A text that is nested too deep is no JSON either: the page is told so, not left waiting.
+    }
     return nRet;
 }
