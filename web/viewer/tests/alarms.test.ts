@@ -49,6 +49,22 @@ describe('the list of alarms', () => {
         expect(model.list[0]?.channel).toBe(4999);
     });
 
+    it('keeps what goes on through a flood of what comes and goes', () => {
+        const model = new AlarmModel();
+        model.add(alarm('StorageFailure', 'Start'), 1);
+        model.add(alarm('VideoLoss', 'Start', 3), 2);
+        for (let i = 0; i < 2000; i++) model.add(alarm('VideoMotion', i % 2 === 0 ? 'Start' : 'Stop'), 3 + i);
+        expect([model.list.length, model.active]).toEqual([200, 2]);
+        model.add(alarm('StorageFailure', 'Stop'), 5000);
+        expect(model.list.at(-1)).toMatchObject({ event: 'StorageFailure', until: 5000 });
+    });
+
+    it('lets the oldest go when all go on', () => {
+        const model = new AlarmModel();
+        for (let i = 0; i < 300; i++) model.add(alarm('VideoMotion', 'Start', i), i);
+        expect([model.list.length, model.list[0]?.channel, model.list.at(-1)?.channel]).toEqual([200, 299, 100]);
+    });
+
     it('shows a stop whose start nobody heard, without a sound', () => {
         const model = new AlarmModel();
         expect(model.add(alarm('VideoLoss', 'Stop'), 1)).toBe(false);
@@ -182,7 +198,7 @@ describe('on the page', () => {
         expect(list()?.hidden).toBe(true);
         id('alarms-panel').click();
         expect([list()?.hidden, id('alarms-panel').getAttribute('aria-pressed')]).toEqual([false, 'true']);
-    });
+    }, 30000);
 
     it('has no alarms button before the log in and after the log out', async () => {
         await open();

@@ -14,7 +14,7 @@ export interface Alarm {
     count: number;
 }
 
-/** More than anyone reads; a flood replaces the oldest. */
+/** More than anyone reads; a flood replaces the oldest that is over. */
 const MOST = 200;
 
 export class AlarmModel {
@@ -34,7 +34,7 @@ export class AlarmModel {
             same.count++;
             return false;
         }
-        this.list = [{ id: ++this.lastId, at, until: null, channel, event, status, count: 1 }, ...this.list].slice(0, MOST);
+        this.list = shortened([{ id: ++this.lastId, at, until: null, channel, event, status, count: 1 }, ...this.list]);
         return status !== 'Stop';
     }
 
@@ -44,8 +44,20 @@ export class AlarmModel {
 
     /** Those that have begun and not ended. */
     get active(): number {
-        return this.list.filter(({ status, until }) => status === 'Start' && until === null).length;
+        return this.list.filter(isLasting).length;
     }
+}
+
+/** It has begun and not ended. */
+export function isLasting({ status, until }: Alarm): boolean {
+    return status === 'Start' && until === null;
+}
+
+function shortened(list: Alarm[]): Alarm[] {
+    if (list.length <= MOST) return list;
+    // What goes on stays in sight: it goes only when nothing else is there.
+    const last = list.map(isLasting).lastIndexOf(false);
+    return list.filter((_, index) => index !== (last > 0 ? last : MOST));
 }
 
 const WORDS: ReadonlyMap<string, string> = new Map([

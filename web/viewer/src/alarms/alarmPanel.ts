@@ -2,7 +2,7 @@
 import { ALARM_CHOICES, messageOf, type AlarmChoice, type AlarmChoiceKey, type AlarmData } from '../../../client/index.ts';
 import { h, setAttribute, setText } from '../dom.ts';
 import type { Session } from '../session.ts';
-import { AlarmModel, alarmPlace, alarmWords, isHeard, type Alarm } from './alarmModel.ts';
+import { AlarmModel, alarmPlace, alarmWords, isHeard, isLasting, type Alarm } from './alarmModel.ts';
 import { Chime } from './chime.ts';
 import { Pace } from './pace.ts';
 
@@ -97,7 +97,7 @@ export class AlarmPanel {
 }
 
 function row(alarm: Alarm): HTMLElement {
-    const lasting = alarm.status === 'Start' && alarm.until === null;
+    const lasting = isLasting(alarm);
     const element = h('li', { class: 'alarm', 'data-testid': 'alarm', 'data-event': alarm.event },
         h('time', { title: new Date(alarm.at).toLocaleString() }, new Date(alarm.at).toLocaleTimeString()),
         h('strong', {}, alarmWords(alarm.event)),
