@@ -2,6 +2,7 @@
 #include "device/LumoConnect.h"
 #include "hub/LoginRequest.h"
 #include "hub/PluginManage.h"
+#include "hub/ScreenScale.h"
 #include "platform/WindowSystem.h"
 #include "shell/LightWeightLog.h"
 #include "surface/PlayWidget.h"
@@ -39,13 +40,6 @@ int splitModeFor(int nChannels)
         ++nMode;
     }
     return nMode;
-}
-
-/// The screen's scale in percent: 96 dots per inch are 100. 1 when the screen does not tell.
-int dpiRatio()
-{
-    const int nDpi = platform::screenDpi();
-    return nDpi > 0 ? nDpi * 100 / 96 : 1;
 }
 
 void fillContext(LoginContext& context, const SLoginRequest& login)
@@ -96,7 +90,7 @@ void CPluginManage::onMainMsgLogin(const Json::Value& request)
     else
         reply["adjustBytool"] = hClient != 0;
     reply["Id"] = sessionId;
-    reply["DPIRadio"] = dpiRatio();
+    reply["DPIRadio"] = dpiRatio(platform::screenDpi());
     sendReply(reply, nRet);
 }
 
