@@ -119,16 +119,19 @@ TEST_F(ScaleSliderTest, HasSeventyOneTicksAtTheDefault)
 
 TEST_F(ScaleSliderTest, EveryTenthTickIsLong)
 {
-    slider().setValue(70);
+    slider();
     const int nLongRow = m_pSlider->height() - 8; // within 9 pixels of the edge, beyond 5
-    QVector<int> expected;
-    for (int i = 1; i <= 6; ++i)
-        expected << i * 100;
-    QVector<int> found;
+    QSet<int> found;
+    // The handle covers the tick at its end, and has white pixels of its own: each half is looked at without it.
+    m_pSlider->setValue(70);
     for (const int nX : whiteIn(nLongRow))
-        if (nX > 20 && nX < 680)
+        if (nX < 350)
             found << nX;
-    EXPECT_EQ(found, expected);
+    m_pSlider->setValue(0);
+    for (const int nX : whiteIn(nLongRow))
+        if (nX >= 350)
+            found << nX;
+    EXPECT_EQ(found, QSet<int>({0, 100, 200, 300, 400, 500, 600, 700}));
 }
 
 TEST_F(ScaleSliderTest, NarrowerThanItsStepsAllTicksLieAtTheLeftEdge)

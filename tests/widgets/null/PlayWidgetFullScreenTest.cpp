@@ -1,6 +1,10 @@
 // Full screen: entering, failing, leaving.
 #include "null/NullBrowser.h"
 
+#include "live/RealPlayWidget.h"
+#include "surface/VideoWnd.h"
+
+#include <QImage>
 #include <QKeyEvent>
 #include <QTest>
 
@@ -12,6 +16,7 @@ constexpr char kTag[] = "PlayWidget::onFullScreen";
 constexpr char kExitTag[] = "PlayWidget::onExitFullscreen";
 constexpr char kKeyTag[] = "PlayWidget::keyReleaseEvent";
 const PluginRegion kRegion{20, 30, 400, 300};
+const QColor kBorder(196, 0, 34);
 const QStringList kEntered = {"fullscreen begin", "showFullScreen begin", "showFullScreen end", "fullscreen end"};
 
 class PlayWidgetFullScreen : public NullBrowserTest
@@ -25,6 +30,20 @@ protected:
         ASSERT_TRUE(until([this] { return surface().isVisible(); }));
         null::clearCalls();
         log.clear();
+    }
+
+    /// The border that tells of the live page's selected cell, which is the first.
+    bool hasBorder()
+    {
+        auto* pCell = surface().findChild<CRealPlayWidget*>()->findChild<CVideoWnd*>();
+        return pCell->grab().toImage().pixelColor(0, 0) == kBorder;
+    }
+
+    void startShownWithBorder(int nVersion)
+    {
+        startShown(nVersion);
+        surface().SetTheme("Black");
+        ASSERT_TRUE(hasBorder());
     }
 
     /// As under a window manager that takes the state away again whenever it is asked for.
@@ -169,4 +188,22 @@ TEST_F(PlayWidgetFullScreen, LeavingBeforeTheCheckKeepsTheSurfaceShownAndOneTrac
     ASSERT_TRUE(refusedUntilNoticed());
     EXPECT_EQ(timersRunning(), 1);
     EXPECT_TRUE(surface().isVisible());
+}
+
+TEST_F(PlayWidgetFullScreen, TheSelectedCellHasNoBorderUntilEscape)
+{
+    startShownWithBorder(kWindows7Version);
+    surface().onFullScreen();
+    EXPECT_FALSE(hasBorder());
+    release(Qt::Key_Escape);
+    EXPECT_TRUE(hasBorder());
+}
+
+TEST_F(PlayWidgetFullScreen, ARefusedFullScreenGivesTheSelectedCellItsBorderBack)
+{
+    startShownWithBorder(kWindows8Version);
+    surface().onFullScreen();
+    EXPECT_FALSE(hasBorder());
+    ASSERT_TRUE(refusedUntilNoticed());
+    EXPECT_TRUE(hasBorder());
 }

@@ -178,6 +178,19 @@ TEST_F(PlayWidgetPages, EachModeHasItsNumberOfWindowsOnEachPage)
     EXPECT_EQ(log.of("PlayWidget::ChangeSplit").first(), "pageid=0 mode=0");
 }
 
+TEST_F(PlayWidgetPages, AThemeReachesTheCellsOfBothPages)
+{
+    const auto border = [this](const char* szClass) {
+        return page(szClass)->findChild<CVideoWnd*>()->grab().toImage().pixelColor(0, 0);
+    };
+    surface().SetTheme("Black");
+    for (const char* szClass : {"CRealPlayWidget", "CPlaybackWidget"})
+        EXPECT_EQ(border(szClass), QColor(196, 0, 34)) << szClass;
+    surface().SetTheme("");
+    for (const char* szClass : {"CRealPlayWidget", "CPlaybackWidget"})
+        EXPECT_EQ(border(szClass), QColor(18, 144, 255)) << szClass;
+}
+
 TEST_F(PlayWidgetPages, TheColourPageHasNoSplit)
 {
     surface().SetPageIndex(kColour);

@@ -2,6 +2,7 @@
 #include "null/NullBrowser.h"
 
 #include <QElapsedTimer>
+#include <QVariant>
 
 using namespace platform;
 
@@ -46,6 +47,15 @@ TEST_F(PlayWidgetTracking, TheFirstShowWaitsForTheTickThatSeesThePage)
     ASSERT_TRUE(until([this] { return surface().isVisible(); }));
     EXPECT_EQ(null::calls(), QStringList({QString("moveWindow %1 30 110 400 300").arg(hexOwn()),
                                           QString("invalidate %1").arg(hexOwn())}));
+}
+
+TEST_F(PlayWidgetTracking, AChildTellsItsParentsHandleToTheToolkit)
+{
+    start(kWindows7Version);
+    bind();
+    const QVariant handle = surface().property("_q_embedded_native_parent_handle");
+    EXPECT_EQ(handle.userType(), int(QMetaType::ULongLong));
+    EXPECT_EQ(handle.toULongLong(), browser());
 }
 
 TEST_F(PlayWidgetTracking, AnotherTabsTitleHidesWithinATenthOfASecondAndTheReturnShowsAndMoves)
@@ -239,6 +249,34 @@ TEST_F(PlayWidgetTracking, TheParentsDestructionSendsTheSurfaceToTheSurvivingRoo
                                               "invalidate " + hexOwn()}));
         EXPECT_EQ(log.of("PlayWidget::nativeEvent"), QStringList("recive WM_DESTROY " + hex8(own())));
     }
+}
+
+TEST_F(PlayWidgetTracking, WithoutAClientTheParentsDestructionMovesNothingAndIsHandled)
+{
+    start(kWindows7Version);
+    bind(false);
+    null::clearCalls();
+    null::SMessage message{2, own()};
+    long nResult = 0;
+    EXPECT_TRUE((surface().*&SurfaceAccess::nativeEvent)("windows_generic_MSG", &message, &nResult));
+    EXPECT_EQ(message.nMessage, 0u);
+    EXPECT_TRUE(null::calls().isEmpty());
+    show(kRegion);
+    EXPECT_TRUE(surface().isVisible()); // still bound to its browser
+}
+
+TEST_F(PlayWidgetTracking, TheDestructionOfParentAndClientLeavesTheSurfaceWithoutABrowser)
+{
+    startShown(kWindows7Version);
+    null::remove(kRenderWindow);
+    null::SMessage message{2, own()};
+    long nResult = 0;
+    EXPECT_TRUE((surface().*&SurfaceAccess::nativeEvent)("windows_generic_MSG", &message, &nResult));
+    EXPECT_EQ(null::calls(),
+              QStringList({"setParent " + hexOwn() + " 0", "setParent " + hexOwn() + " 0", "invalidate " + hexOwn()}));
+    log.clear();
+    show(kRegion);
+    EXPECT_EQ(log.of("PlayWidget::onWidgetStatuChange"), QStringList("m_hCurBrowseWnd is invalid window"));
 }
 
 TEST_F(PlayWidgetTracking, OtherNativeEventsPass)
