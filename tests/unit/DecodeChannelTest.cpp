@@ -224,9 +224,24 @@ TEST_F(DecodeChannelTest, RegionByPointsWithoutEnableClearsIt)
 
 TEST_F(DecodeChannelTest, RecordOnAStoppedPortReturnsZeroAndClearsTheFlag)
 {
-    EXPECT_EQ(0, channel.StartRecord("a.avi", 2));
+    play();
+    EXPECT_EQ(1, channel.StartRecord("a.avi", 2));
+    ASSERT_TRUE(channel.IsRecord());
+    ASSERT_EQ(1, channel.StopPreview());
+    stub.calls.clear();
+    EXPECT_EQ(0, channel.StartRecord("b.avi", 2));
     EXPECT_FALSE(channel.IsRecord());
     EXPECT_THAT(stub.calls, IsEmpty());
+}
+
+TEST_F(DecodeChannelTest, RefusedStartOfARecordClearsTheFlag)
+{
+    play();
+    EXPECT_EQ(1, channel.StartRecord("a.avi", 2));
+    ASSERT_TRUE(channel.IsRecord());
+    stub.results["StartDataRecord"] = 0;
+    EXPECT_EQ(0, channel.StartRecord("b.avi", 2));
+    EXPECT_FALSE(channel.IsRecord());
 }
 
 TEST_F(DecodeChannelTest, RefusedStopOfARecordKeepsTheFlag)

@@ -126,6 +126,17 @@ TEST_F(ListenThreadTest, ABodySplitOverReadsIsDeliveredOnceWhenItsSizeMatches)
     EXPECT_EQ((QStringList{"abcdef", "x"}), got);
 }
 
+TEST_F(ListenThreadTest, ABodyBeyondSixteenBitsArrivesWhole)
+{
+    sendRead("00020000");
+    for (int i = 0; i < 4; ++i)
+        sendRead(QByteArray(32768, char('a' + i)));
+    ASSERT_TRUE(gotCount(1));
+    ASSERT_EQ(131072, got[0].size());
+    EXPECT_EQ("abcd", QString(got[0][32767]) + got[0][32768] + got[0][65536 + 1] + got[0][131071]);
+    EXPECT_EQ(1, got.size());
+}
+
 TEST_F(ListenThreadTest, TwoFramesInOneReadAreOneMessage)
 {
     sendRead("00000002{}00000002[]");

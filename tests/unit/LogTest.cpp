@@ -35,6 +35,14 @@ QStringList files()
     return QDir(logDir()).entryList(QDir::Files, QDir::Name);
 }
 
+/// Until a new file is named by another second than those that are there.
+void waitForAnotherName()
+{
+    const QString strSecond = QDateTime::currentDateTime().toString("yyyyMMddhhmmss");
+    while (QDateTime::currentDateTime().toString("yyyyMMddhhmmss") == strSecond)
+        QThread::msleep(10);
+}
+
 /// A writer on its own thread, ended with the test.
 struct SWriter {
     WriteLogThread* pWriter = new WriteLogThread;
@@ -148,12 +156,12 @@ TEST_F(LogFileTest, ALongSessionKeepsTenFilesAndTheNewOne)
     writer.write(strBig);
     for (int i = 0; i < 12; ++i)
         makeOldFile(i);
+    waitForAnotherName();
     writer.write("after\n"); // rotates: the size is looked at before the write
     const QStringList all = files();
-    // Within one second the new file has the name of the one just closed.
-    EXPECT_TRUE(all.size() == 10 || all.size() == 11) << all.size();
-    EXPECT_FALSE(all.contains("old_0.log"));
-    EXPECT_FALSE(all.contains("old_1.log"));
+    EXPECT_EQ(11, all.size());
+    for (int i = 0; i < 12; ++i)
+        EXPECT_EQ(i >= 3, all.contains(QString("old_%1.log").arg(i))) << i;
 }
 
 TEST_F(LogFileTest, AFolderThatCannotBeMadeIsIgnored)
