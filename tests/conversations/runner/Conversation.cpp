@@ -81,6 +81,7 @@ const QHash<QString, Conversation::Verb>& Conversation::verbs()
         {"send", &Conversation::doSend},
         {"close", &Conversation::doClose},
         {"exit", &Conversation::doExit},
+        {"stays", &Conversation::doStays},
         {"silence", &Conversation::doSilence},
         {"net", &Conversation::doNet},
         {"dec", &Conversation::doDec},

@@ -93,6 +93,7 @@ private:
     void sendAndDrain(const QByteArray& body);
     void doClose(const QString& rest);
     void doExit(const QString& rest);
+    void doStays(const QString& rest);
     void doSilence(const QString& rest);
     void doMessages(const QString& rest);
     void doHear(const QString& rest);

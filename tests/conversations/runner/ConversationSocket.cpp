@@ -1,5 +1,5 @@
 // The verbs about the program's start, its socket and its end: args, env, program, start, connected, >, <, send,
-// close, exit, silence.
+// close, exit, stays, silence.
 #include "Conversation.h"
 
 #include "Failure.h"
@@ -131,6 +131,18 @@ void Conversation::doExit(const QString& rest)
                           .arg(m_program.exitCode())};
     }
     checkEnd();
+}
+
+/// What would end the program had a second for it.
+void Conversation::doStays(const QString&)
+{
+    constexpr int kSecondMs = 1000;
+    QElapsedTimer timer;
+    timer.start();
+    waitFor("the second to pass", [&] { return timer.elapsed() >= kSecondMs || !m_program.running(); });
+    if (!m_program.running()) {
+        throw Failure{"the program has ended"};
+    }
 }
 
 /// Nothing else came: a command that the hub answers at once must be answered next. With "gui" the command passes
