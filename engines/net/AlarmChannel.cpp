@@ -99,7 +99,9 @@ int AlarmChannel::pull(OnvifClient& client, OnvifPullPoint& point)
         std::vector<LumoAlarmMessage> messages;
         for (const AlarmNotice& notice : notices)
             m_book.take(notice, now, messages);
-        if (events == 0 && now - begun >= m_timings.alarmIdleMs)
+        // By then a device has told how everything stands, unless there was too much of it for one answer. One without
+        // any event is not waited for: there may be something every moment.
+        if (events < kEventsAtOnce && now - begun >= m_timings.alarmIdleMs)
             m_book.settle(messages);
         hand(messages);
         if (now >= renewAt) {

@@ -200,6 +200,20 @@ TEST_F(Alarms, ASubscriptionThatTheDeviceForgotIsMadeAnewAndNoStopIsLost)
     EXPECT_EQ(messageText(messages.all().back().alarm), "4:0 stop");
 }
 
+TEST_F(Alarms, WhatADeviceThatNeverPausesForgotStopsToo)
+{
+    peer.busy = true;
+    listen();
+    peer.motion(0, true);
+    peer.motion(1, true);
+    ASSERT_TRUE(messages.waitForText("4:0 start, 4:1 start")) << messages.text();
+    peer.device.set([&] { peer.atFirst = {{"tns1:VideoSource/MotionAlarm", "s1", "State", "true", "Initialized"}}; });
+    peer.forget();
+    EXPECT_TRUE(messages.waitForText("4:0 start, 4:1 start, 4:0 stop")) << messages.text();
+    peer.motion(1, false);
+    EXPECT_TRUE(messages.waitForText("4:0 start, 4:1 start, 4:0 stop, 4:1 stop")) << messages.text();
+}
+
 TEST_F(Alarms, ADeviceThatGoesAwayIsAskedAgainAfterGrowingPauses)
 {
     defaults().timings.requestMs = 1000;

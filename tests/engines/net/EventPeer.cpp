@@ -104,6 +104,8 @@ std::string EventPeer::pull(const PeerRequest& request)
     if (!request.url.ends_with("/events/" + std::to_string(m_number)))
         return soapReply(500, "<s:Fault><s:Code><s:Value>s:Receiver</s:Value><s:Subcode><s:Value>"
                               "wsrf-rw:ResourceUnknownFault</s:Value></s:Subcode></s:Code></s:Fault>");
+    if (busy && m_events.empty())
+        m_events.push_back({"tns1:Media/ProfileChanged", "s0"});
     std::string messages;
     for (size_t i = 0; i < limit && !m_events.empty(); ++i) {
         messages += eventXml(m_events.front());

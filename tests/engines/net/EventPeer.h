@@ -39,7 +39,8 @@ public:
     std::string lifetime = "2026-01-01T00:01:00Z"; // told as the end, beside a now of 00:00:00
     std::map<std::string, std::string> insteadOf;  // whole replies, by action
     std::vector<std::string> inputs = {"in_a", "in_b"};
-    std::atomic<int> holdMs{20}; // at most
+    std::atomic<int> holdMs{20};   // at most
+    std::atomic<bool> busy{false}; // no answer without an event: one that means nothing when there is no other
 
 private:
     std::string answer(const std::string& action, const PeerRequest& request);
