@@ -8,7 +8,8 @@ namespace
 {
 
 constexpr int kPickFirmware = 4; // mode of the picker
-constexpr int kFileReplies = 1;  // SubMsg of every reply to MainType 25: the page relies on it
+constexpr int kFileMsg = 25;     // Msg and SubMsg of every reply to MainType 25: the page relies on both
+constexpr int kFileReplies = 1;
 
 enum EFileSubType { kPick = 0, kStart = 1 };
 enum ECloudSubType { kAsk = 0, kStartOnline = 1 };
@@ -24,6 +25,7 @@ QString versionOf(const QString& strFirmware)
 void CPluginManage::onMainMsgLocalUpgrade(const Json::Value& request)
 {
     Json::Value reply = replyTo(request);
+    reply["Msg"] = kFileMsg;
     reply["SubMsg"] = kFileReplies;
     switch (request["SubType"].asInt()) {
     case kPick:
