@@ -176,7 +176,7 @@ TEST_F(UploadTest, AFileArrivesByteForByteAndIsToldOfOnce)
     EXPECT_NE(sent.back().header("Authorization"), "");
 }
 
-TEST_F(UploadTest, ATransferThatNobodyClosesIsFreedAfterItsCallback)
+TEST_F(UploadTest, ATransferThatNobodyClosesTellsItsOwnerAndIsToldOfOnce)
 {
     enter();
     std::weak_ptr<Transfer> freed;
@@ -193,7 +193,6 @@ TEST_F(UploadTest, ATransferThatNobodyClosesIsFreedAfterItsCallback)
         sending->finishStop();
     }
     EXPECT_TRUE(freed.expired());
-    // The same through the calls: the device's answer is the last thing that a transfer holds on to.
     const int handle = sendFile(makeFile(10));
     ASSERT_GT(handle, 0);
     ASSERT_TRUE(calls.waitFor([](const auto& all) { return all.size() == 2; }));
