@@ -91,6 +91,9 @@ TEST_F(LumoConnectUpgradeTest, ADeviceThatKnowsNoVersionOrDoesNotAnswerLeavesThe
     stub.results["GetDevConfig"] = -1;
     EXPECT_EQ(-1, ask());
     EXPECT_EQ("old", newVersion);
+    stub.results["GetDevConfig"] = 0;
+    EXPECT_EQ(0, ask());
+    EXPECT_EQ("old", newVersion) << "no answer either, whatever stands in the record";
 }
 
 TEST_F(LumoConnectUpgradeTest, DatesAreComparedCaseSensitively)

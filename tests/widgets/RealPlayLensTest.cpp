@@ -89,6 +89,17 @@ TEST_F(RealPlayLensTest, SeveralCellsShowNoSliderAndSetItsValueNowhere)
     EXPECT_EQ(m_stub.calls.back(), setting("0.0", "0.5")) << "the scale is taken over with the slider only";
 }
 
+TEST_F(RealPlayLensTest, StepAmongSeveralCellsLeavesTheValueOfASliderFromBefore)
+{
+    show(3, 0);
+    ASSERT_TRUE(isSliderShown());
+    m_page->ChangeSplit(1);
+    ASSERT_NE(slider(), nullptr);
+    m_page->ScaleSwitch(0, 5);
+    EXPECT_EQ(m_stub.calls.back(), setting("2.5", "3.0"));
+    EXPECT_EQ(slider()->value(), 25);
+}
+
 TEST_F(RealPlayLensTest, ChannelWithoutTheAbilityHidesTheSliderOfTheOneBefore)
 {
     show(3, 0);

@@ -181,6 +181,18 @@ TEST_F(RealPlayPictureTest, RightClickDuringElectronicPTZQuitsItAndTellsThePage)
     EXPECT_TRUE(cell(2).GetDigitalZoomStatus()) << "the cell previews again";
 }
 
+TEST_F(RealPlayPictureTest, QuitOfElectronicPTZInCellMinusOneIsThatOfTheSelectedCell)
+{
+    show(3, 2);
+    click(frame(2), {10, 10});
+    m_page->m_ptzElect[3] = {1, {1, 2, 3, 4}, {}};
+    QSignalSpy changed(m_page.get(), &CRealPlayWidget::changePTZELectPage);
+    m_page->OnQuitPTZElect(-1);
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_THAT(stubdecode::take(), ElementsAre("SetDisplayRegion 3 null 0"));
+    EXPECT_EQ(m_page->m_ptzElect[3].nOpen, 0);
+}
+
 TEST_F(RealPlayPictureTest, QuitOfElectronicPTZThatIsNotOpenDoesNothing)
 {
     show(3, 2);
