@@ -105,6 +105,7 @@ const QHash<QString, Conversation::Verb>& Conversation::verbs()
         {"cell", &Conversation::doCell},
         {"nodebug", &Conversation::doNoDebug},
         {"later", &Conversation::doLater},
+        {"after", &Conversation::doAfter},
         {"waits", &Conversation::doWaits},
         {"messages", &Conversation::doMessages},
         {"hear", &Conversation::doHear},
@@ -186,6 +187,7 @@ void Conversation::onCall(const Call& call)
     Item item;
     item.isCall = true;
     item.call = call;
+    item.cameMs = m_clock.elapsed();
     m_pending.push_back(item);
 }
 
@@ -295,6 +297,7 @@ void Conversation::onMessage(const QByteArray& sealed)
     }
     Item item;
     item.message = document.object();
+    item.cameMs = m_clock.elapsed();
     heedKey(document.object(), body == sealed);
     if (!isIgnored(item.message) && !isUnheardLoad(document.object())) {
         m_pending.push_back(item);

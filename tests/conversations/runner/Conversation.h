@@ -44,6 +44,7 @@ private:
         bool held = false; // "waits" has seen it: others may be expected before it is answered
         Call call;
         QJsonValue message;
+        qint64 cameMs = 0;
         QString text() const { return isCall ? call.text() : compact(message); }
     };
     /// A call that may come at any time.
@@ -129,6 +130,7 @@ private:
     void doMouse(const QString& rest);
     void doKey(const QString& rest);
     void doLater(const QString& rest);
+    void doAfter(const QString& rest);
 
     void finish();
     void checkEnd();
@@ -159,6 +161,7 @@ private:
     bool m_logLoses = false; // a flood may outrun it
     int m_logRequest = 0;    // log lines before the last request
     int m_barriers = 0;
+    qint64 m_toldMs = 0;         // when the program was last sent a request, an answer or a callback
     quint32 m_inputTime = 10000; // ms, of the events sent to windows
     QString m_where;
     QStringList m_trace;

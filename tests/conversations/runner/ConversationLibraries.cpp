@@ -72,6 +72,7 @@ void Conversation::expectCall(const QString& rest, const QString& prefix)
         throw Failure{"another call came: " + item.text() + (why.isEmpty() ? QString() : " (" + why + ")")};
     }
     m_pending.erase(it);
+    m_toldMs = m_clock.elapsed();
     m_fakes.answer(item.call, expected.value, expected.fields);
 }
 
@@ -93,6 +94,7 @@ void Conversation::raise(const QString& library, const QString& kind, const QJso
 {
     const quint64 id = m_nextRaise++;
     m_raises[id] = expected;
+    m_toldMs = m_clock.elapsed();
     m_fakes.raise(library, id, kind, fields);
 }
 

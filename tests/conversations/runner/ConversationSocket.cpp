@@ -70,6 +70,7 @@ void Conversation::doRequest(const QString& rest)
 void Conversation::sendAndDrain(const QByteArray& body)
 {
     const int before = m_program.framesRead();
+    m_toldMs = m_clock.elapsed();
     m_host.sendFrame(body);
     waitFor("the program to read the frame", [this] { return m_host.drained(); });
 #ifdef Q_OS_WIN

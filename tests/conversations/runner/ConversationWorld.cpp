@@ -1,4 +1,5 @@
-// The verbs about what else can be seen: log, nolog, debug, ini, file, window, surface, place, mouse, key.
+// The verbs about what else can be seen: log, nolog, debug, ini, file, window, surface, place, mouse, key, later,
+// after.
 #include "Conversation.h"
 
 #include "Failure.h"
@@ -313,4 +314,18 @@ void Conversation::doLater(const QString& rest)
     QElapsedTimer timer;
     timer.start();
     waitFor("the time to pass", [&] { return timer.elapsed() >= rest.toInt(); });
+}
+
+/// after MS: what comes next does so no sooner than MS after the last request, answer or callback. A slow machine only
+/// makes it later.
+void Conversation::doAfter(const QString& rest)
+{
+    const auto next = [&] {
+        return std::find_if(m_pending.begin(), m_pending.end(), [](const Item& i) { return !i.held; });
+    };
+    waitFor("what comes after the pause", [&] { return next() != m_pending.end(); });
+    const qint64 pauseMs = next()->cameMs - m_toldMs;
+    if (pauseMs < rest.toInt()) {
+        throw Failure{QString("it came after %1 ms: ").arg(pauseMs) + next()->text()};
+    }
 }
