@@ -138,6 +138,30 @@ TEST_F(PlaybackPictureTest, SoundThatIsRefusedIsMinusTwo)
     EXPECT_TRUE(m_page->IsSound(0));
 }
 
+TEST_F(PlaybackPictureTest, SoundThatIsRefusedOnAnotherWindowIsOffOnTheFirstToo)
+{
+    play(0, 5);
+    play(2, 6);
+    m_page->SetSound(0, true);
+    stubdecode::answer("PlaySound", 0);
+    EXPECT_EQ(m_page->SetSound(2, true), -2);
+    EXPECT_FALSE(m_page->IsSound(0));
+    EXPECT_FALSE(m_page->IsSound(2));
+}
+
+TEST_F(PlaybackPictureTest, SoundMovesOnThoughTheFirstWindowsDoesNotStop)
+{
+    play(0, 5);
+    play(2, 6);
+    m_page->SetSound(0, true);
+    stubdecode::take();
+    stubdecode::answer("StopSound", 0);
+    EXPECT_EQ(m_page->SetSound(2, true), 0);
+    EXPECT_THAT(stubdecode::take(), ElementsAre("StopSound 64", "PlaySound 66"));
+    EXPECT_FALSE(m_page->IsSound(0));
+    EXPECT_TRUE(m_page->IsSound(2));
+}
+
 TEST_F(PlaybackPictureTest, SoundOffOnAnotherWindowLeavesTheOne)
 {
     play(0, 5);
@@ -211,6 +235,17 @@ TEST_F(PlaybackPictureTest, PictureOfAChannelZeroWindowIsNamed01)
     play(0, 0);
     EXPECT_EQ(m_page->CatchPicture(0, "/pictures"), 0);
     expectPath(pathOf(stubdecode::take().at(0), 1), "/pictures", "01_%T.bmp");
+}
+
+TEST_F(PlaybackPictureTest, PictureOfAnEmptyWindowIsLeftToItsPortAndNamed00)
+{
+    m_page->SetPlayMode(kByTime);
+    EXPECT_EQ(m_page->CatchPicture(1, "/pictures"), 0);
+    const auto calls = stubdecode::take();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_THAT(calls[0], testing::StartsWith("CatchPicture 65 "));
+    expectPath(pathOf(calls[0], 1), "/pictures", "00_%T.bmp");
+    EXPECT_EQ(m_page->CatchPicture(4, "/pictures"), -1);
 }
 
 TEST_F(PlaybackPictureTest, PictureThatIsRefusedIsMinusTwo)
@@ -291,4 +326,12 @@ TEST_F(PlaybackPictureTest, ClipThatDoesNotStartIsOff)
     stubdecode::answer("StartDataRecord", 0);
     EXPECT_EQ(m_page->RecordClip(1, 0, true, "/clips"), 0);
     EXPECT_FALSE(m_page->IsRecording(1));
+}
+
+TEST_F(PlaybackPictureTest, ThemeIsThatOfItsWindows)
+{
+    const QColor border(18, 144, 255);
+    EXPECT_NE(imageOf(cell(0)).pixelColor(0, 0), border);
+    m_page->SetTheme("White");
+    EXPECT_EQ(imageOf(cell(0)).pixelColor(0, 0), border);
 }
