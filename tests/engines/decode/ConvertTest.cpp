@@ -167,13 +167,23 @@ TEST_F(ConvertTest, WhatCannotBeConvertedIsRefusedAndCallsNothing)
     ASSERT_TRUE(recordings::make(m_folder / "old.mpg", old));
     const auto before = files();
     const auto to = m_folder / "to.avi";
-    EXPECT_EQ(start(m_folder / "nothing.h265x", to), 0);
-    EXPECT_EQ(start(m_folder / "text.h265x", to), 0);
-    EXPECT_EQ(start(m_folder / "empty.h265x", to), 0);
-    EXPECT_EQ(start(m_folder / "old.mpg", to), 0);
-    EXPECT_EQ(start(good, good), 0) << "onto itself";
+    const auto told = [&](const std::string& from, const std::string& target) {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(start(from, target), 0);
+        return testing::internal::GetCapturedStderr();
+    };
+    const auto says = [](const std::string& text, const std::string& part) {
+        return text.find(part) != std::string::npos ? testing::AssertionSuccess() : testing::AssertionFailure() << text;
+    };
+    for (const char* name : {"nothing.h265x", "text.h265x", "empty.h265x", "old.mpg", "good.h265x"}) {
+        const std::string from = m_folder / name; // the good one onto itself
+        EXPECT_TRUE(says(told(from, from == good ? good : to), "LumoDecode: this cannot be converted: " + from + "\n"));
+    }
     EXPECT_EQ(start(good, ""), 0);
-    EXPECT_EQ(start(good, m_folder / "text.h265x/below-a-file.avi"), 0);
+    const std::string below = m_folder / "text.h265x/below-a-file.avi";
+    const std::string text = told(good, below);
+    EXPECT_TRUE(says(text, "LumoDecode: this cannot be written (")) << "with the system's reason";
+    EXPECT_TRUE(says(text, ": " + below + "\n"));
     EXPECT_EQ(LUMODEC_ConvertFile(good.c_str(), to.c_str(), 0, Reports::take, 0), 0);
     EXPECT_EQ(LUMODEC_ConvertFile(nullptr, to.c_str(), 2, Reports::take, 0), 0);
     EXPECT_EQ(LUMODEC_ConvertFile(good.c_str(), nullptr, 2, Reports::take, 0), 0);
@@ -259,7 +269,14 @@ protected:
 TEST_F(SmallDiskTest, ConversionEndsLeavesNothingAndTheNextOneWorks)
 {
     ASSERT_GT(std::filesystem::file_size(m_from), std::filesystem::space(m_disk).available);
-    ASSERT_TRUE(converts(m_from, m_disk + "/to.avi")) << "the end is told: the next of a list waits for it";
+    testing::internal::CaptureStderr();
+    const testing::AssertionResult ended = converts(m_from, m_disk + "/to.avi");
+    const std::string told = testing::internal::GetCapturedStderr();
+    ASSERT_TRUE(ended) << "the end is told: the next of a list waits for it";
+    EXPECT_NE(told.find("LumoDecode: conversion ended, the file cannot be written (No space left on device): " +
+                        m_disk + "/to.avi\n"),
+              std::string::npos)
+        << told;
     EXPECT_TRUE(onDisk().empty());
     clip::Spec small;
     small.frames = 5;
@@ -275,10 +292,16 @@ TEST_F(SmallDiskTest, ClipEndsUnderANameThatSaysSo)
         LUMODEC_Pause(player.port(), 1);
         LUMODEC_SetPlayPos(player.port(), 0);
         ASSERT_EQ(LUMODEC_StartDataRecord(player.port(), (m_disk + "/" + name).c_str(), type), 1);
+        testing::internal::CaptureStderr();
         LUMODEC_Play(player.port(), 0);
         for (int i = 0; i < 4; ++i)
             LUMODEC_Fast(player.port());
         EXPECT_TRUE(eventually([&] { return player.ends() == 1; })) << "the playing goes on";
+        const std::string told = testing::internal::GetCapturedStderr();
+        EXPECT_NE(told.find("LumoDecode: recording ended, it cannot be written (No space left on device): " + m_disk +
+                            "/" + name + "\n"),
+                  std::string::npos)
+            << told;
         EXPECT_EQ(LUMODEC_StopDataRecord(player.port()), 1);
         const auto left = onDisk();
         ASSERT_EQ(left.size(), 1u);

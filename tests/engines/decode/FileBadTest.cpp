@@ -30,7 +30,11 @@ protected:
     static bool opens(const std::string& path)
     {
         const int port = Player::freePort();
+        testing::internal::CaptureStderr();
         const bool opened = LUMODEC_OpenFile(port, path.c_str()) != 0;
+        const std::string told = testing::internal::GetCapturedStderr();
+        const bool says = told.find("LumoDecode: no recording that can be played: " + path + "\n") != std::string::npos;
+        EXPECT_EQ(says, !opened) << told;
         EXPECT_EQ(LUMODEC_CloseFile(port), opened);
         return opened;
     }

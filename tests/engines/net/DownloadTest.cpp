@@ -138,9 +138,15 @@ TEST_F(DownloadTest, WhileItRunsNothingStandsUnderItsName)
 TEST_F(DownloadTest, DeviceThatStopsInTheMiddleEndsItOnceAndLeavesNothing)
 {
     peer.cutAfter = 100;
+    testing::internal::CaptureStderr();
     const int h = download(kWhole, folder.path("x.h265x"));
-    ASSERT_GT(h, 0);
-    ASSERT_TRUE(positions.waitForEnd());
+    const bool ended = h > 0 && positions.waitForEnd();
+    const std::string told = testing::internal::GetCapturedStderr();
+    ASSERT_TRUE(ended);
+    EXPECT_NE(
+        told.find("LumoNet: download to " + folder.path("x.h265x") + " failed: the device does not answer any more\n"),
+        std::string::npos)
+        << told;
     expectOneEnd();
     EXPECT_FALSE(saysWhole());
     EXPECT_TRUE(folder.all().empty());
@@ -185,7 +191,10 @@ TEST_F(DownloadTest, PathThatCannotBeWrittenIsRefusedAtOnce)
 {
     const std::string file = folder.path("file");
     std::fclose(std::fopen(file.c_str(), "wb"));
+    testing::internal::CaptureStderr();
     EXPECT_EQ(download(kWhole, file + "/below.h265x"), 0);
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_NE(told.find("LumoNet: download to " + file + "/below.h265x failed: "), std::string::npos) << told;
     EXPECT_EQ(LUMONET_GetLastError(), LUMONET_ERR_ARGUMENT);
     EXPECT_EQ(download(kWhole, ""), 0);
     EXPECT_TRUE(positions.entries().empty());

@@ -73,9 +73,14 @@ TEST_F(FullDisk, DownloadThatFillsItEndsOnceAndLeavesNothing)
     const auto download = [&](const std::string& path) {
         return LUMONET_StartFileDownload(l, &info, path.c_str(), &PositionLog::onPosition, positions.user(), 0);
     };
+    testing::internal::CaptureStderr();
     const int h = download(folder.path("small/x.h265x"));
-    ASSERT_GT(h, 0);
-    ASSERT_TRUE(positions.waitForEnd());
+    const bool ended = h > 0 && positions.waitForEnd();
+    const std::string told = testing::internal::GetCapturedStderr();
+    ASSERT_TRUE(ended);
+    EXPECT_NE(told.find("LumoNet: download to " + folder.path("small/x.h265x") + " failed: No space left on device\n"),
+              std::string::npos)
+        << told;
     EXPECT_EQ(folder.all(), (std::vector<std::string>{"small"}));
     EXPECT_EQ(LUMONET_StopFileDownload(h), 1);
     // And the next command works.

@@ -149,8 +149,15 @@ TEST_F(PlaybackTest, DeviceThatDiesInTheMiddleEndsThePlaybackOnce)
     begun();
     const int h = playSpan(0, 10);
     ASSERT_TRUE(viewer.waitForCount(20));
+    testing::internal::CaptureStderr();
     peer.cutAfter = peer.sent + 5; // and nobody is let in any more
-    ASSERT_TRUE(positions.waitForCount(1));
+    const bool ended = positions.waitForCount(1);
+    const std::string told = testing::internal::GetCapturedStderr();
+    ASSERT_TRUE(ended);
+    EXPECT_NE(
+        told.find("LumoNet: playback " + std::to_string(h) + " ended early: the device does not answer any more\n"),
+        std::string::npos)
+        << told;
     EXPECT_TRUE(inOrder(viewer.frames()));
     EXPECT_EQ(positions.entries()[0].framesBefore, viewer.count());
     EXPECT_EQ(LUMONET_PlayBackControl(h, 1, 0, 0), 0);
