@@ -10,6 +10,8 @@ namespace lumo::net
 
 /// Null before LUMONET_Init and after LUMONET_Cleanup.
 std::shared_ptr<Engine> currentEngine();
+/// Leaves the engine as it is until the process is gone. Only when no other thread runs any more.
+void abandonEngine();
 /// Keeps the error for LUMONET_GetLastError; 0.
 int refuse(int error);
 /// 1 for success, 0 for an error, which is kept.

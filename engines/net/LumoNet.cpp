@@ -45,6 +45,12 @@ std::shared_ptr<Engine> currentEngine()
     return g_engine;
 }
 
+// No lock: a thread that is no more may have held it.
+void abandonEngine()
+{
+    new std::shared_ptr<Engine>(std::move(g_engine));
+}
+
 int refuse(int error)
 {
     t_lastError = error;

@@ -1,0 +1,69 @@
+// The host for Windows with the program for Windows, as two pages use them: commands sent one upon the other arrive as many, in
+// their order. Started by tests/windows/run, which has the display.
+import assert from 'node:assert/strict';
+import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { createRequire } from 'node:module';
+import { tmpdir } from 'node:os';
+import { dirname, join, resolve } from 'node:path';
+import { after, before, test } from 'node:test';
+import { fileURLToPath } from 'node:url';
+
+import { start, stopAll, until } from '../browser/processes.mjs';
+
+const root = resolve(dirname(fileURLToPath(import.meta.url)), '../..');
+const WebSocket = createRequire(join(root, 'web/package.json'))('ws');
+const COMMANDS = 300; // fewer than may wait in the host
+const logs = mkdtempSync(join(tmpdir(), 'lumo-host-'));
+let port;
+
+before(async () => {
+    const program = join(root, 'build/windows/bin/lumo-host.exe');
+    const options = ['--port', '0', '--log-dir', `Z:${logs}`, '--exit-timeout-ms', '60000'];
+    const host = start(join(root, 'scripts/wine-run'), [program, ...options]);
+    port = JSON.parse(await host.line()).port;
+});
+after(async () => {
+    await stopAll();
+    rmSync(logs, { recursive: true });
+});
+
+/** All replies to commands that nobody knows, sent without a wait for any; each of another length than the one before. */
+function burst(title) {
+    return new Promise((done, fail) => {
+        const replies = [];
+        const page = new WebSocket(`ws://127.0.0.1:${port}/?title=${title}`, { origin: `http://127.0.0.1:${port}` });
+        const timer = setTimeout(() => fail(new Error(`${title}: ${replies.length} replies, then none`)), 120000);
+        page.on('error', fail);
+        page.on('close', (code, reason) => fail(new Error(`${title}: closed with ${code} ${reason}`)));
+        page.on('open', () => {
+            for (let i = 1; i <= COMMANDS; i++)
+                page.send(JSON.stringify({ MainType: 99, SubType: 0, MsgID: i, Pad: 'x'.repeat((i * 37) % 1500) }));
+        });
+        page.on('message', (text) => {
+            const reply = JSON.parse(text);
+            if (reply.MainEvent !== undefined || replies.push(reply) < COMMANDS) return;
+            clearTimeout(timer);
+            page.removeAllListeners('close');
+            page.on('close', () => done(replies));
+            page.close();
+        });
+    });
+}
+
+test('commands sent one upon the other are answered one by one, for two pages at a time', async () => {
+    for (const replies of await Promise.all([burst('first-page'), burst('second-page')])) {
+        assert.deepEqual(
+            replies.map((r) => [r.Msg, r.MsgID, r.Ret]),
+            Array.from({ length: COMMANDS }, (_, i) => [99, i + 1, 1019]),
+        );
+    }
+});
+
+test('a page that goes takes its process with it, which ends by itself', async () => {
+    const sessions = async () => (await (await fetch(`http://127.0.0.1:${port}/api/host`)).json()).sessions;
+    await until(async () => (await sessions()) === 0, 'both processes have ended', 120000);
+    for (const number of ['0001', '0002']) {
+        const log = readFileSync(join(logs, `session-${number}.log`), 'utf8');
+        assert.match(log, /the process ended with exit code 0/);
+    }
+});
