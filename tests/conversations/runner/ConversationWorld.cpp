@@ -258,15 +258,18 @@ void Conversation::doPlace(const QString& rest)
     }
 }
 
-/// cell N at X,Y: names the innermost window at that point of the browser's window <cellN>.
+/// cell N at X,Y [WxH]: names the innermost window at that point of the browser's window <cellN>, once it has that
+/// size.
 void Conversation::doCell(const QString& rest)
 {
     const QStringList words = splitWords(rest);
     const QString name = "cell" + words.value(0);
+    const QString size = words.value(3);
     WindowId found = 0;
     waitFor("a window there", [&] {
         found = m_desktop.windowAt(windowOf("browser"), pointOf(words.value(2)));
-        return found != 0;
+        return found != 0 &&
+               (size.isEmpty() || placeText(m_desktop.placeIn(found, windowOf("browser"))).endsWith(' ' + size));
     });
     if (m_bindings.has(name) && windowOf(name) != found) {
         throw Failure{QString("window %1 is there, not <%2>").arg(found).arg(name)};

@@ -111,6 +111,16 @@ void Program::start(const QStringList& arguments, quint16 fakePort)
     m_pid = m_process.processId();
 }
 
+bool Program::crashed() const
+{
+#ifdef Q_OS_WIN
+    constexpr int kAborted = 3; // what abort() leaves there, where no signal can tell
+    if (m_process.exitCode() == kAborted)
+        return true;
+#endif
+    return m_process.exitStatus() == QProcess::CrashExit;
+}
+
 void Program::kill()
 {
     if (running()) {

@@ -32,7 +32,7 @@ public:
     bool started() const { return m_started; }
     bool running() const { return m_process.state() != QProcess::NotRunning; }
     qint64 pid() const { return m_pid; }
-    bool crashed() const { return m_process.exitStatus() == QProcess::CrashExit; }
+    bool crashed() const;
     int exitCode() const { return m_process.exitCode(); }
     /// For what a conversation leaves running.
     void kill();
