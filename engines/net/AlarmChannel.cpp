@@ -99,9 +99,10 @@ int AlarmChannel::pull(OnvifClient& client, OnvifPullPoint& point)
         std::vector<LumoAlarmMessage> messages;
         for (const AlarmNotice& notice : notices)
             m_book.take(notice, now, messages);
-        // By then a device has told how everything stands, unless there was too much of it for one answer. One without
-        // any event is not waited for: there may be something every moment.
-        if (events < kEventsAtOnce && now - begun >= m_timings.alarmIdleMs)
+        // A device first tells how everything stands, in as many answers as it likes. One without any event is not
+        // waited for: there may be something every moment.
+        const bool stillTelling = std::any_of(notices.begin(), notices.end(), [](auto& n) { return n.told; });
+        if (!stillTelling && events < kEventsAtOnce && now - begun >= m_timings.alarmIdleMs)
             m_book.settle(messages);
         hand(messages);
         if (now >= renewAt) {

@@ -214,6 +214,23 @@ TEST_F(Alarms, WhatADeviceThatNeverPausesForgotStopsToo)
     EXPECT_TRUE(messages.waitForText("4:0 start, 4:1 start, 4:0 stop, 4:1 stop")) << messages.text();
 }
 
+TEST_F(Alarms, AnAlarmThatANewSubscriptionTellsLateGoesOnWithoutAStop)
+{
+    defaults().timings.alarmIdleMs = 1;
+    listen();
+    peer.motion(0, true);
+    peer.motion(1, true);
+    ASSERT_TRUE(messages.waitForText("4:0 start, 4:1 start")) << messages.text();
+    peer.most = 1;
+    peer.device.set([&] {
+        peer.atFirst.assign(10, {"tns1:VideoSource/MotionAlarm", "s0", "State", "true", "Initialized"});
+        peer.atFirst.push_back({"tns1:VideoSource/MotionAlarm", "s1", "State", "true", "Initialized"});
+    });
+    peer.forget();
+    peer.motion(0, false); // behind all of them
+    EXPECT_TRUE(messages.waitForText("4:0 start, 4:1 start, 4:0 stop")) << messages.text();
+}
+
 TEST_F(Alarms, ADeviceThatGoesAwayIsAskedAgainAfterGrowingPauses)
 {
     defaults().timings.requestMs = 1000;

@@ -107,7 +107,7 @@ std::string EventPeer::pull(const PeerRequest& request)
     if (busy && m_events.empty())
         m_events.push_back({"tns1:Media/ProfileChanged", "s0"});
     std::string messages;
-    for (size_t i = 0; i < limit && !m_events.empty(); ++i) {
+    for (size_t i = 0; i < std::min<size_t>(limit, most) && !m_events.empty(); ++i) {
         messages += eventXml(m_events.front());
         m_events.pop_front();
     }

@@ -40,6 +40,7 @@ public:
     std::map<std::string, std::string> insteadOf;  // whole replies, by action
     std::vector<std::string> inputs = {"in_a", "in_b"};
     std::atomic<int> holdMs{20};   // at most
+    std::atomic<size_t> most{200}; // events in one answer
     std::atomic<bool> busy{false}; // no answer without an event: one that means nothing when there is no other
 
 private:
