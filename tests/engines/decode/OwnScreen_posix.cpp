@@ -1,6 +1,7 @@
 // Gives this test process an X server to itself: the first of LUMO_SCREENS (names parted by blanks, else DISPLAY alone)
-// that no other test process holds, for as long as it lives. Tests read pixels back, and all their windows stand in the
-// corner: two processes on one screen would see each other's.
+// that no other test process holds, for as long as it lives. The first one of several is not among them: it is where
+// all other tests have their windows. Tests read pixels back, and all their windows stand in the corner: two processes
+// on one screen would see each other's.
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -45,6 +46,8 @@ std::string freeScreen(const std::vector<std::string>& screens)
     std::vector<std::string> screens;
     for (std::string name; names >> name;)
         screens.push_back(name);
+    if (screens.size() > 1)
+        screens.erase(screens.begin());
     if (!screens.empty())
         ::setenv("DISPLAY", freeScreen(screens).c_str(), 1);
     return true;
