@@ -63,7 +63,8 @@ build_web() {
 }
 
 # with_display COMMAND...: runs it on an X server of its own, ended afterwards, with a window manager unless LUMO_WM is none.
-# LUMO_MORE_SCREENS=N starts N more servers, bare ones; LUMO_SCREENS names all of them, the shared one first, to tests that want one to themselves.
+# LUMO_MORE_SCREENS=N starts N more servers, bare ones; LUMO_SCREENS names all of them, the shared one first, to tests
+# that want one to themselves.
 with_display() {
   local dir; dir=$(mktemp -d)
   local i servers=() screens=()
