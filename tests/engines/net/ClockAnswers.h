@@ -25,7 +25,7 @@ inline std::string answer(const std::string& inner)
     return "<e><b><r><tds:SystemDateAndTime>" + inner + "</tds:SystemDateAndTime></r></b></e>";
 }
 
-inline int64_t utc(int y, int mo, int d, int h, int mi, int s)
+inline int64_t utcSeconds(int y, int mo, int d, int h, int mi, int s)
 {
     std::tm t{};
     t.tm_year = y - 1900;
@@ -34,7 +34,13 @@ inline int64_t utc(int y, int mo, int d, int h, int mi, int s)
     t.tm_hour = h;
     t.tm_min = mi;
     t.tm_sec = s;
-    return secondsOfUtc(t) * 1000;
+    return secondsOfUtc(t);
+}
+
+/// In milliseconds.
+inline int64_t utc(int y, int mo, int d, int h, int mi, int s)
+{
+    return utcSeconds(y, mo, d, h, mi, s) * 1000;
 }
 
 inline std::string shown(int64_t ms)

@@ -1,4 +1,5 @@
 // The small rules behind replay: zones, names, the clock of what is shown, the target file, what a search tells.
+#include "ClockAnswers.h"
 #include "DeviceClock.h"
 #include "Onvif.h"
 #include "RecordedName.h"
@@ -9,51 +10,34 @@
 using namespace lumo::net;
 using namespace lumo::net::test;
 
-namespace
-{
-
-int64_t utc(int y, int mo, int d, int h, int mi, int s)
-{
-    std::tm t{};
-    t.tm_year = y - 1900;
-    t.tm_mon = mo - 1;
-    t.tm_mday = d;
-    t.tm_hour = h;
-    t.tm_min = mi;
-    t.tm_sec = s;
-    return secondsOfUtc(t);
-}
-
-} // namespace
-
 TEST(PosixZoneTest, SummerTimeHoldsBetweenItsInstants)
 {
     const auto zone = PosixZone::parse("CET-1CEST,M3.5.0,M10.5.0/3");
     ASSERT_TRUE(zone);
-    EXPECT_EQ(zone->offsetAt(utc(2025, 3, 30, 0, 59, 59)), 3600);
-    EXPECT_EQ(zone->offsetAt(utc(2025, 3, 30, 1, 0, 0)), 7200);
-    EXPECT_EQ(zone->offsetAt(utc(2025, 10, 26, 0, 59, 59)), 7200);
-    EXPECT_EQ(zone->offsetAt(utc(2025, 10, 26, 1, 0, 0)), 3600);
-    EXPECT_EQ(zone->offsetAt(utc(2026, 1, 1, 0, 0, 0)), 3600);
+    EXPECT_EQ(zone->offsetAt(utcSeconds(2025, 3, 30, 0, 59, 59)), 3600);
+    EXPECT_EQ(zone->offsetAt(utcSeconds(2025, 3, 30, 1, 0, 0)), 7200);
+    EXPECT_EQ(zone->offsetAt(utcSeconds(2025, 10, 26, 0, 59, 59)), 7200);
+    EXPECT_EQ(zone->offsetAt(utcSeconds(2025, 10, 26, 1, 0, 0)), 3600);
+    EXPECT_EQ(zone->offsetAt(utcSeconds(2026, 1, 1, 0, 0, 0)), 3600);
 }
 
 TEST(PosixZoneTest, OnTheOtherHalfOfTheEarthItHoldsAcrossNewYear)
 {
     const auto zone = PosixZone::parse("NZST-12NZDT,M9.5.0,M4.1.0/3");
     ASSERT_TRUE(zone);
-    EXPECT_EQ(zone->offsetAt(utc(2025, 1, 1, 0, 0, 0)), 13 * 3600);
-    EXPECT_EQ(zone->offsetAt(utc(2025, 7, 1, 0, 0, 0)), 12 * 3600);
-    EXPECT_EQ(zone->offsetAt(utc(2025, 9, 27, 13, 59, 59)), 12 * 3600);
-    EXPECT_EQ(zone->offsetAt(utc(2025, 9, 27, 14, 0, 0)), 13 * 3600);
+    EXPECT_EQ(zone->offsetAt(utcSeconds(2025, 1, 1, 0, 0, 0)), 13 * 3600);
+    EXPECT_EQ(zone->offsetAt(utcSeconds(2025, 7, 1, 0, 0, 0)), 12 * 3600);
+    EXPECT_EQ(zone->offsetAt(utcSeconds(2025, 9, 27, 13, 59, 59)), 12 * 3600);
+    EXPECT_EQ(zone->offsetAt(utcSeconds(2025, 9, 27, 14, 0, 0)), 13 * 3600);
 }
 
 TEST(PosixZoneTest, FormsOfZones)
 {
     EXPECT_EQ(PosixZone::parse("UTC0")->offsetAt(0), 0);
     EXPECT_EQ(PosixZone::parse("<+0530>-5:30")->offsetAt(0), 19800);
-    EXPECT_EQ(PosixZone::parse("EST5EDT,M3.2.0,M11.1.0")->offsetAt(utc(2025, 7, 1, 0, 0, 0)), -4 * 3600);
-    EXPECT_EQ(PosixZone::parse("AAA0BBB-2,J60/0,J300/0")->offsetAt(utc(2024, 3, 1, 0, 0, 0)), 7200);
-    EXPECT_EQ(PosixZone::parse("AAA0BBB,0/0,364")->offsetAt(utc(2025, 6, 1, 0, 0, 0)), 3600);
+    EXPECT_EQ(PosixZone::parse("EST5EDT,M3.2.0,M11.1.0")->offsetAt(utcSeconds(2025, 7, 1, 0, 0, 0)), -4 * 3600);
+    EXPECT_EQ(PosixZone::parse("AAA0BBB-2,J60/0,J300/0")->offsetAt(utcSeconds(2024, 3, 1, 0, 0, 0)), 7200);
+    EXPECT_EQ(PosixZone::parse("AAA0BBB,0/0,364")->offsetAt(utcSeconds(2025, 6, 1, 0, 0, 0)), 3600);
     for (const char* bad : {"", "UTC", "0", "CET-1CEST", "CET-1CEST,M3.5.0", "CET-1CEST,M13.5.0,M10.5.0", "A-1",
                             "CET-1CEST,M3.5.0,M10.5.0/3 more", "Europe/Berlin", "CET-99"})
         EXPECT_FALSE(PosixZone::parse(bad)) << bad;
@@ -64,10 +48,10 @@ TEST(DeviceZoneTest, HourThatComesTwiceIsTheFirstAndOneThatIsLeftOutTheOneBefore
     DeviceClock clock;
     clock.knowsOffset = true;
     clock.zone = PosixZone::parse("CET-1CEST,M3.5.0,M10.5.0/3");
-    EXPECT_EQ(utcOfShown(clock, utc(2025, 10, 26, 2, 30, 0)), utc(2025, 10, 26, 0, 30, 0));
-    EXPECT_EQ(utcOfShown(clock, utc(2025, 3, 30, 2, 30, 0)), utc(2025, 3, 30, 0, 30, 0));
-    EXPECT_EQ(utcOfShown(clock, utc(2025, 3, 30, 1, 59, 59)), utc(2025, 3, 30, 0, 59, 59));
-    EXPECT_EQ(utcOfShown(clock, utc(2025, 3, 30, 3, 0, 0)), utc(2025, 3, 30, 1, 0, 0));
+    EXPECT_EQ(utcOfShown(clock, utcSeconds(2025, 10, 26, 2, 30, 0)), utcSeconds(2025, 10, 26, 0, 30, 0));
+    EXPECT_EQ(utcOfShown(clock, utcSeconds(2025, 3, 30, 2, 30, 0)), utcSeconds(2025, 3, 30, 0, 30, 0));
+    EXPECT_EQ(utcOfShown(clock, utcSeconds(2025, 3, 30, 1, 59, 59)), utcSeconds(2025, 3, 30, 0, 59, 59));
+    EXPECT_EQ(utcOfShown(clock, utcSeconds(2025, 3, 30, 3, 0, 0)), utcSeconds(2025, 3, 30, 1, 0, 0));
 }
 
 TEST(RecordedNameTest, HoldsRecordingTrackAndTimes)
@@ -76,8 +60,8 @@ TEST(RecordedNameTest, HoldsRecordingTrackAndTimes)
     ASSERT_TRUE(name);
     EXPECT_EQ(name->recording, "rec_0");
     EXPECT_EQ(name->track, "VIDEO001");
-    EXPECT_EQ(name->beginMs, utc(2025, 3, 29, 9, 0, 0) * 1000);
-    EXPECT_EQ(name->endMs, utc(2025, 3, 29, 9, 15, 0) * 1000);
+    EXPECT_EQ(name->beginMs, utcSeconds(2025, 3, 29, 9, 0, 0) * 1000);
+    EXPECT_EQ(name->endMs, utcSeconds(2025, 3, 29, 9, 15, 0) * 1000);
     EXPECT_FALSE(name->picture);
     const auto slashes = parseRecordedName("a/b/VIDEO001/20250329T090000Z-20250329T091500Z.h265x");
     ASSERT_TRUE(slashes);
@@ -152,8 +136,8 @@ TEST(SearchTest, RecordingsAreReadByLocalNames)
     ASSERT_EQ(found.size(), 1u);
     EXPECT_EQ(found[0].token, "R1");
     EXPECT_EQ(found[0].source, "s1");
-    EXPECT_EQ(found[0].earliestMs, utc(2025, 3, 29, 9, 0, 0) * 1000);
-    EXPECT_EQ(found[0].latestMs, utc(2025, 3, 29, 10, 0, 0) * 1000 + 500);
+    EXPECT_EQ(found[0].earliestMs, utcSeconds(2025, 3, 29, 9, 0, 0) * 1000);
+    EXPECT_EQ(found[0].latestMs, utcSeconds(2025, 3, 29, 10, 0, 0) * 1000 + 500);
     EXPECT_TRUE(parseRecordings("no xml", completed).empty());
     EXPECT_TRUE(completed) << "nothing more is asked of such a device";
 }
