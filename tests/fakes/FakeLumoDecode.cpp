@@ -244,7 +244,7 @@ int LUMODEC_CloseFile(int nPort)
     require(stateOf(name, nPort).file || filePort(nPort), name, "the port has no file");
     return answer(name, nPort, Args().number(nPort), [nPort](Port& p, auto& lock) {
         waitIdle(lock, nPort);
-        p = Port();
+        p = Port{.playing = p.playing}; // a refused stop is tried again
     });
 }
 
