@@ -7,6 +7,7 @@ import fcntl
 import json
 import os
 import random
+import re
 import shutil
 import socket
 import struct
@@ -131,7 +132,9 @@ class Process:
 
     def fail(self, text):
         self.errors.seek(0)
-        sys.exit(f"{text}\n{self.errors.read()[-6000:].decode(errors='replace')}\n{self.context()}")
+        said = self.errors.read().decode(errors="replace")
+        report = re.search("^.*(Sanitizer: |runtime error: )", said, re.M) # it may stand long before the end
+        sys.exit("\n".join([text, said[report.start():][:6000] if report else "", said[-6000:], self.context()]))
 
     def drained(self):
         """Waits until the process has read all that was sent: a frame must come in one read."""
