@@ -1,6 +1,7 @@
-// Put in front of the program (LD_PRELOAD) while ThreadSanitizer watches it. Qt starts a program by a bare clone() where
-// the system offers it, of which the sanitizer hears nothing: a lock of its own that another thread holds just then stays
-// locked in the child for ever, and the program asked for never runs. Told that there is no such clone(), Qt calls fork().
+// Put in front of the program (LD_PRELOAD) while ThreadSanitizer watches it. Qt starts a program by a bare clone()
+// where the system offers it, of which the sanitizer hears nothing: a lock of its own that another thread holds just
+// then stays locked in the child for ever, and the program asked for never runs. Told that there is no such clone(), Qt
+// calls fork().
 #include <sys/syscall.h>
 #include <sys/wait.h>
 
