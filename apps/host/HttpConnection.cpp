@@ -31,10 +31,11 @@ template <class Fields> std::string_view single(const Fields& fields, http::fiel
     return fields.count(name) == 1 ? view(fields[name]) : std::string_view();
 }
 
-// What a served page may do: load from here, and talk over loopback.
+// What a served page may do: load from here, talk to hosts over loopback, and ask the device that its user logs in to,
+// which may be anywhere, for its list of recordings.
 constexpr const char* kContentPolicy =
     "default-src 'self'; img-src 'self' data: blob:; media-src 'self' blob:; style-src 'self' 'unsafe-inline'; "
-    "connect-src 'self' http://127.0.0.1:* http://localhost:* ws://127.0.0.1:* ws://localhost:*; "
+    "connect-src 'self' http: https: ws://127.0.0.1:* ws://localhost:*; "
     "object-src 'none'; base-uri 'self'; form-action 'self'; frame-ancestors 'self'";
 
 } // namespace

@@ -60,6 +60,18 @@ TEST(Http, FilesAreServedWithTheirTypes)
     EXPECT_EQ(statusOf(page.get("/assets")), 404);
 }
 
+TEST(Http, ThePageMayAskADeviceAnywhereButLoadsFromHereOnly)
+{
+    PageHost page;
+    const std::string index = page.get("/");
+    const size_t begin = index.find("Content-Security-Policy: ");
+    ASSERT_NE(begin, std::string::npos);
+    const std::string policy = index.substr(begin, index.find("\r\n", begin) - begin);
+    EXPECT_TRUE(contains(policy, "default-src 'self';")) << policy;
+    EXPECT_TRUE(contains(policy, "connect-src 'self' http: https: ws://127.0.0.1:* ws://localhost:*;")) << policy;
+    EXPECT_FALSE(contains(policy, "script-src")) << policy; // that of default-src
+}
+
 TEST(Http, HeadGivesTheHeadOnly)
 {
     PageHost page;
