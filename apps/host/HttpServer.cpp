@@ -101,10 +101,10 @@ void HttpServer::accept(Acceptor& acceptor)
             retryLater(acceptor);
             return;
         }
+        accept(acceptor); // first: the next one must come whatever becomes of this one
         // One too many is closed at once: better than to let it wait behind those that may never speak.
         if (*connections_ < options_.maxConnections)
             std::make_shared<HttpConnection>(std::move(socket), *context_, takeSlot(connections_))->start();
-        accept(acceptor);
     });
 }
 

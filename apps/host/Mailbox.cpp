@@ -1,5 +1,8 @@
 #include "Mailbox.h"
 
+#include <cstdio>
+#include <exception>
+
 #include <QAbstractEventDispatcher>
 
 namespace lumo::host
@@ -33,8 +36,14 @@ void Mailbox::runAll()
         const std::lock_guard lock(mutex_);
         due.swap(waiting_);
     }
-    for (const std::function<void()>& work : due)
-        work();
+    for (const std::function<void()>& work : due) {
+        try {
+            work();
+        } catch (const std::exception& wrong) {
+            // The other sessions know nothing of it; through Qt's event loop it would end them all.
+            std::fprintf(stderr, "lumo-host: a step of a session is given up: %s\n", wrong.what());
+        }
+    }
 }
 
 } // namespace lumo::host

@@ -21,7 +21,8 @@ class Mailbox : public QObject
 public:
     explicit Mailbox(QObject* parent = nullptr);
 
-    /// Any thread. The closure runs on the Qt thread, in order of posting.
+    /// Any thread. The closure runs on the Qt thread, in order of posting. What it throws ends it alone, with a line on
+    /// the error stream.
     void post(std::function<void()> work);
 
     /// Throws away what was posted and has not run, and what it holds.

@@ -46,11 +46,11 @@ constexpr SuffixType kTypes[] = {
 };
 
 /// True for a name that means the same one entry of a folder on every system: no parent, no drive or stream
-/// behind a colon, no other separator, nothing hidden.
+/// behind a colon, no other separator, nothing hidden, and text, as not every system has names of other bytes.
 bool isPlainName(std::string_view name)
 {
     return !name.empty() && name.front() != '.' && name.back() != '.' && name.back() != ' ' &&
-           name.find_first_of(std::string_view("\\:\0", 3)) == std::string_view::npos;
+           name.find_first_of(std::string_view("\\:\0", 3)) == std::string_view::npos && isUtf8(name);
 }
 
 /// The path below the folder that a URL path means; nothing when any of its parts is suspicious.

@@ -12,6 +12,10 @@ namespace lumo::host
 /// plusIsBlank: as in a query, where forms write a blank as '+'.
 std::optional<std::string> percentDecode(std::string_view text, bool plusIsBlank);
 
+/// Whether the bytes are well-formed UTF-8 (RFC 3629): nothing overlong, no halves of surrogate pairs, none above
+/// U+10FFFF.
+bool isUtf8(std::string_view bytes);
+
 /// The part of a request target before the '?'.
 std::string_view targetPath(std::string_view target);
 

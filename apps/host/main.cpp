@@ -13,6 +13,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 
+#include "HandlerLoop.h"
 #include "HttpServer.h"
 #include "Mailbox.h"
 #include "Options.h"
@@ -44,7 +45,7 @@ int run(const Options& options)
             mailbox.post([&] { shutDown(table, server, io, mailbox); });
     });
     const auto untilStopped = boost::asio::make_work_guard(io);
-    std::thread ioThread([&io] { io.run(); });
+    std::thread ioThread([&io] { runHandlers(io); });
 
     std::printf("{\"port\":%u}\n", static_cast<unsigned>(port));
     std::fflush(stdout);

@@ -166,6 +166,14 @@ TEST(Http, GarbageIsAnsweredAndTheHostLivesOn)
     EXPECT_EQ(statusOf(page.get("/")), 200);
 }
 
+TEST(Http, NamesThatAreNoTextAreNotFoundAndTheHostLivesOn)
+{
+    PageHost page;
+    for (const char* path : {"/%FF", "/%C0%AF", "/%ED%A0%80", "/assets/%FF.js"})
+        EXPECT_EQ(statusOf(page.get(path)), 404) << path;
+    EXPECT_EQ(statusOf(page.get("/")), 200);
+}
+
 TEST(Http, HeadersAndBodiesAreBounded)
 {
     PageHost page;

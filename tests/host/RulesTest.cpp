@@ -61,6 +61,17 @@ TEST(UrlRule, EscapesAreDecodedOrRefused)
         EXPECT_FALSE(percentDecode(broken, false)) << broken;
 }
 
+TEST(UrlRule, OnlyWellFormedTextIsUtf8)
+{
+    for (const char* text : {"", "a", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
+                             "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF", "a\xC3\xA4z"})
+        EXPECT_TRUE(isUtf8(text)) << testing::PrintToString(text);
+    for (const char* bytes : {"\xFF", "\x80", "\xC0\xAF", "\xC1\xBF", "\xC3", "\xC3z", "\xE0\x9F\xBF", "\xE2\x82",
+                              "\xE2\x82z", "\xED\xA0\x80", "\xED\xBF\xBF", "\xF0\x8F\xBF\xBF", "\xF0\x9F\x98",
+                              "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "a\xC3\xA4\xFF"})
+        EXPECT_FALSE(isUtf8(bytes)) << testing::PrintToString(bytes);
+}
+
 TEST(UrlRule, QueryValuesAreFound)
 {
     EXPECT_EQ(queryValue("/?title=Web%20Viewer+7", "title"), "Web Viewer 7");
@@ -132,6 +143,18 @@ TEST(FileRule, PathsStayInsideTheFolder)
         EXPECT_FALSE(files.find(path)) << path;
     EXPECT_FALSE(StaticFiles({}).find("/"));
     EXPECT_FALSE(StaticFiles(base / "none").find("/"));
+}
+
+TEST(FileRule, NamesAreTextAndNothingElse)
+{
+    QTemporaryDir outer;
+    const std::filesystem::path base = outer.path().toStdString();
+    for (const char* name : {"\xFF", "\xC0\xAF", "\xED\xA0\x80", "\xC3\xA4.js"})
+        std::ofstream(base / name) << name;
+    const StaticFiles files(base);
+    for (const char* path : {"/%FF", "/%C0%AF", "/%ED%A0%80", "/\xFF"})
+        EXPECT_FALSE(files.find(path)) << path;
+    EXPECT_EQ(files.find("/%C3%A4.js"), base / "\xC3\xA4.js");
 }
 
 TEST(FileRule, ContentTypesFollowTheSuffix)

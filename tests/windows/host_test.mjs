@@ -1,7 +1,7 @@
 // The host for Windows with the program for Windows, as two pages use them: commands sent one upon the other arrive as many, in
 // their order. Started by tests/windows/run, which has the display.
 import assert from 'node:assert/strict';
-import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { dirname, join, resolve } from 'node:path';
@@ -13,18 +13,22 @@ import { start, stopAll, until } from '../browser/processes.mjs';
 const root = resolve(dirname(fileURLToPath(import.meta.url)), '../..');
 const WebSocket = createRequire(join(root, 'web/package.json'))('ws');
 const COMMANDS = 300; // fewer than may wait in the host
-const logs = mkdtempSync(join(tmpdir(), 'lumo-host-'));
+const folder = mkdtempSync(join(tmpdir(), 'lumo-host-'));
+const logs = join(folder, 'logs');
+const page = join(folder, 'page');
 let port;
 
 before(async () => {
     const program = join(root, 'build/windows/bin/lumo-host.exe');
-    const options = ['--port', '0', '--log-dir', `Z:${logs}`, '--exit-timeout-ms', '60000'];
+    mkdirSync(page);
+    writeFileSync(join(page, 'index.html'), 'served');
+    const options = ['--port', '0', '--page', `Z:${page}`, '--log-dir', `Z:${logs}`, '--exit-timeout-ms', '60000'];
     const host = start(join(root, 'scripts/wine-run'), [program, ...options]);
     port = JSON.parse(await host.line()).port;
 });
 after(async () => {
     await stopAll();
-    rmSync(logs, { recursive: true });
+    rmSync(folder, { recursive: true });
 });
 
 /** All replies to commands that nobody knows, sent without a wait for any; each of another length than the one before. */
@@ -57,6 +61,12 @@ test('commands sent one upon the other are answered one by one, for two pages at
             Array.from({ length: COMMANDS }, (_, i) => [99, i + 1, 1019]),
         );
     }
+});
+
+test('a name that is no text is not found, and the host lives on', async () => {
+    const status = async (name) => (await fetch(`http://127.0.0.1:${port}/${name}`)).status;
+    for (const name of ['%FF', '%C0%AF', '%ED%A0%80']) assert.equal(await status(name), 404);
+    assert.equal(await status(''), 200);
 });
 
 test('a page that goes takes its process with it, which ends by itself', async () => {
