@@ -41,11 +41,6 @@ QString pluginFolder()
     return QLibraryInfo::location(QLibraryInfo::PluginsPath);
 }
 
-QString logPath(const Options& options, int id)
-{
-    return QStringLiteral("%1/session-%2.log").arg(options.logDir).arg(id, 4, 10, QLatin1Char('0'));
-}
-
 QString describeExit(int exitCode, QProcess::ExitStatus status)
 {
     if (status == QProcess::NormalExit)
@@ -61,7 +56,7 @@ QString describeExit(int exitCode, QProcess::ExitStatus status)
 ProcessSession::ProcessSession(const Options& options, ProcessRequest request, std::shared_ptr<PendingCommands> pending,
                                Events events, QObject* parent)
     : QObject(parent), options_(options), request_(std::move(request)), events_(std::move(events)),
-      log_(logPath(options, request_.id), options.logBytes, options.logFiles),
+      log_(request_.log, options.logBytes, options.logFiles),
       channel_({[this](std::string message) {
                     if (!pageGone_)
                         events_.message(std::move(message));

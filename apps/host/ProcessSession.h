@@ -31,6 +31,7 @@ struct ProcessRequest {
     int id = 0;
     std::string title; // of the page, as its window's title will hold it; may be empty
     PageConnection connection;
+    QString log; // path of its log file
 };
 
 class ProcessSession : public QObject

@@ -10,22 +10,27 @@
 namespace lumo::host
 {
 
+namespace
+{
+
+constexpr int kNoCount = 1000000000; // a number that no counting reached
+
+} // namespace
+
 RotatingLog::RotatingLog(const QString& path, qint64 maxBytes, int maxFiles)
     : path_(path), maxBytes_(std::max<qint64>(1, maxBytes)), maxFiles_(std::max(1, maxFiles)), file_(path)
 {
-    if (QFileInfo(path_).size() > 0)
-        rotate();
 }
 
 void RotatingLog::write(const QByteArray& bytes)
 {
     QByteArray rest = bytes;
     while (!rest.isEmpty()) {
-        if (!open())
+        if (!open(QIODevice::Append))
             return;
         const qint64 count = fitting(rest);
         if (count == 0) {
-            rotate();
+            startAnew();
             continue;
         }
         if (file_.write(rest.constData(), count) != count)
@@ -41,13 +46,14 @@ void RotatingLog::note(const QString& line)
     write(QStringLiteral("[%1] host: %2\n").arg(stamp, line).toUtf8());
 }
 
-bool RotatingLog::open()
+/// how: Append or Truncate.
+bool RotatingLog::open(QIODevice::OpenMode how)
 {
     if (file_.isOpen())
         return true;
     if (failed_)
         return false;
-    if (!file_.open(QIODevice::WriteOnly | QIODevice::Append)) {
+    if (!file_.open(QIODevice::WriteOnly | how)) {
         failed_ = true;
         std::fprintf(stderr, "lumo-host: cannot write %s: %s\n", qUtf8Printable(path_),
                      qUtf8Printable(file_.errorString()));
@@ -58,17 +64,29 @@ bool RotatingLog::open()
     return true;
 }
 
-void RotatingLog::rotate()
+/// Leaves an empty current file, or none. One that cannot be put aside loses its lines: what comes says more, and the
+/// bound holds.
+void RotatingLog::startAnew()
 {
     file_.close();
-    if (maxFiles_ == 1) {
-        QFile::remove(path_);
+    if (rotate())
         return;
-    }
+    if (!warned_)
+        std::fprintf(stderr, "lumo-host: cannot put %s aside, so that it begins anew\n", qUtf8Printable(path_));
+    warned_ = true;
+    open(QIODevice::Truncate);
+}
+
+/// False when the current file is still there: somebody holds it, or what is no file has the older one's name.
+bool RotatingLog::rotate()
+{
+    if (maxFiles_ == 1)
+        return QFile::remove(path_);
     QFile::remove(olderPath(maxFiles_ - 1));
     for (int i = maxFiles_ - 1; i > 1; --i)
         QFile::rename(olderPath(i - 1), olderPath(i));
     QFile::rename(path_, olderPath(1));
+    return !QFile::exists(path_);
 }
 
 QString RotatingLog::olderPath(int index) const
@@ -89,6 +107,20 @@ qint64 RotatingLog::fitting(const QByteArray& bytes) const
     if (lines > 0)
         return lines;
     return file_.size() > 0 ? 0 : room;
+}
+
+QString newSessionLog(const QString& folder, int& lastNumber)
+{
+    for (const QString& name : QDir(folder).entryList({QStringLiteral("session-*.log*")})) {
+        const int number = name.section(QLatin1Char('-'), 1).section(QLatin1Char('.'), 0, 0).toInt();
+        if (number < kNoCount)
+            lastNumber = std::max(lastNumber, number);
+    }
+    for (;;) {
+        QFile file(QStringLiteral("%1/session-%2.log").arg(folder).arg(++lastNumber, 4, 10, QLatin1Char('0')));
+        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly) || !file.exists())
+            return file.fileName();
+    }
 }
 
 void pruneLogs(const QString& folder, int maxFiles)

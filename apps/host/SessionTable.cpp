@@ -2,6 +2,8 @@
 
 #include <QDir>
 
+#include "RotatingLog.h"
+
 namespace lumo::host
 {
 
@@ -92,7 +94,8 @@ void SessionTable::start(int id, std::shared_ptr<PageSession> page, std::string 
         [this, id] { processGone(id); },
     };
     auto* const process =
-        new ProcessSession(options_, {id, std::move(title), connection}, page->pending(), std::move(events), this);
+        new ProcessSession(options_, {id, std::move(title), connection, newSessionLog(options_.logDir, lastLog_)},
+                           page->pending(), std::move(events), this);
     entries_[id] = {std::move(page), process};
     process->start();
 }

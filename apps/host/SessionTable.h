@@ -47,6 +47,7 @@ private:
     std::atomic<size_t> reserved_{0};
     int lastId_ = 0;               // I/O thread only
     std::map<int, Entry> entries_; // Qt thread only, as the rest
+    int lastLog_ = 0;
     std::function<void()> done_;
     bool closing_ = false;
 };

@@ -9,6 +9,7 @@
 #include "WebClient.h"
 
 using namespace lumo::test;
+using lumo::host::newSessionLog;
 using lumo::host::RotatingLog;
 
 namespace
@@ -68,13 +69,50 @@ TEST(RotatingLogFile, OneFileStartsAnew)
     EXPECT_EQ(QDir(at.folder.path()).entryList(QDir::Files).size(), 1);
 }
 
-TEST(RotatingLogFile, AnEarlierRunIsRotatedAway)
+TEST(RotatingLogFile, OneThatCannotBePutAsideBeginsAnewAfterOneWarning)
 {
     LogFolder at;
-    RotatingLog(at.path(), 100, 3).write("first run\n");
-    RotatingLog(at.path(), 100, 3).write("second run\n");
-    EXPECT_EQ(at.file(""), "second run\n");
-    EXPECT_EQ(at.file(".1"), "first run\n");
+    const QString inTheWay = at.path() + ".1";
+    QDir().mkpath(inTheWay);
+    QFile held(inTheWay + "/held");
+    ASSERT_TRUE(held.open(QIODevice::WriteOnly));
+
+    RotatingLog log(at.path(), 4, 2);
+    testing::internal::CaptureStderr();
+    log.write("aaa\nbbb\nccc\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "lumo-host: cannot put " + at.path().toStdString() + " aside, so that it begins anew\n");
+    EXPECT_EQ(at.file(""), "ccc\n");
+    EXPECT_TRUE(held.exists());
+}
+
+TEST(RotatingLogFile, OneThatSomebodyRemovedBeginsAnew)
+{
+    LogFolder at;
+    RotatingLog log(at.path(), 4, 2);
+    log.write("aaa\n");
+    QFile::remove(at.path());
+    log.write("bbb\n");
+    EXPECT_EQ(at.file(""), "bbb\n");
+}
+
+TEST(SessionLogName, IsAboveAllThatAreThereAndAllThatWere)
+{
+    LogFolder at;
+    const QString folder = at.folder.path();
+    int last = 0;
+    EXPECT_EQ(newSessionLog(folder, last), folder + "/session-0001.log");
+    EXPECT_EQ(newSessionLog(folder, last), folder + "/session-0002.log");
+    QFile::remove(folder + "/session-0002.log");
+    EXPECT_EQ(newSessionLog(folder, last), folder + "/session-0003.log"); // whoever had it may still write
+
+    int another = 0; // another host
+    EXPECT_EQ(newSessionLog(folder, another), folder + "/session-0004.log");
+    QDir().mkpath(folder + "/session-0017.log.1");
+    QDir().mkpath(folder + "/session-2147483647.log");
+    QDir().mkpath(folder + "/session-x.log");
+    EXPECT_EQ(newSessionLog(folder, last), folder + "/session-0018.log");
+    EXPECT_EQ(newSessionLog(folder + "/none", last), folder + "/none/session-0019.log");
 }
 
 TEST(RotatingLogFile, IsForTheOwnersEyesOnly)
@@ -121,6 +159,28 @@ TEST(SessionLog, EachSessionHasItsOwnFile)
     EXPECT_TRUE(eventually([&] { return contentOf(host.logFolder() + "/session-0001.log").contains("stream: one"); }));
     EXPECT_TRUE(eventually([&] { return contentOf(host.logFolder() + "/session-0002.log").contains("stream: two"); }));
     EXPECT_FALSE(contentOf(host.logFolder() + "/session-0001.log").contains("stream: two"));
+}
+
+TEST(SessionLog, TwoHostsAndALaterStartShareNoFile)
+{
+    HostRunner host;
+    const QStringList sameFolder{"--log-dir", host.logFolder()};
+    const auto say = [](HostRunner& on, const char* words) {
+        WebPage page(on.port());
+        EXPECT_EQ(page.ask(std::string("debug ") + words), "debugged");
+    };
+    {
+        HostRunner beside(sameFolder);
+        say(host, "first");
+        say(beside, "beside");
+        EXPECT_TRUE(eventually([&] { return contentOf(host.logFolder() + "/session-0002.log").contains("beside"); }));
+    }
+    HostRunner later(sameFolder);
+    say(later, "later");
+    EXPECT_TRUE(eventually([&] { return contentOf(host.logFolder() + "/session-0003.log").contains("later"); }));
+    EXPECT_TRUE(contentOf(host.logFolder() + "/session-0001.log").contains("first"));
+    EXPECT_EQ(QDir(host.logFolder()).entryList(QDir::Files, QDir::Name),
+              (QStringList{"session-0001.log", "session-0002.log", "session-0003.log"}));
 }
 
 TEST(SessionLog, RotatesWhileTheProcessTalks)
