@@ -46,7 +46,7 @@ std::shared_ptr<void> takeSlot(const std::shared_ptr<size_t>& count)
 } // namespace
 
 HttpServer::HttpServer(asio::io_context& io, const Options& options, PageLink& link)
-    : io_(io), options_(options), link_(link), retryTimer_(io)
+    : io_(io), options_(options), link_(link)
 {
 }
 
@@ -58,50 +58,50 @@ uint16_t HttpServer::listen()
         if (--tries == 0)
             throw std::runtime_error("port " + std::to_string(options_.port) + " is taken on [::1]");
 
-    const uint16_t port = acceptors_.front()->local_endpoint().port();
+    const uint16_t port = listeners_.front()->acceptor.local_endpoint().port();
     context_.reset(new HttpContext{options_, OriginPolicy(port, options_.origins),
                                    StaticFiles(std::filesystem::path(options_.page.toStdU16String())), link_});
-    for (const auto& acceptor : acceptors_)
-        accept(*acceptor);
+    for (const auto& listener : listeners_)
+        accept(*listener);
     return port;
 }
 
 /// False when the port is taken on ::1 only. A system without ::1 is none the worse for it.
 bool HttpServer::open(uint16_t port)
 {
-    acceptors_.clear();
-    auto v4 = std::make_unique<Acceptor>(io_);
-    if (const error_code failed = bindAndListen(*v4, {asio::ip::address_v4::loopback(), port}))
+    listeners_.clear();
+    auto v4 = std::make_unique<Listener>(io_);
+    if (const error_code failed = bindAndListen(v4->acceptor, {asio::ip::address_v4::loopback(), port}))
         throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(port) + ": " + failed.message());
-    const uint16_t taken = v4->local_endpoint().port();
-    acceptors_.push_back(std::move(v4));
+    const uint16_t taken = v4->acceptor.local_endpoint().port();
+    listeners_.push_back(std::move(v4));
 
-    auto v6 = std::make_unique<Acceptor>(io_);
-    const error_code failed = bindAndListen(*v6, {asio::ip::address_v6::loopback(), taken});
+    auto v6 = std::make_unique<Listener>(io_);
+    const error_code failed = bindAndListen(v6->acceptor, {asio::ip::address_v6::loopback(), taken});
     if (!failed)
-        acceptors_.push_back(std::move(v6));
+        listeners_.push_back(std::move(v6));
     return failed != asio::error::address_in_use;
 }
 
 void HttpServer::close()
 {
-    retryTimer_.cancel();
-    for (const auto& acceptor : acceptors_) {
+    for (const auto& listener : listeners_) {
+        listener->retryTimer.cancel();
         error_code ignored;
-        acceptor->close(ignored);
+        listener->acceptor.close(ignored);
     }
 }
 
-void HttpServer::accept(Acceptor& acceptor)
+void HttpServer::accept(Listener& listener)
 {
-    acceptor.async_accept(io_, [this, &acceptor](error_code failed, tcp::socket socket) {
-        if (!acceptor.is_open())
+    listener.acceptor.async_accept(io_, [this, &listener](error_code failed, tcp::socket socket) {
+        if (!listener.acceptor.is_open())
             return;
         if (failed) {
-            retryLater(acceptor);
+            retryLater(listener);
             return;
         }
-        accept(acceptor); // first: the next one must come whatever becomes of this one
+        accept(listener); // first: the next one must come whatever becomes of this one
         // One too many is closed at once: better than to let it wait behind those that may never speak.
         if (*connections_ < options_.maxConnections)
             std::make_shared<HttpConnection>(std::move(socket), *context_, takeSlot(connections_))->start();
@@ -109,12 +109,12 @@ void HttpServer::accept(Acceptor& acceptor)
 }
 
 /// Out of descriptors or the like: it passes when others close.
-void HttpServer::retryLater(Acceptor& acceptor)
+void HttpServer::retryLater(Listener& listener)
 {
-    retryTimer_.expires_after(kAcceptRetry);
-    retryTimer_.async_wait([this, &acceptor](error_code) {
-        if (acceptor.is_open())
-            accept(acceptor);
+    listener.retryTimer.expires_after(kAcceptRetry);
+    listener.retryTimer.async_wait([this, &listener](error_code cancelled) {
+        if (!cancelled && listener.acceptor.is_open())
+            accept(listener);
     });
 }
 

@@ -10,6 +10,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include "Options.h"
 #include "OriginPolicy.h"
@@ -40,18 +41,21 @@ public:
     void close();
 
 private:
-    using Acceptor = boost::asio::ip::tcp::acceptor;
+    struct Listener {
+        explicit Listener(boost::asio::io_context& io) : acceptor(io), retryTimer(io) {}
+        boost::asio::ip::tcp::acceptor acceptor;
+        boost::asio::steady_timer retryTimer;
+    };
 
     bool open(uint16_t port);
-    void accept(Acceptor& acceptor);
-    void retryLater(Acceptor& acceptor);
+    void accept(Listener& listener);
+    void retryLater(Listener& listener);
 
     boost::asio::io_context& io_;
     const Options& options_;
     PageLink& link_;
     std::unique_ptr<HttpContext> context_;
-    std::vector<std::unique_ptr<Acceptor>> acceptors_;
-    boost::asio::steady_timer retryTimer_;
+    std::vector<std::unique_ptr<Listener>> listeners_; // one for each address
     std::shared_ptr<size_t> connections_ = std::make_shared<size_t>(0);
 };
 

@@ -1,5 +1,11 @@
 // The served page, and what the HTTP side makes of clients that mean no good.
+#include <ctime>
+#include <filesystem>
 #include <fstream>
+#include <sstream>
+
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -16,6 +22,31 @@ namespace
 bool contains(const std::string& text, const std::string& part)
 {
     return text.find(part) != std::string::npos;
+}
+
+/// What a process has had of the processors so far.
+double processorSeconds(pid_t pid)
+{
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    std::istringstream fields(text.substr(text.rfind(')') + 2));
+    std::string skipped;
+    for (int i = 0; i < 11; ++i) // from the state, the third, on
+        fields >> skipped;
+    double user = 0, system = 0;
+    fields >> user >> system;
+    return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+/// The next that a process would get.
+rlim_t lowestFreeDescriptor(pid_t pid)
+{
+    const std::filesystem::path all = "/proc/" + std::to_string(pid) + "/fd";
+    rlim_t free = 0;
+    while (std::filesystem::exists(std::filesystem::symlink_status(all / std::to_string(free))))
+        ++free;
+    return free;
 }
 
 /// A host that serves a small page.
@@ -221,6 +252,29 @@ TEST(Http, ConnectionsAreCountedAndFreedAgain)
             return false;
         }
     }));
+}
+
+TEST(Http, OutOfDescriptorsItWaitsAndGoesOnLater)
+{
+    PageHost page;
+    const pid_t pid = static_cast<pid_t>(page.host.pid());
+    EXPECT_EQ(statusOf(page.get("/")), 200);
+
+    rlimit before{};
+    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, nullptr, &before), 0);
+    const rlimit noMore{lowestFreeDescriptor(pid), before.rlim_max};
+    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &noMore, nullptr), 0);
+    const RawConnection v4(page.host.port());
+    const RawConnection v6(page.host.port(), true);
+    const double began = processorSeconds(pid);
+    // The measure is work of our own, not time: however busy the machine is, a host that goes round gets as much of it.
+    const std::clock_t ownBegan = std::clock();
+    while (std::clock() - ownBegan < CLOCKS_PER_SEC / 2) {
+    }
+    EXPECT_LT(processorSeconds(pid) - began, 0.1);
+
+    ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &before, nullptr), 0);
+    EXPECT_EQ(statusOf(page.get("/")), 200);
 }
 
 TEST(Http, ListensOnLoopbackAddressesOnly)
