@@ -13,6 +13,9 @@
 namespace
 {
 
+// Qt's own thread must have heard of the abort before the manager takes it away, or the connection stays open.
+constexpr int kHangUpMs = 1000;
+
 /// "https" anywhere in the address, in just these letters; other spellings keep the certificate's check.
 QNetworkRequest requestFor(const QString& strAddress)
 {
@@ -40,7 +43,7 @@ struct SFetch {
         pReply->disconnect();
         pReply->abort();
         pReply->deleteLater();
-        pManager->deleteLater();
+        QTimer::singleShot(kHangUpMs, pManager, &QObject::deleteLater);
         pTimer->deleteLater();
     }
 };
