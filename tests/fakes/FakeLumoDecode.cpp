@@ -2,6 +2,7 @@
 // correct caller never does, tolerant of what this program is known to do: input on any port in any state, sound and
 // snapshots on a port that is closed, opening ports 320 and 499 while open, registering a draw callback before opening,
 // closing a file port without a file, playing and pausing a port of the playback page that did not open.
+#include "DrawCell.h"
 #include "Wire.h"
 #include "decode/LumoDecode.h"
 
@@ -22,9 +23,10 @@ using fakes::Fields;
 constexpr int kColourPort = 320;
 
 struct Port {
-    bool open = false;    // OpenStream
-    bool file = false;    // OpenFile
-    bool playing = false; // Play
+    bool open = false;     // OpenStream
+    bool file = false;     // OpenFile
+    bool playing = false;  // Play
+    LumoWindow window = 0; // of the last Play
     LumoDrawCallback draw = nullptr;
     int32_t drawUser = 0;
     LumoFileEndCallback end = nullptr;
@@ -121,13 +123,12 @@ void waitIdle(std::unique_lock<std::mutex>& lock, int port)
 /// included; all must be blue.
 std::string raiseDraw(int port, const Port& state, int width, int height)
 {
-    std::vector<uint32_t> pixels(static_cast<size_t>(width) * static_cast<size_t>(height));
-    LumoDrawSurface surface{reinterpret_cast<uint8_t*>(pixels.data()), width, height, width * 4};
-    state.draw(port, &surface, state.drawUser);
+    fakes::DrawCell cell(state.window, width, height);
+    state.draw(port, cell.context(), state.drawUser);
     int left = width, top = height, right = -1, bottom = -1;
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
-            const uint32_t pixel = pixels[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)];
+            const uint32_t pixel = cell.pixel(x, y);
             if (pixel == 0) {
                 continue;
             }
@@ -254,8 +255,10 @@ int LUMODEC_Play(int nPort, LumoWindow hWnd)
     const Port state = stateOf(name, nPort);
     require(state.open || state.file || playbackPort(nPort), name, "the port is not open");
     require(hWnd != 0 || nPort == LUMODEC_TALK_PORT, name, "no window");
-    return answer(name, nPort, Args().number(nPort).number(static_cast<long long>(hWnd)),
-                  [](Port& p, auto&) { p.playing = true; });
+    return answer(name, nPort, Args().number(nPort).number(static_cast<long long>(hWnd)), [hWnd](Port& p, auto&) {
+        p.playing = true;
+        p.window = hWnd;
+    });
 }
 
 int LUMODEC_Stop(int nPort)
