@@ -31,7 +31,11 @@ Section "install"
   WriteUninstaller "$INSTDIR\uninstall.exe"
 
   CreateDirectory "$SMPROGRAMS\${NAME}"
-  CreateShortcut "$SMPROGRAMS\${NAME}\${NAME}.lnk" "$INSTDIR\lumo-host.exe" '--page "$INSTDIR\page"'
+  ; What the user sees is the page. The host has no window: its own entry is for when it was ended.
+  WriteINIStr "$SMPROGRAMS\${NAME}\${NAME}.url" "InternetShortcut" "URL" "http://127.0.0.1:9002/"
+  WriteINIStr "$SMPROGRAMS\${NAME}\${NAME}.url" "InternetShortcut" "IconFile" "$INSTDIR\LumoPlayTool.exe"
+  WriteINIStr "$SMPROGRAMS\${NAME}\${NAME}.url" "InternetShortcut" "IconIndex" "0"
+  CreateShortcut "$SMPROGRAMS\${NAME}\Start ${NAME}.lnk" "$INSTDIR\lumo-host.exe" '--page "$INSTDIR\page"'
   CreateShortcut "$SMPROGRAMS\${NAME}\Remove ${NAME}.lnk" "$INSTDIR\uninstall.exe"
 
   WriteRegStr HKCU "Software\${NAME}" "Folder" "$INSTDIR"
@@ -44,6 +48,9 @@ Section "install"
   WriteRegStr HKCU "${UNINSTALL}" "QuietUninstallString" '"$INSTDIR\uninstall.exe" /S'
   WriteRegDWORD HKCU "${UNINSTALL}" "NoModify" 1
   WriteRegDWORD HKCU "${UNINSTALL}" "NoRepair" 1
+
+  ; The page is there at once, and again after an update, not only after the next log-on.
+  Exec '"$INSTDIR\lumo-host.exe" --page "$INSTDIR\page"'
 SectionEnd
 
 ; Recordings and pictures under Device stay: they are the user's. The folder goes when nothing of his is in it.
@@ -59,7 +66,8 @@ Section "uninstall"
   RMDir "$INSTDIR\Device"
   RMDir "$INSTDIR"
 
-  Delete "$SMPROGRAMS\${NAME}\${NAME}.lnk"
+  Delete "$SMPROGRAMS\${NAME}\${NAME}.url"
+  Delete "$SMPROGRAMS\${NAME}\Start ${NAME}.lnk"
   Delete "$SMPROGRAMS\${NAME}\Remove ${NAME}.lnk"
   RMDir "$SMPROGRAMS\${NAME}"
   RMDir /r "$LOCALAPPDATA\lumo-host\logs"
