@@ -24,6 +24,13 @@ UninstPage instfiles
   Pop $0
 !macroend
 
+; The program's log is in the folder log at the root of the drive that the host was started on: that of its own folder, or, at
+; log-on, the system's. Other programs may have files there.
+!macro RemoveLogs DRIVE
+  Delete "${DRIVE}\log\log_*_??????????????.log"
+  RMDir "${DRIVE}\log"
+!macroend
+
 Section "install"
   !insertmacro EndHost
   !include "${LISTS}/install.nsh"
@@ -57,14 +64,23 @@ SectionEnd
 Section "uninstall"
   !insertmacro EndHost
   !include "${LISTS}/remove.nsh"
+  ; What the program writes beside itself.
   Delete "$INSTDIR\ClientCfg.ini"
-  RMDir /r "$INSTDIR\log"
+  Delete "$INSTDIR\ClientCfg.ini.lock"
+  Delete "$INSTDIR\NewVersion.ini"
+  Delete "$INSTDIR\customAlarmVoice.pcm"
+  Delete "$INSTDIR\Cfg\capture.bmp"
+  RMDir "$INSTDIR\Cfg"
   Delete "$INSTDIR\uninstall.exe"
   RMDir "$INSTDIR\Device\Capture"
   RMDir "$INSTDIR\Device\Record"
   RMDir "$INSTDIR\Device\Download"
   RMDir "$INSTDIR\Device"
   RMDir "$INSTDIR"
+  StrCpy $0 $INSTDIR 2
+  !insertmacro RemoveLogs $0
+  StrCpy $0 $WINDIR 2
+  !insertmacro RemoveLogs $0
 
   Delete "$SMPROGRAMS\${NAME}\${NAME}.url"
   Delete "$SMPROGRAMS\${NAME}\Start ${NAME}.lnk"
