@@ -59,7 +59,6 @@ public:
         int64_t total = 0, sent = 0;
     };
     Progress progress();
-    bool everUpgraded() const { return m_upgrades > 0; }
     /// "1.0.0.20260101" before the first good upgrade.
     std::string firmware();
     static Json::Value newestVersion();
