@@ -14,6 +14,7 @@ namespace
 {
 
 constexpr size_t kMaxReceived = 32;
+constexpr size_t kMaxTickets = 32;
 constexpr int64_t kFetchedBytes = 1 << 20;
 constexpr int kFetchMs = 300, kSlowFetchMs = 3000, kWriteMs = 150, kSlowWriteMs = 1500;
 
@@ -75,14 +76,18 @@ std::string DeviceState::beginUpload(const std::string& kind)
     gchar* id = g_uuid_string_random();
     const std::string ticket = id;
     g_free(id);
-    m_tickets.emplace(ticket, kind);
+    m_tickets.push_back({ticket, kind});
+    if (m_tickets.size() > kMaxTickets) {
+        m_tickets.pop_front();
+    }
     return ticket;
 }
 
 std::string DeviceState::uploadOf(const std::string& ticket) const
 {
-    const auto found = m_tickets.find(ticket);
-    return found == m_tickets.end() ? "" : found->second;
+    const auto found =
+        std::find_if(m_tickets.begin(), m_tickets.end(), [&](const Ticket& t) { return t.id == ticket; });
+    return found == m_tickets.end() ? "" : found->kind;
 }
 
 void DeviceState::uploadMoved(int64_t total, int64_t received)
@@ -95,7 +100,7 @@ void DeviceState::uploadMoved(int64_t total, int64_t received)
 bool DeviceState::finishUpload(const std::string& ticket, const std::string& bytes)
 {
     const std::string kind = uploadOf(ticket);
-    m_tickets.erase(ticket);
+    std::erase_if(m_tickets, [&](const Ticket& t) { return t.id == ticket; });
     m_busy = false;
     const bool good = !kind.empty() && !bytes.empty() && m_faults.uploadFault() != Upload::Fail;
     if (good) {

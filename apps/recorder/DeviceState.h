@@ -44,7 +44,7 @@ public:
     // Firmware and settings that are uploaded: where to, how much came, all of it. kind: "firmware" or "settings".
     bool busy() const;
     std::string beginUpload(const std::string& kind);
-    /// The kind of upload that this ticket is for; empty: for none.
+    /// The kind of upload that this ticket is for; empty: for none, or there have been too many since.
     std::string uploadOf(const std::string& ticket) const;
     void uploadMoved(int64_t total, int64_t received);
     /// True when it was taken. The ticket is used up.
@@ -78,8 +78,11 @@ private:
     std::deque<Received> m_received;
     Json::Value m_announced; // null: nothing
     int m_files = 0;
-    std::map<std::string, std::string> m_tickets; // to kind
-    int m_upgrades = 0;                           // good ones
+    struct Ticket {
+        std::string id, kind;
+    };
+    std::deque<Ticket> m_tickets; // the last that were given out and not used
+    int m_upgrades = 0;           // good ones
     bool m_busy = false;
     Progress m_progress;
     int64_t m_fetchedFrom = 0; // monotonic, microseconds; 0: nothing is fetched

@@ -44,7 +44,7 @@ struct OnvifContext {
     int rtspPort = 0;
     int replayPort = 0;
     int searches = 0;             // how many were begun; a search's number is its token
-    std::map<int, int> fetched{}; // by search: how many of its results were fetched
+    std::map<int, int> fetched{}; // by search, the last few: how many of its results were fetched
 
     int64_t deviceTime() const; // Unix seconds on the device's clock
 };

@@ -11,6 +11,7 @@ namespace
 
 // How many results an answer holds when the client does not say.
 constexpr int kResultsAtOnce = 50;
+constexpr size_t kMaxSearches = 32; // under way at a time
 
 std::string isoText(int64_t utcMs)
 {
@@ -107,6 +108,9 @@ SoapAnswer findRecordings(OnvifContext& c, const OnvifCall&)
 {
     const int number = ++c.searches;
     c.fetched[number] = 0;
+    if (c.fetched.size() > kMaxSearches) {
+        c.fetched.erase(c.fetched.begin()); // the oldest: whoever began it never ended it
+    }
     return soapAnswer("<tse:FindRecordingsResponse><tse:SearchToken>search_" + std::to_string(number) +
                       "</tse:SearchToken></tse:FindRecordingsResponse>");
 }

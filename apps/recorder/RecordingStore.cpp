@@ -24,6 +24,7 @@ constexpr const char* kRecordingVersion = "rec1";
 constexpr int kParts = 3;
 constexpr int64_t kFileSeconds = 15 * 60;   // no file is longer
 constexpr int64_t kPictureSeconds = 5 * 60; // between two stills of the list
+constexpr size_t kMaxJpegSizes = 4096;      // of the lists of three days; forgotten, they cost time only
 constexpr size_t kFrameHeader = 24;         // of each picture in a raw file
 constexpr int64_t kSeconds2000 = 946684800; // 2000-01-01 since 1970
 
@@ -237,11 +238,15 @@ std::vector<RecordedPicture> RecordingStore::pictures(int channel, int64_t civil
             picture.name = recordingToken(channel) + "/" + clockText(picture.timeMs) + ".jpg";
             {
                 std::lock_guard lock(m_mutex);
-                picture.bytes = m_jpegBytes[picture.name];
+                const auto known = m_jpegBytes.find(picture.name);
+                picture.bytes = known == m_jpegBytes.end() ? 0 : known->second;
             }
             if (picture.bytes == 0) {
                 picture.bytes = static_cast<int64_t>(jpegAt(channel, picture.timeMs).size());
                 std::lock_guard lock(m_mutex);
+                if (m_jpegBytes.size() >= kMaxJpegSizes) {
+                    m_jpegBytes.clear();
+                }
                 m_jpegBytes[picture.name] = picture.bytes;
             }
             all.push_back(std::move(picture));

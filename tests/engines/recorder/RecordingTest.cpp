@@ -155,6 +155,19 @@ TEST_F(RecordingTest, SearchFindsOneRecordingPerChannel)
     EXPECT_EQ(ask(call("search", "FindRecordings"), false).status, 400) << "only for users";
 }
 
+TEST_F(RecordingTest, SearchesThatNobodyEndsAreForgotten)
+{
+    std::vector<std::string> searches;
+    for (int i = 0; i < 33; ++i) {
+        const auto token = texts(ask(call("search", "FindRecordings")), "SearchToken");
+        ASSERT_EQ(token.size(), 1u);
+        searches.push_back("<SearchToken>" + token[0] + "</SearchToken>");
+    }
+    EXPECT_EQ(ask(call("search", "GetRecordingSearchResults", searches[0])).status, 400);
+    EXPECT_EQ(ask(call("search", "GetRecordingSearchResults", searches[1])).status, 200);
+    EXPECT_EQ(ask(call("search", "GetRecordingSearchResults", searches[32])).status, 200);
+}
+
 TEST_F(RecordingTest, SummaryInformationAndRecordings)
 {
     const HttpReply summary = ask(call("search", "GetRecordingSummary"));
