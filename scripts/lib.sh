@@ -64,21 +64,24 @@ build_web() {
 
 # with_display COMMAND...: runs it on an X server of its own, ended afterwards, with a window manager unless LUMO_WM is none.
 # LUMO_MORE_SCREENS=N starts N more servers, bare ones; LUMO_SCREENS names all of them, the shared one first, to tests
-# that want one to themselves.
+# that want one to themselves. However the script ends, by an error or a signal, the kernel tells its servers to.
 with_display() {
   local dir; dir=$(mktemp -d)
   local i servers=() screens=()
   for ((i = 0; i <= ${LUMO_MORE_SCREENS:-0}; i++)); do
-    Xvfb -displayfd 3 -screen 0 "${LUMO_SCREEN:-1920x1200x24}" -nolisten tcp -noreset +extension MIT-SHM +extension XTEST \
-      3> "$dir/number$i" > "$dir/xvfb$i.log" 2>&1 &
+    setpriv --pdeathsig TERM Xvfb -displayfd 3 -screen 0 "${LUMO_SCREEN:-1920x1200x24}" -nolisten tcp -noreset \
+      +extension MIT-SHM +extension XTEST 3> "$dir/number$i" > "$dir/xvfb$i.log" 2>&1 &
     servers+=($!)
-    for _ in $(seq 200); do [ -s "$dir/number$i" ] && break; sleep 0.05; done
+    for _ in $(seq 200); do
+      if [ -s "$dir/number$i" ] || ! kill -0 "${servers[-1]}" 2> /dev/null; then break; fi
+      sleep 0.05
+    done
     [ -s "$dir/number$i" ] || die "Xvfb did not start: $(cat "$dir/xvfb$i.log")"
     screens+=(":$(cat "$dir/number$i")")
   done
   local display=${screens[0]} wm= status=0
   if [ "${LUMO_WM:-}" != none ]; then
-    DISPLAY=$display openbox --sm-disable > "$dir/openbox.log" 2>&1 &
+    DISPLAY=$display setpriv --pdeathsig TERM openbox --sm-disable > "$dir/openbox.log" 2>&1 &
     wm=$!
     # A fact, not a time: the window manager has taken the screen when it names itself on the root window.
     for i in $(seq 200); do DISPLAY=$display xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break; sleep 0.05; done
