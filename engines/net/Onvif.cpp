@@ -336,11 +336,28 @@ int OnvifClient::call(const std::string& path, const std::string& action, const 
     return 0;
 }
 
+int OnvifClient::ask(const std::string& path, const char* ns, const std::string& name, const std::string& inner,
+                     std::string& reply, bool withUser)
+{
+    return call(path, std::string(ns) + "/" + name, onvifRequest(ns, name, inner), withUser, reply);
+}
+
+int OnvifClient::askForUri(const std::string& path, const char* ns, const std::string& name, const std::string& inner,
+                           std::string& uri)
+{
+    std::string reply;
+    if (const int error = ask(path, ns, name, inner, reply))
+        return error;
+    pugi::xml_document doc;
+    xml::load(doc, reply);
+    uri = std::string(trim(xml::text(xml::find(doc, "Uri"))));
+    return uri.empty() ? LUMONET_ERR_REFUSED : 0;
+}
+
 int OnvifClient::readClock(DeviceClock& clock)
 {
     std::string reply;
-    const int error = call(m_peer.path, std::string(kDeviceNs) + "/GetSystemDateAndTime",
-                           onvifRequest(kDeviceNs, "GetSystemDateAndTime"), false, reply);
+    const int error = ask(m_peer.path, kDeviceNs, "GetSystemDateAndTime", "", reply, false);
     if (error != 0)
         return error;
     if (parseClock(reply, wallClockMs(), clock))
@@ -351,9 +368,7 @@ int OnvifClient::readClock(DeviceClock& clock)
 int OnvifClient::readServices()
 {
     std::string reply;
-    const int error =
-        call(m_peer.path, std::string(kDeviceNs) + "/GetServices",
-             onvifRequest(kDeviceNs, "GetServices", "<IncludeCapability>false</IncludeCapability>"), true, reply);
+    const int error = ask(m_peer.path, kDeviceNs, "GetServices", "<IncludeCapability>false</IncludeCapability>", reply);
     if (error == LUMONET_ERR_TIMEOUT || error == LUMONET_ERR_PASSWORD || error == LUMONET_ERR_USER ||
         error == LUMONET_ERR_LOCKED || error == LUMONET_ERR_SESSIONS)
         return error;
@@ -384,8 +399,7 @@ int OnvifClient::readServices()
 int OnvifClient::readCapabilities()
 {
     std::string reply;
-    const int error = call(m_peer.path, std::string(kDeviceNs) + "/GetCapabilities",
-                           onvifRequest(kDeviceNs, "GetCapabilities", "<Category>All</Category>"), true, reply);
+    const int error = ask(m_peer.path, kDeviceNs, "GetCapabilities", "<Category>All</Category>", reply);
     if (error != 0)
         return error;
     pugi::xml_document doc;
@@ -409,8 +423,7 @@ int OnvifClient::readCapabilities()
 int OnvifClient::readInfo(OnvifInfo& info)
 {
     std::string reply;
-    const int error = call(m_peer.path, std::string(kDeviceNs) + "/GetDeviceInformation",
-                           onvifRequest(kDeviceNs, "GetDeviceInformation"), true, reply);
+    const int error = ask(m_peer.path, kDeviceNs, "GetDeviceInformation", "", reply);
     if (error != 0)
         return error;
     pugi::xml_document doc;
@@ -428,8 +441,7 @@ int OnvifClient::readInfo(OnvifInfo& info)
 void OnvifClient::readName(OnvifInfo& info)
 {
     std::string reply;
-    if (call(m_peer.path, std::string(kDeviceNs) + "/GetScopes", onvifRequest(kDeviceNs, "GetScopes"), true, reply) !=
-        0)
+    if (ask(m_peer.path, kDeviceNs, "GetScopes", "", reply) != 0)
         return;
     pugi::xml_document doc;
     xml::load(doc, reply);
@@ -444,12 +456,10 @@ void OnvifClient::readName(OnvifInfo& info)
 int OnvifClient::readChannels(std::vector<OnvifChannel>& channels)
 {
     std::string profiles, sources;
-    int error = call(m_paths.media, std::string(kMediaNs) + "/GetProfiles", onvifRequest(kMediaNs, "GetProfiles"), true,
-                     profiles);
+    int error = ask(m_paths.media, kMediaNs, "GetProfiles", "", profiles);
     if (error != 0)
         return error;
-    error = call(m_paths.media, std::string(kMediaNs) + "/GetVideoSources", onvifRequest(kMediaNs, "GetVideoSources"),
-                 true, sources);
+    error = ask(m_paths.media, kMediaNs, "GetVideoSources", "", sources);
     if (error == LUMONET_ERR_TIMEOUT)
         return error;
     channels = parseChannels(profiles, sources);
@@ -462,41 +472,21 @@ int OnvifClient::readStreamUri(const std::string& profile, bool udp, std::string
         std::string("<StreamSetup><Stream xmlns=\"http://www.onvif.org/ver10/schema\">RTP-Unicast"
                     "</Stream><Transport xmlns=\"http://www.onvif.org/ver10/schema\"><Protocol>") +
         (udp ? "UDP" : "RTSP") + "</Protocol></Transport></StreamSetup>";
-    std::string reply;
-    const int error = call(
-        m_paths.media, std::string(kMediaNs) + "/GetStreamUri",
-        onvifRequest(kMediaNs, "GetStreamUri", setup + "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
-        true, reply);
-    if (error != 0)
-        return error;
-    pugi::xml_document doc;
-    xml::load(doc, reply);
-    uri = std::string(trim(xml::text(xml::find(doc, "Uri"))));
-    return uri.empty() ? LUMONET_ERR_REFUSED : 0;
+    return askForUri(m_paths.media, kMediaNs, "GetStreamUri",
+                     setup + "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>", uri);
 }
 
 int OnvifClient::requestKeyFrame(const std::string& profile)
 {
     std::string reply;
-    return call(
-        m_paths.media, std::string(kMediaNs) + "/SetSynchronizationPoint",
-        onvifRequest(kMediaNs, "SetSynchronizationPoint", "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
-        true, reply);
+    return ask(m_paths.media, kMediaNs, "SetSynchronizationPoint",
+               "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>", reply);
 }
 
 int OnvifClient::readSnapshotUri(const std::string& profile, std::string& uri)
 {
-    std::string reply;
-    const int error =
-        call(m_paths.media, std::string(kMediaNs) + "/GetSnapshotUri",
-             onvifRequest(kMediaNs, "GetSnapshotUri", "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>"),
-             true, reply);
-    if (error != 0)
-        return error;
-    pugi::xml_document doc;
-    xml::load(doc, reply);
-    uri = std::string(trim(xml::text(xml::find(doc, "Uri"))));
-    return uri.empty() ? LUMONET_ERR_REFUSED : 0;
+    return askForUri(m_paths.media, kMediaNs, "GetSnapshotUri",
+                     "<ProfileToken>" + xml::escaped(profile) + "</ProfileToken>", uri);
 }
 
 int OnvifClient::findRecordings(std::vector<OnvifRecording>& recordings)
@@ -504,12 +494,11 @@ int OnvifClient::findRecordings(std::vector<OnvifRecording>& recordings)
     constexpr int kMaxRounds = 64;
     if (m_paths.search.empty())
         return LUMONET_ERR_UNSUPPORTED;
-    const auto ask = [this](const std::string& name, const std::string& inner, std::string& reply) {
-        return call(m_paths.search, std::string(kSearchNs) + "/" + name, onvifRequest(kSearchNs, name, inner), true,
-                    reply);
+    const auto asked = [this](const std::string& name, const std::string& inner, std::string& reply) {
+        return ask(m_paths.search, kSearchNs, name, inner, reply);
     };
     std::string reply;
-    if (const int error = ask("FindRecordings", "<Scope/><KeepAliveTime>PT30S</KeepAliveTime>", reply))
+    if (const int error = asked("FindRecordings", "<Scope/><KeepAliveTime>PT30S</KeepAliveTime>", reply))
         return error;
     pugi::xml_document doc;
     xml::load(doc, reply);
@@ -521,12 +510,12 @@ int OnvifClient::findRecordings(std::vector<OnvifRecording>& recordings)
     bool completed = false;
     int error = 0;
     for (int round = 0; round < kMaxRounds && !completed && error == 0; ++round) {
-        error = ask("GetRecordingSearchResults", search + "<WaitTime>PT1S</WaitTime>", reply);
+        error = asked("GetRecordingSearchResults", search + "<WaitTime>PT1S</WaitTime>", reply);
         for (auto& found : error == 0 ? parseRecordings(reply, completed) : std::vector<OnvifRecording>())
             recordings.push_back(std::move(found));
     }
     if (!completed && error != LUMONET_ERR_TIMEOUT)
-        ask("EndSearch", search, reply);
+        asked("EndSearch", search, reply);
     return error;
 }
 
@@ -537,17 +526,8 @@ int OnvifClient::readReplayUri(const std::string& recording, std::string& uri)
     const std::string setup =
         "<StreamSetup><Stream xmlns=\"http://www.onvif.org/ver10/schema\">RTP-Unicast</Stream>"
         "<Transport xmlns=\"http://www.onvif.org/ver10/schema\"><Protocol>RTSP</Protocol></Transport></StreamSetup>";
-    std::string reply;
-    const int error = call(m_paths.replay, std::string(kReplayNs) + "/GetReplayUri",
-                           onvifRequest(kReplayNs, "GetReplayUri",
-                                        setup + "<RecordingToken>" + xml::escaped(recording) + "</RecordingToken>"),
-                           true, reply);
-    if (error != 0)
-        return error;
-    pugi::xml_document doc;
-    xml::load(doc, reply);
-    uri = std::string(trim(xml::text(xml::find(doc, "Uri"))));
-    return uri.empty() ? LUMONET_ERR_REFUSED : 0;
+    return askForUri(m_paths.replay, kReplayNs, "GetReplayUri",
+                     setup + "<RecordingToken>" + xml::escaped(recording) + "</RecordingToken>", uri);
 }
 
 } // namespace lumo::net

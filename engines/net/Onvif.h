@@ -108,6 +108,12 @@ public:
 private:
     int call(const std::string& path, const std::string& action, const std::string& body, bool withUser,
              std::string& reply, const std::string& moreHeader = {});
+    /// One operation of a service: namespace and name make both the request and its action.
+    int ask(const std::string& path, const char* ns, const std::string& name, const std::string& inner,
+            std::string& reply, bool withUser = true);
+    /// The same for an operation that is answered with an address.
+    int askForUri(const std::string& path, const char* ns, const std::string& name, const std::string& inner,
+                  std::string& uri);
     int callEvents(const std::string& path, const std::string& action, const std::string& body,
                    const std::string& moreHeader, std::string& reply);
     std::string url(const std::string& path) const;

@@ -147,8 +147,7 @@ int OnvifClient::readInputs(std::vector<std::string>& tokens)
     if (m_paths.deviceIo.empty())
         return LUMONET_ERR_UNSUPPORTED;
     std::string reply;
-    const int error = call(m_paths.deviceIo, std::string(kDeviceIoNs) + "/GetDigitalInputs",
-                           onvifRequest(kDeviceIoNs, "GetDigitalInputs"), true, reply);
+    const int error = ask(m_paths.deviceIo, kDeviceIoNs, "GetDigitalInputs", "", reply);
     if (error != 0)
         return error;
     pugi::xml_document doc;

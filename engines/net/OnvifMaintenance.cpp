@@ -49,8 +49,7 @@ int OnvifClient::readAudioOutputs(int& count)
 {
     std::string reply;
     count = 0;
-    const int error = call(m_paths.media, std::string(kMediaNs) + "/GetAudioOutputs",
-                           onvifRequest(kMediaNs, "GetAudioOutputs"), true, reply);
+    const int error = ask(m_paths.media, kMediaNs, "GetAudioOutputs", "", reply);
     if (error != 0)
         return error;
     pugi::xml_document doc;
@@ -62,8 +61,7 @@ int OnvifClient::readAudioOutputs(int& count)
 int OnvifClient::startUpload(const char* operation, OnvifUpload& upload)
 {
     std::string reply;
-    int error =
-        call(m_peer.path, std::string(kDeviceNs) + "/" + operation, onvifRequest(kDeviceNs, operation), true, reply);
+    int error = ask(m_peer.path, kDeviceNs, operation, "", reply);
     if (error == LUMONET_ERR_REFUSED && lower(reply).find("busy") != std::string::npos)
         error = kDeviceBusy;
     if (error != 0)
