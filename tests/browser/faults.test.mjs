@@ -83,12 +83,20 @@ fact('a frozen channel holds its last picture, the others go on, and it goes on 
     await view.moves(cells);
 });
 
-fact('a device that stops answering is told as lost, and the pictures are back after it is', async (stage, view) => {
-    await view.live(2, four);
+fact('a device that stops answering is told as lost, and each channel is back in its cell after it is', async (stage, view) => {
+    await view.click('stop-all');
+    await view.says(/^All channels stopped/);
+    await view.click('stream-1');
+    await view.start(2, 3, 1);
+    await view.click('stream-0');
+    await view.start(2, 0, 2);
+    const mixed = [2, -1, -1, 1];
+    await view.live(2, mixed);
     await stage.fault({ stopAnswering: true });
     await view.phase('recovering', 120000);
     await until(async () => /Reconnecting/.test(await view.byId('connection').textContent()), 'the page says that it tries to come back');
     await stage.fault({ stopAnswering: false });
     await view.phase('live', 120000);
-    await view.live(2, four, 120000);
+    await view.live(2, mixed, 120000);
+    for (const [channel, stream] of [[1, 1], [2, 0]]) assert.ok((await stage.stream(channel, stream)).playing, `channel ${channel} has stream ${stream}`);
 });

@@ -30,6 +30,22 @@ fact('a killed program is told by the page, and another takes its place with the
     assert.notEqual(await stage.oneViewer(), first);
 });
 
+fact('after a killed program each channel is back in its cell, with its stream', async (stage, view) => {
+    await view.click('stop-all');
+    await view.says(/^All channels stopped/);
+    await view.start(2, 2, 0);
+    await view.click('stream-0');
+    await view.start(2, 1, 3);
+    const mixed = [-1, 3, 0, -1];
+    await view.live(2, mixed);
+    const first = await stage.oneViewer();
+    process.kill(first, 'SIGKILL');
+    await gone(stage, first);
+    await view.says(/^The connection is back, with 2 channels/);
+    await view.live(2, mixed);
+    for (const [channel, stream] of [[0, 1], [3, 0]]) assert.ok((await stage.stream(channel, stream)).playing, `channel ${channel} has stream ${stream}`);
+});
+
 fact('a reloaded page gets a program of its own, and the old one ends', async (stage, view) => {
     const first = await stage.oneViewer();
     await view.page.reload();

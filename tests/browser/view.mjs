@@ -119,6 +119,14 @@ export class View {
         xdo('mousemove', Math.round(cell.x + cell.w / 2), Math.round(cell.y + cell.h / 2), 'click', 1);
     }
 
+    /** Starts a channel in a cell of an n by n grid that shows nothing. */
+    async start(n, cell, channel) {
+        this.clickCell((await this.cells(n))[cell]);
+        await until(async () => (await this.byId('selected').textContent()) === `Cell ${cell + 1}: empty`, `cell ${cell} is selected`);
+        await this.click(`channel-${channel}`);
+        await this.says(new RegExp(`^Channel ${channel + 1} started`));
+    }
+
     doubleClickCell(cell) {
         xdo('mousemove', Math.round(cell.x + cell.w / 2), Math.round(cell.y + cell.h / 2), 'click', '--repeat', 2, '--delay', 60, 1);
     }

@@ -69,6 +69,10 @@ export interface FakeProcess {
     page: number;
     selected: number;
     cells: number[];
+    /** By channel. */
+    streams: number[];
+    /** The channel that sounds, or -1. */
+    sound: number;
     playback: FakePlayback;
     alarmChoice: Record<string, boolean>;
     select(wnd: number): void;

@@ -34,7 +34,9 @@ class FakeProcess {
         };
         this.alarmChoice = {};
         this.page = 0;
-        this.away = null;
+        /** Cell and stream by channel, for the next time that the live page is shown; `left` when it was left with them. */
+        this.kept = new Map();
+        this.left = false;
         this.playback = new FakePlayback(options, this.config, send);
         this.audio = new FakeAudio(options, send);
         this.maintenance = new FakeMaintenance(options, send);
@@ -53,7 +55,8 @@ class FakeProcess {
             case 6: return this.picture.colourPage(request, reply);
             case 8: return this.login(request, reply);
             case 9: this.loggedIn = false; this.cells.fill(-1); return;
-            case 11: case 29: return reply({ Ret: 100 });
+            case 11: if (this.page === 1) this.playback.select(request.SubType); return reply({ Ret: 100 });
+            case 29: return reply({ Ret: 100 });
             case 12: return request.Potocol === undefined || request.Potocol === null ? reply({ Ret: 100 }) : undefined;
             case 14: this.alarmChoice = request.alarmtype; return reply({ SubMsg: 0, Ret: 100 });
             case 15: return reply({ SubMsg: 0, Ret: 100, alarmtype: this.alarmChoice });
@@ -65,7 +68,7 @@ class FakeProcess {
             case 21: return this.maintenance.online(request, reply);
             case 24: return this.picture.steer(request, reply);
             case 25: return this.maintenance.local(request, reply);
-            case 28: this.playback.leave(); this.audio.talking = null; this.cells.fill(-1); this.sound = -1; return reply({ Ret: this.options.reloginRet ?? 100, Id: 7, SerialNo: 'LUMO00000001' });
+            case 28: return this.relogin(reply);
             case 30: return this.maintenance.importFile(request);
             case 34: return this.picture.setRule(request, reply);
             default: return reply({ Ret: 1019 });
@@ -80,29 +83,43 @@ class FakeProcess {
         reply({ ...common, Ret: 100 });
     }
 
+    relogin(reply) {
+        this.playback.leave();
+        this.audio.talking = null;
+        this.stopShown();
+        reply({ Ret: this.options.reloginRet ?? 100, Id: 7, SerialNo: 'LUMO00000001' });
+    }
+
     /** Live streams stop when their page is left for playback, and stand in their cells again when it comes back. */
     showPage(page, reply) {
         if (page !== 1) this.playback.leave();
         if (page !== 2) this.picture.colour = null;
-        if (page === 1 && this.page !== 1) {
-            const shown = this.cells.map((channel, wnd) => ({ channel, wnd, stream: this.streams[channel] })).filter(({ channel }) => channel >= 0);
-            if (shown.length > 0) this.away = shown;
-            shown.forEach(({ channel }) => this.remove(channel));
-        }
-        if (page === 0 && this.away) this.bringBack(this.away);
+        if (page === 1) this.left = this.stopShown() || this.left;
+        if (page === 0) this.bringBack();
         this.page = page;
         reply({ Ret: 100 });
     }
 
-    bringBack(shown) {
-        this.away = null;
+    /** Keeps what is shown. True if anything was. */
+    stopShown() {
+        const shown = this.cells.flatMap((channel, wnd) => (channel < 0 ? [] : [{ channel, wnd }]));
+        for (const { channel, wnd } of shown) {
+            this.kept.set(channel, { wnd, stream: this.streams[channel] });
+            this.remove(channel);
+        }
+        return shown.length > 0;
+    }
+
+    bringBack() {
         const ChnStatus = Array.from({ length: this.options.channels }, (_, Chn) => {
-            const was = shown.find(({ channel }) => channel === Chn);
-            const Ret = !was ? 1016 : this.options.refuse?.includes(Chn) ? 122 : 100;
-            if (Ret === 100) this.put(Chn, was.wnd, was.stream);
+            const was = this.cells.includes(Chn) ? undefined : this.kept.get(Chn);
+            if (was && !this.options.refuse?.includes(Chn)) this.put(Chn, was.wnd, was.stream);
+            const Ret = this.cells.includes(Chn) ? 100 : was ? 122 : 1016;
             return { Ret, Chn, Stream: was?.stream ?? 0, Record: false };
         });
-        this.send({ MainEvent: 0, SubEvent: 3, ChnStatus });
+        this.kept.clear();
+        if (this.left) this.send({ MainEvent: 0, SubEvent: 3, ChnStatus });
+        this.left = false;
     }
 
     split(reply) {
@@ -129,14 +146,16 @@ class FakeProcess {
         }
     }
 
+    /** In the selected window of the page that is shown, but always onto a live cell. */
     startOne({ Channel, Stream }, reply) {
         this.picture.forget();
         this.remove(Channel);
-        const oldChn = this.cells[this.selected];
+        const wnd = this.page === 1 ? this.playback.selected : this.selected;
+        const oldChn = this.cells[wnd];
         if (oldChn >= 0) this.remove(oldChn);
         if (this.options.refuse?.includes(Channel)) return reply({ Chn: Channel, oldChn, Stream, Ret: 122, Error: -10005 });
-        this.put(Channel, this.selected, Stream);
-        this.sendChannel(Channel, Channel);
+        this.put(Channel, wnd, Stream);
+        this.sendChannel(Channel, this.cells[this.selected]);
         reply({ Chn: Channel, oldChn, Stream, Ret: 100 });
     }
 
@@ -238,6 +257,7 @@ class FakeProcess {
     }
 
     sendChannel(Chn, CurChannel) {
+        if (this.page !== 0) return;
         this.send({ MainEvent: 0, SubEvent: 2, Data: { Chn, CurChannel, ...this.statusKeys(Chn) } });
     }
 

@@ -153,11 +153,11 @@ export class FakePlayback {
 
     // ---- what happens by itself ----
 
-    /** A click into a window of the surface. */
+    /** A click into a window of the surface, or the command. That takes any number. */
     select(wnd) {
         this.selected = wnd;
         // A drag may begin with any press on a window that plays.
-        if (this.windows[wnd].playing) this.windows[wnd].armed = true;
+        if (this.windows[wnd]?.playing) this.windows[wnd].armed = true;
         this.sendWindow();
     }
 
@@ -167,7 +167,7 @@ export class FakePlayback {
     }
 
     sendWindow() {
-        const window = this.windows[this.selected];
+        const window = this.windows[this.selected] ?? { state: 1, zoom: false, record: false };
         const { state } = window;
         const Mode = state >= 16 && state < 20 ? state - 15 : state >= 32 && state < 36 ? state - 31 : -1;
         this.send({ MainEvent: 1, SubEvent: 0, Data: { Wnd: this.selected, Zoom: window.zoom, Record: window.record, Audio: this.sound === this.selected, Status: statusOf(state), Mode } });

@@ -58,7 +58,7 @@ export class App {
         const title = (this.title = new SessionTitle().keep());
         const kept = recall();
         this.session = new Session(surroundings.hostUrl, title.text, this.video, { webType: params.webType, sampleRate16: params.wideSpeech, alarmStyle: ALARM_STYLE }, params.encryption);
-        this.actions = new LiveActions(this.session);
+        this.actions = new LiveActions(this.session, () => this.view === 'live' && !this.switching);
         this.actions.stream = this.keptStream = params.stream ?? kept.stream ?? 0;
         this.header = new Header(this.session, (view) => void this.show(view), () => this.togglePanel('alarms'));
         this.playback = new PlaybackView(this.session, (name) => this.togglePanel(name), () => this.openFiles());
@@ -79,7 +79,7 @@ export class App {
             this.playback.files.element);
         this.setFill(kept.fill === true);
         this.session.on('changed', () => this.queueRender());
-        this.session.on('recovered', (channels) => void this.onRecovered(channels));
+        this.session.on('recovered', ({ anew }) => void this.onRecovered(anew));
         this.session.on('interrupted', () => this.playback.job.lost('The download was cut off: the connection was lost.'));
         this.session.on('ended', () => this.onEnded());
     }
@@ -98,6 +98,7 @@ export class App {
         this.toolbar.dispose();
         this.playback.dispose();
         this.alarms.dispose();
+        this.actions.forget();
         this.title.release();
         this.root.replaceChildren();
     }
@@ -123,6 +124,7 @@ export class App {
     async show(view: ViewName): Promise<void> {
         if (view === this.view || this.switching || this.session.phase !== 'live' || !this.mayLeave()) return;
         this.switching = true;
+        await this.actions.settled;
         if (this.openPanel !== 'settings' && this.openPanel !== 'alarms') this.openPanel = null;
         await this.switchTo(view);
         this.switching = false;
@@ -131,10 +133,11 @@ export class App {
 
     /** The live streams stop for playback only: behind the image they go on. */
     private async switchTo(view: ViewName): Promise<void> {
+        if (this.session.phase !== 'live') return;
         if (this.view === 'playback') this.playback.lost('');
         if (view === 'playback') {
             const { playing } = this.actions.leave();
-            if (!(await this.playback.actions.enter(playing))) return;
+            if (!(await this.playback.actions.enter(playing))) return this.actions.stay();
         } else if (view === 'color') {
             if (!(await this.color.enter())) return;
         }
@@ -154,10 +157,10 @@ export class App {
         return false;
     }
 
-    private async onRecovered(channels: readonly number[]): Promise<unknown> {
+    private async onRecovered(anew: boolean): Promise<unknown> {
         this.rule.restore();
         if (this.view === 'color') await this.backToLive();
-        return this.view === 'playback' ? this.playback.actions.reenter() : this.actions.restore(channels);
+        return this.view === 'playback' ? this.playback.actions.reenter() : this.actions.bringBack(anew);
     }
 
     /** The image's own login went with the other. */

@@ -3,6 +3,7 @@
  * model true.
  */
 import { ColorType, LumoError, messageOf, NO_CHANNEL, Page, RET_FAILURE, RET_SUCCESS, type ChannelResult, type ColorIndex, type SplitMode } from '../../client/index.ts';
+import { LiveReturn } from './liveReturn.ts';
 import type { LiveMemory, LiveModel } from './model.ts';
 import type { Session } from './session.ts';
 
@@ -10,13 +11,16 @@ export class LiveActions {
     /** For the next start: 0 main, 1 sub. */
     stream = 0;
     private readonly session: Session;
+    private readonly back: LiveReturn;
     private colorWish = new Map<ColorIndex, number>();
     private colorBusy = false;
     /** What played when the page was left. */
     private away: LiveMemory | null = null;
 
-    constructor(session: Session) {
+    /** `isShown`: the live page is, and no other is on its way. */
+    constructor(session: Session, isShown: () => boolean) {
         this.session = session;
+        this.back = new LiveReturn(session, isShown, () => this.away !== null);
     }
 
     private get model(): LiveModel {
@@ -33,6 +37,7 @@ export class LiveActions {
     start(channel: number, stream = this.stream): Promise<boolean> {
         this.session.tell('busy', `Starting channel ${channel + 1}…`);
         return this.act(`Channel ${channel + 1} started.`, async () => {
+            this.back.forget();
             const replaced = this.model.current;
             const stops = replaced >= 0 || this.model.channels[channel]?.playing === true;
             const { soundChannel } = this.model;
@@ -43,17 +48,18 @@ export class LiveActions {
                 this.model.startFailed(channel, replaced, messageOf(error));
                 throw error;
             } finally {
-                if (stops) await this.reviveSound(soundChannel);
+                if (stops) await this.back.reviveSound(soundChannel);
             }
         });
     }
 
     stop(channel: number): Promise<boolean> {
         return this.act(`Channel ${channel + 1} stopped.`, async () => {
+            this.back.forget();
             const { soundChannel } = this.model;
             await this.client.stopPreview(channel);
             this.model.stopped(channel);
-            await this.reviveSound(soundChannel);
+            await this.back.reviveSound(soundChannel);
         });
     }
 
@@ -67,6 +73,7 @@ export class LiveActions {
     startFirst(count: number, split: SplitMode): Promise<boolean> {
         this.session.tell('busy', `Starting ${count} channels…`);
         return this.act(`${count} channels started.`, async () => {
+            this.back.forget();
             const { soundChannel } = this.model;
             if (this.model.split !== split) await this.changeSplit(split);
             await this.clearCells(count);
@@ -75,15 +82,16 @@ export class LiveActions {
             for (const surplus of this.model.playing.filter((channel) => channel >= count && this.model.cellOf(channel) === channel))
                 if (results.some((result) => result.Chn === surplus)) await this.stopQuietly(surplus);
             if (this.model.split !== split) await this.changeSplit(split);
-            await this.reviveSound(soundChannel);
+            await this.back.reviveSound(soundChannel);
             const failed = results.filter((result) => result.Chn < count && result.Ret !== RET_SUCCESS);
-            if (failed.length > 0) throw new Error(this.failureText(failed));
+            if (failed.length > 0) throw new Error(this.model.failureText(failed.map(({ Chn }) => Chn)));
         });
     }
 
     stopAll(): Promise<boolean> {
         this.session.tell('busy', 'Stopping all channels…');
         return this.act('All channels stopped.', async () => {
+            this.back.forget();
             await this.client.stopAll();
             this.model.stoppedAll();
         });
@@ -97,28 +105,31 @@ export class LiveActions {
         else this.session.changed();
     }
 
-    /** After the connection came back. A channel alone goes to the selected cell, several to the cells of their numbers. */
-    async restore(channels: readonly number[]): Promise<void> {
-        const [first] = channels;
-        if (first === undefined) return;
-        if (channels.length === 1) {
-            await this.start(first);
-            return;
-        }
-        const all = await this.startFirst(Math.max(...channels) + 1, this.model.split);
-        const surplus = this.model.playing.filter((channel) => !channels.includes(channel));
-        const done = all ? `The connection is back, with ${channels.length} channels.` : '';
-        await this.act(done, async () => {
-            for (const channel of surplus) await this.stopQuietly(channel);
-        });
+    /** After the connection came back: all that was shown before. `anew`: by another process. */
+    bringBack(anew: boolean): Promise<void> {
+        const { away } = this;
+        this.away = null;
+        return away ? this.back.bringBack(anew, away) : this.back.bringBack(anew);
     }
 
     // ---- the page ----
 
+    /** Resolves when no stream is being brought back. */
+    get settled(): Promise<void> {
+        return this.back.idle;
+    }
+
     /** Another page is about to be shown: the streams stop with it. */
     leave(): LiveMemory {
-        this.away ??= this.model.remember();
+        const { soundChannel: sound } = this.model;
+        this.away ??= { ...this.model.remember(), ...this.back.take(), sound };
         return this.away;
+    }
+
+    /** The other page did not come. */
+    stay(): void {
+        // After a loss it is what comes back.
+        if (this.session.phase === 'live') this.away = null;
     }
 
     /** Shows the live page again with all that it showed. */
@@ -132,15 +143,16 @@ export class LiveActions {
             if (!away) return;
             this.model.cameBack(away, channels);
             // Another process since: it remembers nothing.
-            if (channels.length === 0 && away.playing.length > 0) return this.restore(away.playing);
+            if (channels.length === 0 && away.playing.length > 0) return this.back.bringBack(true, away);
             const lost = channels.filter(({ Chn, Ret }) => away.playing.includes(Chn) && Ret !== RET_SUCCESS);
-            if (lost.length > 0) throw new Error(this.failureText(lost));
+            if (lost.length > 0) throw new Error(this.model.failureText(lost.map(({ Chn }) => Chn)));
         });
     }
 
-    /** The session ended: there is nothing to come back to. */
+    /** The session ended, or the page goes: there is nothing to come back to. */
     forget(): void {
         this.away = null;
+        this.back.forget();
     }
 
     setSplit(mode: SplitMode): Promise<boolean> {
@@ -158,6 +170,7 @@ export class LiveActions {
             if (other === 0 && channel !== 0) this.model.sounded(0, (await this.client.toggleSound(0)).Audio);
             const { Audio } = await this.client.toggleSound(channel);
             this.model.sounded(channel, Audio);
+            this.back.sounded(this.model.soundChannel);
             this.session.tell('info', Audio ? `Sound of channel ${channel + 1} on.` : 'Sound off.');
         }, `Channel ${channel + 1} sends no sound, or this computer cannot play it.`);
     }
@@ -256,21 +269,6 @@ export class LiveActions {
         this.model.splitChanged(mode, Chn);
     }
 
-    /** Any stop makes the process forget which channel has the sound, although that goes on: tell it anew. */
-    private async reviveSound(channel: number): Promise<void> {
-        if (channel < 0 || !this.model.channels[channel]?.playing) return;
-        let { Audio } = await this.client.toggleSound(channel);
-        if (!Audio) ({ Audio } = await this.client.toggleSound(channel));
-        this.model.sounded(channel, Audio);
-    }
-
-    private failureText(failed: readonly ChannelResult[]): string {
-        const names = failed.map((result) => result.Chn + 1).join(', ');
-        const [first] = failed;
-        const why = first ? (this.model.channels[first.Chn]?.error ?? '') : '';
-        return `Channel ${names}: ${why}`;
-    }
-
     private refuse(): Promise<boolean> {
         this.session.tell('error', 'The selected cell is empty. Start a channel in it first.');
         return Promise.resolve(false);
@@ -278,6 +276,7 @@ export class LiveActions {
 
     /** `failed` stands in for the general failure code, which says nothing about what was tried. */
     private async act(done: string, work: () => Promise<unknown>, failed?: string): Promise<boolean> {
+        await this.back.idle;
         try {
             await work();
             if (done) this.session.tell('info', done);

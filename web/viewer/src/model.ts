@@ -22,6 +22,9 @@ export interface LiveMemory {
     /** Stream per channel. */
     streams: number[];
     playing: number[];
+    recording: number[];
+    /** The channel that sounds, or -1. */
+    sound: number;
 }
 
 const MIDDLE: Colors = { nBrightness: 64, nContrast: 64, nSaturation: 64, nHue: 64 };
@@ -69,6 +72,16 @@ export class LiveModel {
 
     get playing(): number[] {
         return this.channels.flatMap((channel, index) => (channel.playing ? [index] : []));
+    }
+
+    get recording(): number[] {
+        return this.channels.flatMap((channel, index) => (channel.recording ? [index] : []));
+    }
+
+    /** Why these channels do not play: the reason of the first stands for all. */
+    failureText(channels: readonly number[]): string {
+        const names = channels.map((channel) => channel + 1).join(', ');
+        return `Channel ${names}: ${this.channels[channels[0] ?? NO_CHANNEL]?.error ?? ''}`;
     }
 
     cellOf(channel: number): number {
@@ -129,7 +142,8 @@ export class LiveModel {
 
     /** What plays where, to be given back to `cameBack`. */
     remember(): LiveMemory {
-        return { cells: [...this.cells], streams: this.channels.map(({ stream }) => stream), playing: this.playing };
+        const { playing, recording, soundChannel: sound } = this;
+        return { cells: [...this.cells], streams: this.channels.map(({ stream }) => stream), playing, recording, sound };
     }
 
     /** The page was away and the process told what became of each channel that had played. */

@@ -4,7 +4,7 @@
  */
 import {
     detectPlatform, downText, Emitter, LumoClient, LumoError, messageOf, needsContentOffset, SurfaceRect,
-    type DeviceAddress, type Down, type Encryption, type LoadData, type LoginOptions, type VersionData,
+    type DeviceAddress, type Down, type Encryption, type LoadData, type LoginOptions, type LoginReply, type VersionData,
 } from '../../client/index.ts';
 import { LiveModel } from './model.ts';
 
@@ -25,16 +25,19 @@ export interface Status {
 interface SessionEvents {
     /** Anything that is shown may have changed. */
     changed: void;
-    /** Streams stood before and are to be started again. */
-    recovered: number[];
-    /** The device or the process went: what was under way there is gone. */
+    /** Logged in again. `anew`: in another process, which remembers nothing of the one before. */
+    recovered: { anew: boolean };
+    /** The device or the process went: what was under way there is gone. The model is as it was. */
     interrupted: void;
     /** Nobody is logged in any more. */
     ended: void;
 }
 
-/** Codes after which another attempt with the same words would only lock the user out. */
-const HOPELESS = new Set([106, 206, 207]);
+/**
+ * Codes after which another attempt with the same words would only lock the user out. That the user is logged in already
+ * (207) is none of them: right after a loss the device may still hold the session that was lost.
+ */
+const HOPELESS = new Set([106, 206]);
 const RECOVER_FIRST_MS = 1000;
 const RECOVER_MAX_MS = 30000;
 
@@ -54,7 +57,11 @@ export class Session extends Emitter<SessionEvents> {
     down: Down | null = null;
     private readonly loginOptions: LoginOptions;
     private credentials: DeviceAddress | null = null;
-    private wasPlaying: number[] = [];
+    /** What the process said to the log in; null while none has succeeded in this process. */
+    private greeting: LoginReply | null = null;
+    /** What the loss is not to change, and whether the process went with it. */
+    private kept: Pick<LiveModel, 'split' | 'selected'> = { split: 0, selected: 0 };
+    private anew = false;
     private recoverTimer: ReturnType<typeof setTimeout> | null = null;
     private recoverWaitMs = RECOVER_FIRST_MS;
 
@@ -80,7 +87,7 @@ export class Session extends Emitter<SessionEvents> {
     }
 
     dispose(): void {
-        this.cancelRecovery();
+        this.cancelTimer();
         this.surface.dispose();
         this.client.close();
     }
@@ -111,8 +118,8 @@ export class Session extends Emitter<SessionEvents> {
     }
 
     logout(): void {
-        this.cancelRecovery();
-        this.credentials = null;
+        this.cancelTimer();
+        this.credentials = this.greeting = null;
         // The process hides the surface itself, before anything else.
         this.surface.stop(false);
         if (this.client.isOpen) this.client.logout();
@@ -125,22 +132,23 @@ export class Session extends Emitter<SessionEvents> {
 
     /** Log in, learn the channels, bring up the surface. */
     private async enter(device: DeviceAddress): Promise<void> {
-        const reply = await this.client.login(device, this.loginOptions);
+        this.greeting = await this.client.login(device, this.loginOptions);
         await this.learnChannels();
+        this.begin(device);
+    }
+
+    private begin(device: DeviceAddress): void {
         this.phase = 'live';
         this.hearsAlarms = device.kind !== 'address';
         this.deviceName = device.kind === 'address' ? `${device.address}:${device.port}` : device.serialNumber;
         this.changed();
-        this.surface.start(needsContentOffset(detectPlatform(), reply.adjustBytool));
+        if (!this.surface.isRunning) this.surface.start(needsContentOffset(detectPlatform(), this.greeting?.adjustBytool ?? false));
     }
 
     /** No reply tells the number of channels; stopping all of them, when none runs, names each. */
     private async learnChannels(): Promise<void> {
         const { channels } = await this.client.stopAll();
-        const { split } = this.model;
-        const known = this.model.channels.length > 0;
         this.model.reset(channels.length);
-        if (known && this.phase === 'recovering') this.model.split = split;
     }
 
     // ---- bringing back ----
@@ -153,6 +161,8 @@ export class Session extends Emitter<SessionEvents> {
 
     private onDown(down: Down): void {
         this.down = down;
+        this.greeting = null;
+        this.anew = true;
         this.surface.stop(false);
         if (this.phase === 'live') this.beginRecovery();
         this.cancelTimer();
@@ -167,45 +177,38 @@ export class Session extends Emitter<SessionEvents> {
     }
 
     private beginRecovery(): void {
-        this.wasPlaying = this.model.playing;
+        const { split, selected } = this.model;
+        this.kept = { split, selected };
+        this.anew = this.greeting === null;
         this.phase = 'recovering';
         this.recoverWaitMs = RECOVER_FIRST_MS;
         this.emit('interrupted', undefined);
     }
 
-    /** In place when the process still holds the session, anew when the process is another. */
     private async recover(): Promise<void> {
         const device = this.credentials;
         if (this.phase !== 'recovering' || !this.client.isOpen || !device) return;
         this.tell('busy', 'Logging in again…');
         try {
-            if (this.surfaceStands) await this.relogin();
-            else await this.reenter(device);
+            await this.comeBack(device);
         } catch (error) {
             this.onRecoveryFailed(error);
             return;
         }
+        if (this.phase !== 'recovering') return; // logged out meanwhile
+        this.begin(device);
         this.tell('info', 'The connection is back.');
-        this.emit('recovered', this.wasPlaying);
+        this.emit('recovered', { anew: this.anew });
     }
 
-    /** The surface was never stopped: the process is the one that we logged in to. */
-    private get surfaceStands(): boolean {
-        return this.surface.isRunning;
-    }
-
-    private async relogin(): Promise<void> {
-        await this.client.relogin();
+    /** In place when the process has the session still, anew when it is another. */
+    private async comeBack(device: DeviceAddress): Promise<void> {
+        if (this.greeting) await this.client.relogin();
+        else this.greeting = await this.client.login(device, this.loginOptions);
         await this.learnChannels();
-        this.phase = 'live';
-        this.changed();
-    }
-
-    private async reenter(device: DeviceAddress): Promise<void> {
-        const { split } = this.model;
-        await this.enter(device);
-        const reply = await this.client.setSplit(split);
-        this.model.splitChanged(split, reply.Chn);
+        // Split and selected cell are the process's own and outlive a log in in place.
+        Object.assign(this.model, this.kept);
+        if (this.anew) this.model.splitChanged(this.kept.split, (await this.client.setSplit(this.kept.split)).Chn);
     }
 
     private onRecoveryFailed(error: unknown): void {
@@ -220,11 +223,6 @@ export class Session extends Emitter<SessionEvents> {
         this.recoverWaitMs = Math.min(wait * 2, RECOVER_MAX_MS);
         this.tell('error', `${messageOf(error)} Next attempt in ${Math.round(wait / 1000)} s.`);
         this.recoverTimer = setTimeout(() => void this.recover(), wait);
-    }
-
-    private cancelRecovery(): void {
-        this.cancelTimer();
-        this.wasPlaying = [];
     }
 
     private cancelTimer(): void {

@@ -199,7 +199,7 @@ describe('the selected channel', () => {
         await told('Sound of channel 5 on.');
         click('channel-0-stop');
         await told('Channel 1 stopped.');
-        expect((process() as unknown as { sound: number }).sound).toBe(4);
+        expect(process().sound).toBe(4);
         expect(pressed('sound')).toBe(true);
     });
 

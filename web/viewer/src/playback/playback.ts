@@ -57,6 +57,7 @@ export class PlaybackActions {
         return this.act('', async () => {
             await this.client.showPage(Page.Playback);
             await this.client.playback.setPageMode(this.model.mode);
+            this.model.selected = 0;
             if (this.model.chosen.length === 0) {
                 const wanted = live.length > 0 ? live : [0];
                 wanted.slice(0, this.model.visibleWindows).forEach((channel, window) => this.model.choose(channel, window));
@@ -74,6 +75,7 @@ export class PlaybackActions {
         const back = await this.act('The connection is back.', async () => {
             await this.client.showPage(Page.Playback);
             await this.client.playback.setPageMode(mode);
+            this.model.selected = 0;
         });
         if (back && played && mode === PageMode.ByTime && position !== null) await this.playAt(Math.floor(position));
     }
