@@ -65,6 +65,37 @@ describe('the list of alarms', () => {
         expect([model.list.length, model.list[0]?.channel, model.list.at(-1)?.channel]).toEqual([200, 299, 100]);
     });
 
+    it('has one entry of an alarm that is told again while it lasts, whatever came in between', () => {
+        const model = new AlarmModel();
+        expect(model.add(alarm('VideoMotion', 'Start'), 1)).toBe(true);
+        model.add(alarm('VideoLoss', 'Start', 3), 2);
+        model.add(alarm('VideoMotion', 'Pulse'), 3);
+        expect(model.add(alarm('VideoMotion', 'Start'), 4)).toBe(false);
+        expect([model.list.length, model.active]).toEqual([3, 2]);
+        expect(model.add(alarm('VideoMotion', 'Stop'), 5)).toBe(false);
+        expect(model.list.at(-1)).toMatchObject({ event: 'VideoMotion', status: 'Start', at: 1, until: 5 });
+        expect([model.list.length, model.active]).toEqual([3, 1]);
+    });
+
+    it('has one entry of an alarm without a channel, too', () => {
+        const model = new AlarmModel();
+        for (const status of ['Start', 'Start', 'Stop']) model.add(alarm('NetAbort', status, NaN), 1);
+        expect(model.list).toMatchObject([{ until: 1 }]);
+    });
+
+    it('lets nothing go on when the connection is cut, and begins anew after it', () => {
+        const model = new AlarmModel();
+        model.add(alarm('VideoLoss', 'Start', 1), 1);
+        model.add(alarm('VideoMotion', 'Start'), 2);
+        model.add(alarm('VideoMotion', 'Stop'), 3);
+        expect(model.cut()).toBe(true);
+        expect(model.list).toMatchObject([{ event: 'VideoMotion', until: 3, cut: false }, { event: 'VideoLoss', until: null, cut: true }]);
+        expect([model.active, model.cut()]).toEqual([0, false]);
+        expect(model.add(alarm('VideoLoss', 'Start', 1), 9)).toBe(true);
+        model.add(alarm('VideoLoss', 'Stop', 1), 10);
+        expect(model.list.map(({ until, cut }) => [until, cut])).toEqual([[10, false], [3, false], [null, true]]);
+    });
+
     it('shows a stop whose start nobody heard, without a sound', () => {
         const model = new AlarmModel();
         expect(model.add(alarm('VideoLoss', 'Stop'), 1)).toBe(false);
@@ -163,6 +194,20 @@ describe('on the page', () => {
         expect(id('alarms-panel').dataset.alarms).toBeUndefined();
         id('alarms-clear').click();
         await soon(() => expect(document.querySelector('[data-testid="alarm"]')).toBeNull());
+    });
+
+    it.each([['the device', () => host.push({ MainEvent: 5, SubEvent: 0, Ret: 100 })], ['the process', () => host.drop(4001, 'exit code 1')]])('says that the end is unknown of an alarm that lasted when %s was lost', async (_, lose) => {
+        await open();
+        id('alarms-panel').click();
+        raise('VideoMotion', 'Start', 2);
+        await says('alarms', 'goes on');
+        lose();
+        await soon(() => expect(id('alarm').dataset.state).toBe('over'));
+        expect(id('alarm').textContent).toContain('end unknown: the connection was lost');
+        expect(id('alarms-panel').dataset.alarms).toBeUndefined();
+        await says('status', 'The connection is back.');
+        raise('VideoMotion', 'Start', 2);
+        await soon(() => expect(id('alarms-panel').dataset.alarms).toBe('1'));
     });
 
     it('says where it is when that is no channel', async () => {

@@ -5,8 +5,10 @@ export interface Alarm {
     id: number;
     /** Milliseconds since 1970, of this computer. */
     at: number;
-    /** When its stop came; null while it lasts, and for one that never ends. */
+    /** When its stop came; null while it lasts, for one that never ends, and when its end is unknown. */
     until: number | null;
+    /** It lasted when the connection was lost: nobody will tell its end. */
+    cut: boolean;
     channel: number;
     event: string;
     status: string;
@@ -24,18 +26,27 @@ export class AlarmModel {
     /** True when it is a new one, and not the end or the repetition of one that is there. */
     add(data: AlarmData, at: number): boolean {
         const { Channel: channel, Event: event, Status: status } = data;
-        const same = this.list.find((alarm) => alarm.channel === channel && alarm.event === event);
-        if (status === 'Stop' && same?.status === 'Start' && same.until === null) {
-            same.until = at;
+        const isSame = (alarm: Alarm) => Object.is(alarm.channel, channel) && alarm.event === event;
+        const lasting = this.list.find((alarm) => isSame(alarm) && isLasting(alarm));
+        if (lasting && status === 'Stop') {
+            lasting.until = at;
             return false;
         }
-        const repeated = same !== undefined && same.status === status && (status !== 'Start' || same.until === null);
-        if (repeated && same === this.list[0]) {
-            same.count++;
+        const [newest] = this.list;
+        const repeated = status === 'Start' ? lasting : newest && isSame(newest) && newest.status === status ? newest : undefined;
+        if (repeated) {
+            repeated.count++;
             return false;
         }
-        this.list = shortened([{ id: ++this.lastId, at, until: null, channel, event, status, count: 1 }, ...this.list]);
+        this.list = shortened([{ id: ++this.lastId, at, until: null, cut: false, channel, event, status, count: 1 }, ...this.list]);
         return status !== 'Stop';
+    }
+
+    /** The connection was lost: a new log in hears nothing of what ended meanwhile. True if anything lasted. */
+    cut(): boolean {
+        const lasting = this.list.filter(isLasting);
+        for (const alarm of lasting) alarm.cut = true;
+        return lasting.length > 0;
     }
 
     clear(): void {
@@ -49,8 +60,8 @@ export class AlarmModel {
 }
 
 /** It has begun and not ended. */
-export function isLasting({ status, until }: Alarm): boolean {
-    return status === 'Start' && until === null;
+export function isLasting({ status, until, cut }: Alarm): boolean {
+    return status === 'Start' && until === null && !cut;
 }
 
 function shortened(list: Alarm[]): Alarm[] {

@@ -41,6 +41,11 @@ export class AlarmPanel {
             this.session.changed();
         });
         this.session.client.on('alarm', (data) => this.onAlarm(data));
+        this.session.on('interrupted', () => {
+            if (!this.model.cut()) return;
+            this.stale = true;
+            this.redraw.ask();
+        });
         this.session.on('ended', () => this.model.clear());
     }
 
@@ -109,6 +114,7 @@ function row(alarm: Alarm): HTMLElement {
 
 function endOf(alarm: Alarm, lasting: boolean): string {
     if (lasting) return 'goes on';
+    if (alarm.cut) return 'end unknown: the connection was lost';
     if (alarm.until !== null) return `${Math.max(1, Math.round((alarm.until - alarm.at) / 1000))} s`;
     return alarm.count > 1 ? `${alarm.count} times` : '';
 }
