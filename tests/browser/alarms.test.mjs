@@ -73,3 +73,15 @@ fact('alarms are told beside the recordings, which the device that served the pa
 fact('the load of the computer is shown', async (stage, view) => {
     await until(async () => /Processor \d+ %, viewer \d+ %, \d+ MiB/.test(await view.byId('load').textContent()), 'figures');
 });
+
+fact('a page that logged in by itself tells that alarms are not heard before it is touched', async (stage, view) => {
+    if (!(await view.byId('alarm-choice-Prompt').isVisible())) await view.click('alarms-panel');
+    await view.byId('alarm-choice-Prompt').check();
+    await until(() => view.page.evaluate(async () => (await globalThis.lumoViewer.session.client.alarms.readChoice()).Prompt), 'the choice is kept');
+    assert.equal(await view.byId('alarms-silent').textContent(), '');
+    await view.page.goto(stage.liveUrl());
+    await view.phase('live');
+    await until(async () => (await view.byId('alarms-silent').textContent()) === 'Click into the page to hear alarms.', 'what the user must do');
+    await view.click('alarms-panel');
+    await until(async () => (await view.byId('alarms-silent').textContent()) === '', 'nothing more to do');
+});

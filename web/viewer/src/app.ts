@@ -65,12 +65,12 @@ export class App {
         this.login = new LoginView(this.session, loginDefaults(params, surroundings), (device) => void this.enter(device));
         this.toolbar = new Toolbar(this.session, this.actions, (name) => this.togglePanel(name));
         this.list = new ChannelList(this.session, this.actions);
-        this.status = new StatusLine(this.session, title.text);
         this.picture = new PicturePanel(this.session, this.actions);
         this.rule = new RulePanel(this.session);
         this.color = new ColorView(this.session);
         this.settings = new SettingsPanel(this.session, kept.fill === true, (fill) => this.setFill(fill));
         this.alarms = new AlarmPanel(this.session);
+        this.status = new StatusLine(this.session, title.text, this.alarms.silence);
         this.talk = new TalkPanel(this.session);
         this.device = new DevicePanel(this.session);
         const middle = h('div', { class: 'middle' }, this.stage, this.playback.day.element);
@@ -243,6 +243,7 @@ export class App {
         if (color) this.color.render();
         if (this.openPanel === 'device') this.device.render();
         if (this.openPanel === 'alarms') this.alarms.render();
+        this.alarms.renderSilence(inside);
         this.talk.render(inside && this.openPanel === 'talk');
         if (playback) this.playback.render(this.openPanel);
         this.status.render(playback ? this.playbackSelection() : color ? this.color.selection() : this.liveSelection());

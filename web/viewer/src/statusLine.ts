@@ -11,9 +11,10 @@ export class StatusLine {
     private readonly load = h('span', { class: 'load', 'data-testid': 'load', title: 'Load of this computer, and memory of the viewer program' });
     private readonly version = h('span', { class: 'version-notice', 'data-testid': 'version-notice' });
 
-    constructor(session: Session, title: string) {
+    /** `notice`: what else is to be seen here. */
+    constructor(session: Session, title: string, notice: HTMLElement) {
         this.session = session;
-        this.element = h('footer', { class: 'status' }, this.text, this.version, this.load, this.selected, h('span', { class: 'session-title' }, title));
+        this.element = h('footer', { class: 'status' }, this.text, notice, this.version, this.load, this.selected, h('span', { class: 'session-title' }, title));
     }
 
     /** `selected`: what is, on the page that is shown. */

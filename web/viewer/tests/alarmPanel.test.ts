@@ -2,13 +2,14 @@
 import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
 import { ALARM_CHOICES, type AlarmChoice, type AlarmChoiceKey, type AlarmData } from '../../client/index.ts';
 import { AlarmPanel } from '../src/alarms/alarmPanel.ts';
-import { Chime } from '../src/alarms/chime.ts';
+import { Chime, type Speaker } from '../src/alarms/chime.ts';
 import { Session } from '../src/session.ts';
 
 /** The panel alone: a session without a connection, and alarms as its client would tell them. */
 let session: Session;
 let panel: AlarmPanel;
 let ring: ReturnType<typeof vi.fn<() => void>>;
+let speaker: { -readonly [Key in keyof Speaker]: Speaker[Key] };
 let renders: number;
 
 function hear(Event: string, Status: string, Channel = 0): void {
@@ -25,12 +26,14 @@ beforeEach(() => {
     ring = vi.fn<() => void>();
     // Each alarm may sound: that they do so once a second at most is the chime's own matter.
     let now = 0;
-    panel = new AlarmPanel(session, new Chime(ring, () => (now += 5000)));
+    speaker = { runs: true, onChange: () => undefined, wake: () => undefined, ring, close: () => undefined };
+    panel = new AlarmPanel(session, new Chime(speaker, () => (now += 5000)));
     document.body.replaceChildren(panel.element);
     renders = 0;
     session.on('changed', () => {
         renders++;
         panel.render();
+        panel.renderSilence(true);
     });
 });
 
@@ -72,6 +75,24 @@ describe('an alarm', () => {
         box('Motion').click();
         hear('VideoMotion', 'Start', 2);
         expect(ring).toHaveBeenCalledTimes(1);
+    });
+
+    it('that cannot sound yet is told so until it can', () => {
+        speaker.runs = false;
+        hear('VideoMotion', 'Start');
+        expect([ring.mock.calls.length, panel.silence.textContent]).toEqual([0, 'Click into the page to hear alarms.']);
+        speaker.runs = true;
+        speaker.onChange();
+        expect([ring.mock.calls.length, panel.silence.textContent]).toEqual([0, '']);
+        hear('VideoMotion', 'Start', 1);
+        expect(ring).toHaveBeenCalledTimes(1);
+    });
+
+    it('is not missed by one who does not want to hear any', () => {
+        speaker.runs = false;
+        box('Prompt').click();
+        hear('VideoMotion', 'Start');
+        expect(panel.silence.textContent).toBe('');
     });
 
     it('never rings while the sound as a whole is off', () => {

@@ -3,7 +3,6 @@ import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
 import { ALARM_CHOICES, type AlarmChoice } from '../../client/index.ts';
 import { startFakeHost, type FakeHost, type FakeHostSettings } from '../../tests/fakeHost.mjs';
 import { AlarmModel, alarmPlace, alarmWords, isHeard } from '../src/alarms/alarmModel.ts';
-import { Chime } from '../src/alarms/chime.ts';
 import { App } from '../src/app.ts';
 import { readParams } from '../src/params.ts';
 
@@ -138,16 +137,6 @@ describe('which alarms sound', () => {
         expect(isHeard(choice, '')).toBe(false);
     });
     it('are all, unknown ones too, when so chosen', () => expect(isHeard({ ...none, Prompt: true, all: true }, '')).toBe(true));
-});
-
-describe('the chime', () => {
-    it('rings once a second at most', () => {
-        let now = 0;
-        const ring = vi.fn();
-        const chime = new Chime(ring, () => now);
-        for (now = 0; now < 2500; now += 100) chime.sound();
-        expect(ring).toHaveBeenCalledTimes(3);
-    });
 });
 
 describe('on the page', () => {

@@ -16,6 +16,8 @@ const LABELS: Record<AlarmChoiceKey, string> = {
 
 export class AlarmPanel {
     readonly element: HTMLElement;
+    /** For the status line: alarms would sound, but the browser does not let them. */
+    readonly silence = h('span', { class: 'silence', role: 'status', 'data-testid': 'alarms-silent' });
     readonly model = new AlarmModel();
     private readonly session: Session;
     private readonly chime: Chime;
@@ -40,6 +42,7 @@ export class AlarmPanel {
             this.model.clear();
             this.session.changed();
         });
+        this.chime.onChange = () => this.session.changed();
         this.session.client.on('alarm', (data) => this.onAlarm(data));
         this.session.on('interrupted', () => {
             if (!this.model.cut()) return;
@@ -51,17 +54,24 @@ export class AlarmPanel {
 
     dispose(): void {
         this.redraw.cancel();
+        this.chime.dispose();
     }
 
     /** Reads the choice that this computer keeps. Call after a log in. */
     async load(): Promise<void> {
         try {
             this.choice = await this.session.client.alarms.readChoice();
+            if (this.choice.Prompt) this.chime.prepare();
             for (const [key, box] of this.boxes) box.checked = this.choice[key];
             this.session.changed();
         } catch (error) {
             this.session.tell('error', messageOf(error));
         }
+    }
+
+    /** Always, the panel being open or not. `inside`: somebody is logged in. */
+    renderSilence(inside: boolean): void {
+        setText(this.silence, inside && this.choice?.Prompt && this.chime.isKept ? 'Click into the page to hear alarms.' : '');
     }
 
     render(): void {
@@ -92,6 +102,7 @@ export class AlarmPanel {
     private async store(key: AlarmChoiceKey, wanted: boolean): Promise<void> {
         if (!this.choice) return;
         this.choice = { ...this.choice, [key]: wanted };
+        if (this.choice.Prompt) this.chime.prepare();
         this.session.changed();
         try {
             await this.session.client.alarms.saveChoice(this.choice);
