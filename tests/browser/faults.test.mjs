@@ -100,3 +100,14 @@ fact('a device that stops answering is told as lost, and each channel is back in
     await view.live(2, mixed, 120000);
     for (const [channel, stream] of [[1, 1], [2, 0]]) assert.ok((await stage.stream(channel, stream)).playing, `channel ${channel} has stream ${stream}`);
 });
+
+fact('a page that logs in by itself waits for a device that does not answer yet', async (stage, view) => {
+    await stage.fault({ stopAnswering: true });
+    // The device serves no page now; the host does.
+    const query = { auto: 1, address: '127.0.0.1', port: stage.ports.http, user: 'admin', password: 'lumo', split: 1, channels: 4, stream: 1 };
+    await view.page.goto(`http://127.0.0.1:${stage.hostPort}/?${new URLSearchParams(Object.entries(query).map(([key, value]) => [key, String(value)]))}`);
+    await view.says(/Next attempt in \d+ s\.$/, 90000);
+    await stage.fault({ stopAnswering: false });
+    await view.phase('live', 90000);
+    await view.live(2, four);
+});

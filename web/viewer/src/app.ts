@@ -88,7 +88,7 @@ export class App {
         this.root.replaceChildren(this.header.element, this.toolbar.element, this.playback.toolbar.element, this.color.toolbar, this.workspace, this.login.element, this.status.element);
         this.render();
         this.login.focus();
-        if (this.params.auto) this.session.client.once('open').then(() => this.enter(this.login.device()));
+        if (this.params.auto) this.session.client.once('open').then(() => this.enter(this.login.device(), true));
         this.session.connect();
     }
 
@@ -103,8 +103,9 @@ export class App {
         this.root.replaceChildren();
     }
 
-    private async enter(device: DeviceAddress): Promise<void> {
-        if (!(await this.session.login(device))) return;
+    /** `patient`: waits for a device that does not answer yet. */
+    private async enter(device: DeviceAddress, patient = false): Promise<void> {
+        if (!(await this.session.login(device, patient))) return;
         this.login.clearPassword();
         const { params, actions } = this;
         const { model } = this.session;

@@ -38,8 +38,10 @@ interface SessionEvents {
  * (207) is none of them: right after a loss the device may still hold the session that was lost.
  */
 const HOPELESS = new Set([106, 206]);
-const RECOVER_FIRST_MS = 1000;
-const RECOVER_MAX_MS = 30000;
+/** Codes that say nothing of the user: there is no window yet, no device yet, or no room in it yet. */
+const NOT_YET = new Set([207, 218, 1003, 1006, 1012]);
+const FIRST_WAIT_MS = 1000;
+const MOST_WAIT_MS = 30000;
 
 export class Session extends Emitter<SessionEvents> {
     readonly client: LumoClient;
@@ -62,8 +64,10 @@ export class Session extends Emitter<SessionEvents> {
     /** What the loss is not to change, and whether the process went with it. */
     private kept: Pick<LiveModel, 'split' | 'selected'> = { split: 0, selected: 0 };
     private anew = false;
-    private recoverTimer: ReturnType<typeof setTimeout> | null = null;
-    private recoverWaitMs = RECOVER_FIRST_MS;
+    /** The next attempt to log in; told false, it is not made. Its timer stands still without a connection. */
+    private next: ((go: boolean) => void) | null = null;
+    private timer: ReturnType<typeof setTimeout> | null = null;
+    private waitMs = FIRST_WAIT_MS;
 
     constructor(hostUrl: string, title: string, element: HTMLElement, loginOptions: LoginOptions, encryption: Encryption = 'off') {
         super();
@@ -87,7 +91,7 @@ export class Session extends Emitter<SessionEvents> {
     }
 
     dispose(): void {
-        this.cancelTimer();
+        this.dropNext();
         this.surface.dispose();
         this.client.close();
     }
@@ -101,7 +105,14 @@ export class Session extends Emitter<SessionEvents> {
         this.changed();
     }
 
-    async login(device: DeviceAddress): Promise<boolean> {
+    /** `patient`: a device that does not answer yet is asked again, until it does or somebody logs in by hand. */
+    login(device: DeviceAddress, patient = false): Promise<boolean> {
+        this.dropNext();
+        this.waitMs = FIRST_WAIT_MS;
+        return this.tryLogin(device, patient);
+    }
+
+    private async tryLogin(device: DeviceAddress, patient: boolean): Promise<boolean> {
         if (this.phase !== 'login') return false;
         this.phase = 'logging-in';
         this.tell('busy', 'Logging in…');
@@ -112,13 +123,14 @@ export class Session extends Emitter<SessionEvents> {
             return true;
         } catch (error) {
             this.phase = 'login';
+            if (patient && isNotYet(error)) return new Promise((resolve) => this.tryLater(error, (go) => resolve(go && this.tryLogin(device, true))));
             this.tell('error', messageOf(error));
             return false;
         }
     }
 
     logout(): void {
-        this.cancelTimer();
+        this.dropNext();
         this.credentials = this.greeting = null;
         // The process hides the surface itself, before anything else.
         this.surface.stop(false);
@@ -155,8 +167,10 @@ export class Session extends Emitter<SessionEvents> {
 
     private onOpen(): void {
         this.down = null;
-        if (this.phase === 'recovering') void this.recover();
-        else if (this.phase === 'login') this.tell('info', 'Ready to log in.');
+        if (this.phase === 'recovering') {
+            this.dropNext();
+            void this.recover();
+        } else if (this.phase === 'login' && !this.goOn(true)) this.tell('info', 'Ready to log in.');
     }
 
     private onDown(down: Down): void {
@@ -181,7 +195,7 @@ export class Session extends Emitter<SessionEvents> {
         this.kept = { split, selected };
         this.anew = this.greeting === null;
         this.phase = 'recovering';
-        this.recoverWaitMs = RECOVER_FIRST_MS;
+        this.waitMs = FIRST_WAIT_MS;
         this.emit('interrupted', undefined);
     }
 
@@ -218,15 +232,40 @@ export class Session extends Emitter<SessionEvents> {
             this.tell('error', messageOf(error));
             return;
         }
-        if (!this.client.isOpen) return; // the next connection brings the next attempt
-        const wait = this.recoverWaitMs;
-        this.recoverWaitMs = Math.min(wait * 2, RECOVER_MAX_MS);
+        this.tryLater(error, (go) => go && void this.recover());
+    }
+
+    // ---- the next attempt ----
+
+    private tryLater(error: unknown, attempt: (go: boolean) => void): void {
+        this.next = attempt;
+        if (!this.client.isOpen) return; // the next connection brings it
+        const wait = this.waitMs;
+        this.waitMs = Math.min(wait * 2, MOST_WAIT_MS);
         this.tell('error', `${messageOf(error)} Next attempt in ${Math.round(wait / 1000)} s.`);
-        this.recoverTimer = setTimeout(() => void this.recover(), wait);
+        this.timer = setTimeout(() => this.goOn(true), wait);
+    }
+
+    /** False when no attempt was to come. */
+    private goOn(go: boolean): boolean {
+        const { next } = this;
+        this.next = null;
+        this.cancelTimer();
+        next?.(go);
+        return next !== null;
+    }
+
+    private dropNext(): void {
+        this.goOn(false);
     }
 
     private cancelTimer(): void {
-        if (this.recoverTimer !== null) clearTimeout(this.recoverTimer);
-        this.recoverTimer = null;
+        if (this.timer !== null) clearTimeout(this.timer);
+        this.timer = null;
     }
+}
+
+function isNotYet(error: unknown): boolean {
+    if (!(error instanceof LumoError)) return false;
+    return error.kind === 'timeout' || error.kind === 'lost' || error.kind === 'closed' || NOT_YET.has(error.ret ?? 0);
 }

@@ -1,0 +1,98 @@
+// @vitest-environment jsdom
+import { afterEach, beforeEach, expect, it, vi } from 'vitest';
+import { startFakeHost, type FakeHost } from '../../tests/fakeHost.mjs';
+import { App } from '../src/app.ts';
+import { readParams } from '../src/params.ts';
+
+/** A page that logs in by itself before its device is ready. */
+let host: FakeHost;
+let app: App;
+let answer: { Ret: number } | null;
+
+const id = <T extends HTMLElement = HTMLButtonElement>(name: string) => document.querySelector(`[data-testid="${name}"]`) as T;
+const told = (text: string) => vi.waitFor(() => expect(id('status').textContent).toContain(text), { timeout: 10000 });
+const logins = () => host.requests.filter(({ MainType }) => MainType === 8);
+
+vi.setConfig({ testTimeout: 30000 });
+
+beforeEach(async () => {
+    localStorage.clear();
+    answer = null;
+    host = await startFakeHost({
+        channels: 4,
+        intercept: (request, send) => {
+            if (request.MainType !== 8 || !answer) return false;
+            send({ Msg: 8, SubMsg: 0, MsgID: request.MsgID, Id: 7, adjustBytool: true, DPIRadio: 100, ...answer });
+            return true;
+        },
+    });
+});
+
+afterEach(async () => {
+    app.dispose();
+    await host.close();
+});
+
+function open(query = '?auto=1&password=p&channels=4'): void {
+    document.body.innerHTML = '<div id="app"></div>';
+    app = new App(document.getElementById('app') as HTMLElement, readParams(query), { hostUrl: host.url, device: null });
+    app.start();
+}
+
+it.each([[207], [218], [1003], [1006], [1012]])('tries again after the code %i, and goes on as if it had been the first time', async (Ret) => {
+    answer = { Ret };
+    open();
+    await told('Next attempt in 1 s.');
+    expect(id('login-form').closest('main')?.hidden).toBe(false);
+    answer = null;
+    await told('4 channels started.');
+    expect(logins().length).toBe(2);
+});
+
+it('waits longer each time', async () => {
+    answer = { Ret: 1006 };
+    open();
+    for (const seconds of [1, 2, 4]) await told(`Next attempt in ${seconds} s.`);
+    expect(logins().length).toBe(3);
+});
+
+it.each([106, 107, 206, 1017])('does not try again after the code %i', async (Ret) => {
+    const set = vi.spyOn(globalThis, 'setTimeout');
+    answer = { Ret };
+    open();
+    await vi.waitFor(() => expect(id('status').dataset.kind).toBe('error'));
+    expect(id('status').textContent).not.toContain('Next attempt');
+    expect(set.mock.calls.filter(([, ms]) => ms === 1000)).toEqual([]);
+    expect(logins().length).toBe(1);
+});
+
+it('tries again when the program ended during the log in', async () => {
+    answer = { Ret: 1006 };
+    open();
+    await told('Next attempt in 1 s.');
+    answer = null;
+    host.drop(4001, 'exit code 1');
+    await told('4 channels started.');
+    expect([logins().length, host.processes.length]).toEqual([2, 2]);
+});
+
+it('leaves it to the user who logs in by hand meanwhile', async () => {
+    answer = { Ret: 1006 };
+    open();
+    await told('Next attempt in 1 s.');
+    const clear = vi.spyOn(globalThis, 'clearTimeout');
+    answer = { Ret: 106 };
+    id<HTMLFormElement>('login-form').requestSubmit();
+    await told('The user name or the password is wrong');
+    expect(clear).toHaveBeenCalled();
+    expect(logins().length).toBe(2);
+});
+
+it('a log in by hand is tried once', async () => {
+    open('');
+    await told('Ready to log in.');
+    answer = { Ret: 1006 };
+    id<HTMLFormElement>('login-form').requestSubmit();
+    await told('cannot be reached');
+    expect(id('status').textContent).not.toContain('Next attempt');
+});
