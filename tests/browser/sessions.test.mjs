@@ -33,9 +33,8 @@ fact('a killed program is told by the page, and another takes its place with the
 fact('after a killed program each channel is back in its cell, with its stream', async (stage, view) => {
     await view.click('stop-all');
     await view.says(/^All channels stopped/);
-    await view.start(2, 2, 0);
-    await view.click('stream-0');
-    await view.start(2, 1, 3);
+    await view.start(2, 2, 0, 1);
+    await view.start(2, 1, 3, 0);
     const mixed = [-1, 3, 0, -1];
     await view.live(2, mixed);
     const first = await stage.oneViewer();

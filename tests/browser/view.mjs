@@ -120,9 +120,10 @@ export class View {
     }
 
     /** Starts a channel in a cell of an n by n grid that shows nothing. */
-    async start(n, cell, channel) {
+    async start(n, cell, channel, stream) {
         this.clickCell((await this.cells(n))[cell]);
         await until(async () => (await this.byId('selected').textContent()) === `Cell ${cell + 1}: empty`, `cell ${cell} is selected`);
+        await this.click(`stream-${stream}`);
         await this.click(`channel-${channel}`);
         await this.says(new RegExp(`^Channel ${channel + 1} started`));
     }

@@ -98,6 +98,7 @@ export class App {
         this.toolbar.dispose();
         this.playback.dispose();
         this.alarms.dispose();
+        this.settings.dispose();
         this.actions.forget();
         this.title.release();
         this.root.replaceChildren();

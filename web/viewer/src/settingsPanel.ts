@@ -11,6 +11,10 @@ const FOLDERS: readonly { key: PathKey; name: string; testId: string; mode: 0 | 
     { key: 'DownPath', name: 'Downloads', testId: 'download', mode: 2 },
 ];
 
+/** The program gives up after a minute, and says nothing then. */
+const ANSWER_MS = 65000;
+const CHECK_TEXTS = { none: '', asking: 'Asking the server…', unanswered: 'The server did not answer.' };
+
 export class SettingsPanel {
     readonly element: HTMLElement;
     private readonly session: Session;
@@ -21,7 +25,8 @@ export class SettingsPanel {
     private readonly version = h('p', { class: 'hint' });
     private readonly newer = h('p', { class: 'hint', role: 'status', 'data-testid': 'version-text' });
     private readonly look = h('button', { type: 'button', 'data-testid': 'version-check' }, 'Look for a newer version');
-    private looking = false;
+    private check: 'none' | 'asking' | 'unanswered' = 'none';
+    private timer: ReturnType<typeof setTimeout> | null = null;
 
     constructor(session: Session, fill: boolean, onFill: (fill: boolean) => void) {
         this.session = session;
@@ -39,14 +44,20 @@ export class SettingsPanel {
             h('h2', {}, 'View'), h('label', { class: 'check' }, area, h('span', {}, 'Video fills the whole area')),
             h('h2', {}, 'Program'), this.version, this.newer, this.look);
         this.look.addEventListener('click', () => void this.checkVersion());
-        session.client.on('version', () => (this.looking = false));
+        session.client.on('version', () => this.turn('none'));
+        session.on('interrupted', () => this.turn('none'));
+        session.on('ended', () => this.turn('none'));
+    }
+
+    dispose(): void {
+        this.turn('none');
     }
 
     render(): void {
         const live = this.session.phase === 'live';
         this.save.disabled = !live;
         this.look.disabled = !live;
-        setText(this.newer, this.looking ? 'Asking the server…' : versionText(this.session.version));
+        setText(this.newer, CHECK_TEXTS[this.check] || versionText(this.session.version));
         for (const button of this.element.querySelectorAll<HTMLButtonElement>('.pick')) button.disabled = !live;
     }
 
@@ -61,14 +72,21 @@ export class SettingsPanel {
 
     /** The answer comes as an event, within a minute or never. */
     private async checkVersion(): Promise<void> {
-        this.looking = true;
-        this.render();
+        this.turn('asking');
+        this.timer = setTimeout(() => this.turn('unanswered'), ANSWER_MS);
         try {
             await this.session.client.maintenance.checkVersion();
         } catch (error) {
-            this.looking = false;
+            this.turn('none');
             this.session.tell('error', messageOf(error));
         }
+    }
+
+    private turn(check: typeof this.check): void {
+        if (this.timer !== null) clearTimeout(this.timer);
+        this.timer = null;
+        this.check = check;
+        this.render();
     }
 
     private show(config: ConfigReply): void {
