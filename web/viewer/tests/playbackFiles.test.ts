@@ -224,7 +224,7 @@ describe('a local file', () => {
     it('opens in the window that was clicked', async () => {
         await enter([0], { picked: '/videos/a.avi' });
         click('source-local');
-        await vi.waitFor(() => expect(last(5, 36)).toMatchObject({ Mode: 0 }));
+        await vi.waitFor(() => expect(app.playback.actions.model.mode).toBe(0));
         process().playback.select(2);
         await vi.waitFor(() => expect(id('selected').textContent).toBe('Window 3: empty'));
         click('open-local');
