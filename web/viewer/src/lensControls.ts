@@ -1,5 +1,4 @@
 /** The zoom of a camera with two lenses, in the selected cell. The camera tells nobody whether it has them: it just moves. */
-import { messageOf } from '../../client/index.ts';
 import { h } from './dom.ts';
 import type { Session } from './session.ts';
 
@@ -42,11 +41,7 @@ export class LensControls {
     private async step(direction: Direction): Promise<void> {
         this.busy = true;
         this.render();
-        try {
-            await this.session.client.scaleStep(direction, STEP);
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        await this.session.attempt('', () => this.session.client.scaleStep(direction, STEP));
         this.busy = false;
         this.session.changed();
     }

@@ -2,7 +2,7 @@
  * What the user does on the live page, as commands. Every action tells the status line how it went and leaves the
  * model true.
  */
-import { ColorType, LumoError, messageOf, NO_CHANNEL, Page, RET_FAILURE, RET_SUCCESS, type ChannelResult, type ColorIndex, type SplitMode } from '../../client/index.ts';
+import { ColorType, messageOf, NO_CHANNEL, Page, RET_SUCCESS, type ChannelResult, type ColorIndex, type SplitMode } from '../../client/index.ts';
 import { LiveReturn } from './liveReturn.ts';
 import type { LiveMemory, LiveModel } from './model.ts';
 import type { Session } from './session.ts';
@@ -206,13 +206,6 @@ export class LiveActions {
         });
     }
 
-    fullScreen(): Promise<boolean> {
-        return this.act('Full screen. Escape leaves it.', async () => {
-            await this.client.fullScreen();
-            this.session.surface.enteredFullScreen();
-        });
-    }
-
     /** Sliders move faster than commands go: one is under way at a time, and only the newest value of each counts. */
     setColor(type: ColorIndex, value: number): void {
         this.model.colors = applyColor(this.model.colors, type, value);
@@ -274,19 +267,9 @@ export class LiveActions {
         return Promise.resolve(false);
     }
 
-    /** `failed` stands in for the general failure code, which says nothing about what was tried. */
     private async act(done: string, work: () => Promise<unknown>, failed?: string): Promise<boolean> {
         await this.back.idle;
-        try {
-            await work();
-            if (done) this.session.tell('info', done);
-            else this.session.changed();
-            return true;
-        } catch (error) {
-            const general = error instanceof LumoError && error.ret === RET_FAILURE;
-            this.session.tell('error', general && failed ? failed : messageOf(error));
-            return false;
-        }
+        return this.session.attempt(done, work, failed);
     }
 }
 

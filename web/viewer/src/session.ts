@@ -3,7 +3,7 @@
  * surface is kept over.
  */
 import {
-    detectPlatform, downText, Emitter, LumoClient, LumoError, messageOf, needsContentOffset, SurfaceRect,
+    detectPlatform, downText, Emitter, LumoClient, LumoError, messageOf, needsContentOffset, RET_FAILURE, SurfaceRect,
     type DeviceAddress, type Down, type Encryption, type LoadData, type LoginOptions, type LoginReply, type VersionData,
 } from '../../client/index.ts';
 import { LiveModel } from './model.ts';
@@ -103,6 +103,32 @@ export class Session extends Emitter<SessionEvents> {
     tell(kind: Status['kind'], text: string): void {
         this.status = { kind, text };
         this.changed();
+    }
+
+    /**
+     * Runs `work` and tells how it went: `done`, if that is anything, or why not. `failed` stands in for the general failure
+     * code, which says nothing about what was tried. True when it is done.
+     */
+    async attempt(done: string, work: () => Promise<unknown>, failed?: string): Promise<boolean> {
+        try {
+            await work();
+            if (done) this.tell('info', done);
+            else this.changed();
+            return true;
+        } catch (error) {
+            const general = error instanceof LumoError && error.ret === RET_FAILURE;
+            // When the connection went, that was told already, and is more.
+            if (this.phase !== 'live') this.changed();
+            else this.tell('error', general && failed ? failed : messageOf(error));
+            return false;
+        }
+    }
+
+    fullScreen(): Promise<boolean> {
+        return this.attempt('Full screen. Escape leaves it.', async () => {
+            await this.client.fullScreen();
+            this.surface.enteredFullScreen();
+        });
     }
 
     /** `patient`: a device that does not answer yet is asked again, until it does or somebody logs in by hand. */

@@ -1,5 +1,5 @@
 /** Where recordings, snapshots and downloads go on this computer, and how the video area is laid out. */
-import { messageOf, type ConfigReply, type VersionData } from '../../client/index.ts';
+import type { ConfigReply, VersionData } from '../../client/index.ts';
 import { h, setText } from './dom.ts';
 import type { Session } from './session.ts';
 
@@ -63,23 +63,15 @@ export class SettingsPanel {
 
     /** Reads what the process has. Call when the panel opens. */
     async load(): Promise<void> {
-        try {
-            this.show(await this.session.client.readConfig());
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        await this.session.attempt('', async () => this.show(await this.session.client.readConfig()));
     }
 
     /** The answer comes as an event, within a minute or never. */
     private async checkVersion(): Promise<void> {
         this.turn('asking');
         this.timer = setTimeout(() => this.turn('unanswered'), ANSWER_MS);
-        try {
-            await this.session.client.maintenance.checkVersion();
-        } catch (error) {
-            this.turn('none');
-            this.session.tell('error', messageOf(error));
-        }
+        const asked = await this.session.attempt('', () => this.session.client.maintenance.checkVersion());
+        if (!asked) this.turn('none');
     }
 
     private turn(check: typeof this.check): void {
@@ -98,14 +90,11 @@ export class SettingsPanel {
     private async store(): Promise<void> {
         const path = (key: PathKey) => this.inputs.get(key)?.value.trim() ?? '';
         const RecordType = Number(this.recordType.value) || 0;
-        try {
+        await this.session.attempt('Settings saved.', async () => {
             await this.session.client.saveConfig({ RecPath: path('RecPath'), CapPath: path('CapPath'), DownPath: path('DownPath'), RecordType });
             // An empty folder comes back as its default.
             this.show(await this.session.client.readConfig());
-            this.session.tell('info', 'Settings saved.');
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        });
     }
 
     private folderRow({ key, name, testId, mode }: (typeof FOLDERS)[number]): HTMLElement {
@@ -118,13 +107,11 @@ export class SettingsPanel {
 
     /** The dialog is a window of its own; the page goes on meanwhile. */
     private async pick(mode: 0 | 1 | 2, input: HTMLInputElement): Promise<void> {
-        try {
+        await this.session.attempt('', async () => {
             const path = await this.session.client.pickPath(mode);
             if (path === null) this.session.tell('info', 'No folder was chosen.');
             else input.value = path;
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        });
     }
 }
 

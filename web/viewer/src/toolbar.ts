@@ -66,7 +66,7 @@ export class Toolbar {
             [this.startAll, () => actions.startAll()], [this.stopAll, () => actions.stopAll()],
             [this.sound, () => actions.toggleSound()], [this.snapshot, () => actions.snapshot()],
             [this.record, () => actions.toggleRecord()], [this.aspect, () => actions.toggleAspect()],
-            [this.full, () => actions.fullScreen()],
+            [this.full, () => this.session.fullScreen()],
             [this.panels.talk, () => togglePanel('talk')], [this.panels.picture, () => togglePanel('picture')], [this.panels.rule, () => togglePanel('rule')],
             [this.panels.device, () => togglePanel('device')], [this.panels.settings, () => togglePanel('settings')],
         ];

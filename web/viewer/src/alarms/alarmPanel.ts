@@ -1,5 +1,5 @@
 /** The alarms of the device as they come, and which of them sound. */
-import { ALARM_CHOICES, messageOf, type AlarmChoice, type AlarmChoiceKey, type AlarmData } from '../../../client/index.ts';
+import { ALARM_CHOICES, type AlarmChoice, type AlarmChoiceKey, type AlarmData } from '../../../client/index.ts';
 import { h, setAttribute, setText } from '../dom.ts';
 import type { Session } from '../session.ts';
 import { AlarmModel, alarmPlace, alarmWords, isHeard, isLasting, type Alarm } from './alarmModel.ts';
@@ -59,14 +59,11 @@ export class AlarmPanel {
 
     /** Reads the choice that this computer keeps. Call after a log in. */
     async load(): Promise<void> {
-        try {
-            this.choice = await this.session.client.alarms.readChoice();
-            if (this.choice.Prompt) this.chime.prepare();
-            for (const [key, box] of this.boxes) box.checked = this.choice[key];
-            this.session.changed();
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        await this.session.attempt('', async () => {
+            const choice = (this.choice = await this.session.client.alarms.readChoice());
+            if (choice.Prompt) this.chime.prepare();
+            for (const [key, box] of this.boxes) box.checked = choice[key];
+        });
     }
 
     /** Always, the panel being open or not. `inside`: somebody is logged in. */
@@ -101,14 +98,10 @@ export class AlarmPanel {
 
     private async store(key: AlarmChoiceKey, wanted: boolean): Promise<void> {
         if (!this.choice) return;
-        this.choice = { ...this.choice, [key]: wanted };
-        if (this.choice.Prompt) this.chime.prepare();
+        const choice = (this.choice = { ...this.choice, [key]: wanted });
+        if (choice.Prompt) this.chime.prepare();
         this.session.changed();
-        try {
-            await this.session.client.alarms.saveChoice(this.choice);
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        await this.session.attempt('', () => this.session.client.alarms.saveChoice(choice));
     }
 }
 

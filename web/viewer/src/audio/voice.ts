@@ -1,5 +1,5 @@
 /** The alarm voice: recorded and played on this computer, sent to the device. State and words; holds no element. */
-import { deviceErrorText, messageOf, RET_SUCCESS, retText, type RetReply } from '../../../client/index.ts';
+import { deviceErrorText, RET_SUCCESS, retText } from '../../../client/index.ts';
 import type { Session } from '../session.ts';
 
 export class Voice {
@@ -21,24 +21,22 @@ export class Voice {
     }
 
     /** Starts, or stops what runs. */
-    toggleRecording(): Promise<void> {
+    toggleRecording(): Promise<boolean> {
         const { audio } = this.session.client;
-        if (this.state === 'recording') return this.act(() => audio.stopRecording());
-        return this.act(async () => {
-            const reply = await audio.recordVoice();
+        if (this.state === 'recording') return this.session.attempt('', () => audio.stopRecording());
+        return this.session.attempt('', async () => {
+            await audio.recordVoice();
             // The first blocks may have come before the reply.
             if (this.state === 'idle') this.begin('recording', 'Speak now.');
-            return reply;
         }, 'Nothing is recorded: this computer has no microphone, or it is in use.');
     }
 
-    togglePlay(): Promise<void> {
+    togglePlay(): Promise<boolean> {
         const { audio } = this.session.client;
-        if (this.state === 'playing') return this.act(() => audio.stopPlaying());
-        return this.act(async () => {
-            const reply = await audio.playVoice();
+        if (this.state === 'playing') return this.session.attempt('', () => audio.stopPlaying());
+        return this.session.attempt('', async () => {
+            await audio.playVoice();
             this.begin('playing', 'Playing the alarm voice.');
-            return reply;
         }, 'Nothing is played: there is no recording, or this computer has no sound.');
     }
 
@@ -46,7 +44,9 @@ export class Voice {
     async send(channel: number | undefined, purpose: number): Promise<void> {
         this.sending = true;
         this.session.tell('busy', 'Sending the alarm voice…');
-        await this.act(() => this.session.client.audio.sendVoice(channel, purpose), 'The alarm voice was not sent: there is no recording, or the device refused it.', () => (this.sending = false));
+        const begun = await this.session.attempt('', () => this.session.client.audio.sendVoice(channel, purpose), 'The alarm voice was not sent: there is no recording, or the device refused it.');
+        if (!begun) this.sending = false;
+        this.session.changed();
     }
 
     private begin(state: 'recording' | 'playing', text: string): void {
@@ -83,15 +83,5 @@ export class Voice {
         this.state = 'idle';
         this.sending = false;
         this.secondsLeft = null;
-    }
-
-    private async act(run: () => Promise<RetReply>, failure?: string, onFailure?: () => void): Promise<void> {
-        try {
-            await run();
-        } catch (error) {
-            onFailure?.();
-            if (this.session.phase === 'live') this.session.tell('error', failure ?? messageOf(error));
-        }
-        this.session.changed();
     }
 }

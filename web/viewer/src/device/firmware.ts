@@ -32,7 +32,7 @@ export class Firmware {
     }
 
     async pick(): Promise<void> {
-        await this.attempt(async () => {
+        await this.session.attempt('', async () => {
             const path = await this.session.client.maintenance.pickFirmware();
             if (path === null) this.session.tell('info', 'No firmware file was chosen.');
             else this.file = path;
@@ -40,7 +40,7 @@ export class Firmware {
     }
 
     async ask(): Promise<void> {
-        await this.attempt(async () => {
+        await this.session.attempt('', async () => {
             this.version = await this.session.client.maintenance.newVersion();
             this.session.tell('info', this.version === null ? 'The device knows of no newer firmware.' : `The device can fetch firmware ${this.version}.`);
         });
@@ -107,14 +107,5 @@ export class Firmware {
         this.phase = phase;
         this.text = text;
         this.session.tell(phase === 'done' ? 'info' : 'error', text);
-    }
-
-    private async attempt(run: () => Promise<void>): Promise<void> {
-        try {
-            await run();
-        } catch (error) {
-            if (this.session.phase === 'live') this.session.tell('error', messageOf(error));
-        }
-        this.session.changed();
     }
 }

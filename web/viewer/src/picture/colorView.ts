@@ -2,7 +2,7 @@
  * The image colour page: one channel, by a login and a decoder of its own, as it comes; beside it the sliders for the
  * channel in the selected cell of the live view, which go on behind this page.
  */
-import { messageOf, Page } from '../../../client/index.ts';
+import { Page } from '../../../client/index.ts';
 import { h, setPressed } from '../dom.ts';
 import type { Session } from '../session.ts';
 import { group, segment, tool } from '../toolbar.ts';
@@ -81,16 +81,10 @@ export class ColorView {
     private async act(done: string, work: () => Promise<unknown>): Promise<boolean> {
         this.busy = true;
         this.session.changed();
-        try {
-            await work();
-            this.session.tell('info', done);
-            return true;
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-            return false;
-        } finally {
-            this.busy = false;
-        }
+        const good = await this.session.attempt(done, work);
+        this.busy = false;
+        this.session.changed();
+        return good;
     }
 
     /** Only when their number changed: a list that is open would close. */

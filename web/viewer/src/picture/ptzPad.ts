@@ -1,5 +1,5 @@
 /** Steering in a large picture, in the selected cell: a pad, a zoom and presets. Offered when the process says so. */
-import { messageOf, type PtzDirection } from '../../../client/index.ts';
+import type { PtzDirection } from '../../../client/index.ts';
 import { arrowKeys, h, setAttribute, setPressed, setText } from '../dom.ts';
 import type { Session } from '../session.ts';
 
@@ -105,12 +105,7 @@ export class PtzPad {
     }
 
     private async run(work: (channel: number) => Promise<void>): Promise<void> {
-        try {
-            await work(this.session.model.current);
-            this.session.changed();
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        await this.session.attempt('', () => work(this.session.model.current));
     }
 }
 

@@ -1,5 +1,5 @@
 /** Draws an analysis rule over the live picture of channel 1: the user clicks its points onto a field of the same form. */
-import { messageOf, RULE_CORNERS, VIRTUAL_SIDE, type Rule, type RuleArrow, type RulePoint } from '../../../client/index.ts';
+import { RULE_CORNERS, VIRTUAL_SIDE, type Rule, type RuleArrow, type RulePoint } from '../../../client/index.ts';
 import { h, setPressed, setText } from '../dom.ts';
 import type { Session } from '../session.ts';
 import { group, segment } from '../toolbar.ts';
@@ -105,15 +105,13 @@ export class RulePanel {
     private async send(): Promise<void> {
         const { rules } = this.session.client;
         this.busy = true;
-        try {
+        await this.session.attempt('', async () => {
             while (this.stale) {
                 this.stale = false;
                 const rule = this.rule();
                 await (rule ? rules.draw(rule) : rules.clear());
             }
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        });
         this.busy = false;
     }
 }

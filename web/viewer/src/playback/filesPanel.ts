@@ -1,5 +1,5 @@
 /** Downloads of a range, and what the device recorded on the day: files and pictures to play, show, download. */
-import { messageOf, PageMode, type FileSpan } from '../../../client/index.ts';
+import { PageMode, type FileSpan } from '../../../client/index.ts';
 import { h, setAttribute, setText } from '../dom.ts';
 import { icon } from '../icons.ts';
 import type { Session } from '../session.ts';
@@ -47,7 +47,7 @@ export class FilesPanel {
             h('label', { class: 'field' }, h('span', {}, 'Save as'), this.format), this.start);
         form.addEventListener('submit', (event) => (event.preventDefault(), void this.downloadRange()));
         for (const input of [this.from, this.to]) input.addEventListener('change', () => this.onTyped());
-        this.cancel.addEventListener('click', () => void this.job.stop().catch((error: unknown) => this.session.tell('error', messageOf(error))));
+        this.cancel.addEventListener('click', () => void this.session.attempt('', () => this.job.stop()));
         this.element = h('section', { class: 'panel files-panel', 'aria-label': 'Files' },
             h('h2', {}, 'Download'), form, this.under,
             h('h2', {}, 'Recordings', this.subject), this.filesHint, this.files, this.picturesHead, this.pictures);
@@ -55,13 +55,11 @@ export class FilesPanel {
 
     /** Reads how recordings are kept. Call when the panel opens. */
     async load(): Promise<void> {
-        try {
+        await this.session.attempt('', async () => {
             const { RecordFileType } = await this.session.client.readConfig();
             this.format.value = String(RecordFileType === AVI ? AVI : 0);
             this.chooseChannel(String(this.actions.model.current.chosen));
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        });
     }
 
     render(range: Block | null): void {
@@ -130,13 +128,7 @@ export class FilesPanel {
     }
 
     private async run(lists: DownloadList[]): Promise<void> {
-        try {
-            const avi = await this.keepAs(Number(this.format.value));
-            await this.job.run(lists, avi);
-            this.session.tell('info', 'The download has begun.');
-        } catch (error) {
-            this.session.tell('error', messageOf(error));
-        }
+        await this.session.attempt('The download has begun.', async () => this.job.run(lists, await this.keepAs(Number(this.format.value))));
     }
 
     /** What becomes of a download is part of the configuration; the rest of that stays. */

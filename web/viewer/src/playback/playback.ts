@@ -3,7 +3,7 @@
  * model true.
  */
 import {
-    ALL_CHANNELS, LumoError, messageOf, NO_CHANNEL, Page, PageMode, PlayCommand, PlayStatus, RET_FAILURE, RET_SUCCESS,
+    ALL_CHANNELS, NO_CHANNEL, Page, PageMode, PlayCommand, PlayStatus, RET_SUCCESS,
     type PageModeIndex, type PlayCommandIndex,
 } from '../../../client/index.ts';
 import type { Session } from '../session.ts';
@@ -54,7 +54,7 @@ export class PlaybackActions {
 
     /** Shows the page, with the channels that were live in its windows. */
     enter(live: readonly number[]): Promise<boolean> {
-        return this.act('', async () => {
+        return this.session.attempt('', async () => {
             await this.client.showPage(Page.Playback);
             await this.client.playback.setPageMode(this.model.mode);
             this.model.selected = 0;
@@ -72,7 +72,7 @@ export class PlaybackActions {
         const { position, mode } = this.model;
         const played = this.model.isActive;
         this.model.stopped();
-        const back = await this.act('The connection is back.', async () => {
+        const back = await this.session.attempt('The connection is back.', async () => {
             await this.client.showPage(Page.Playback);
             await this.client.playback.setPageMode(mode);
             this.model.selected = 0;
@@ -82,7 +82,7 @@ export class PlaybackActions {
 
     async setMode(mode: PageModeIndex): Promise<void> {
         if (this.model.mode === mode) return;
-        await this.act('', () => this.inTurn(() => this.changeMode(mode)));
+        await this.session.attempt('', () => this.inTurn(() => this.changeMode(mode)));
     }
 
     private async changeMode(mode: PageModeIndex): Promise<void> {
@@ -119,7 +119,7 @@ export class PlaybackActions {
         const { model } = this;
         if (model.mode !== PageMode.ByTime) await this.setMode(PageMode.ByTime);
         const shown = model.windowOf(channel);
-        await this.act('', () => this.inTurn(async () => {
+        await this.session.attempt('', () => this.inTurn(async () => {
             const { position, isActive } = model;
             if (shown >= 0) {
                 if (model.windows[shown]?.active) await this.client.playback.stop(channel);
@@ -150,7 +150,7 @@ export class PlaybackActions {
             while (this.wish !== null) {
                 const next = this.wish;
                 this.wish = null;
-                await this.act('', () => this.inTurn(() => this.goTo(next)));
+                await this.session.attempt('', () => this.inTurn(() => this.goTo(next)));
             }
         } finally {
             this.seeking = false;
@@ -279,7 +279,7 @@ export class PlaybackActions {
         if (this.keeping) return;
         this.keeping = true;
         const { model } = this;
-        await this.act('', () => this.inTurn(async () => {
+        await this.session.attempt('', () => this.inTurn(async () => {
             const verdict = decide();
             if (!verdict) return;
             const { stop, start, at } = verdict;
@@ -301,7 +301,7 @@ export class PlaybackActions {
 
     /** From this file of the day on, one after the other. */
     playFile(channel: number, file: RecordedFile): Promise<boolean> {
-        return this.act('', () => this.inTurn(async () => {
+        return this.session.attempt('', () => this.inTurn(async () => {
             const { model } = this;
             const day = this.recordings.known(channel, model.date);
             const files = day?.files.filter(({ begin }) => begin >= file.begin) ?? [file];
@@ -324,7 +324,7 @@ export class PlaybackActions {
     }
 
     showPicture(channel: number, picture: RecordedPicture): Promise<boolean> {
-        return this.act(`The picture of ${clock(picture.at)}.`, () => this.inTurn(async () => {
+        return this.session.attempt(`The picture of ${clock(picture.at)}.`, () => this.inTurn(async () => {
             if (this.model.mode === PageMode.ByName) await this.stopAll();
             else await this.changeMode(PageMode.ByName);
             await this.client.playback.showPicture(channel, pictureSpan(this.model.date, picture));
@@ -333,7 +333,7 @@ export class PlaybackActions {
     }
 
     openLocal(): Promise<boolean> {
-        return this.act('', async () => {
+        return this.session.attempt('', async () => {
             const { model } = this;
             if (model.mode !== PageMode.Local) await this.inTurn(() => this.changeMode(PageMode.Local));
             this.session.tell('busy', 'Choose a file in the window of the picker…');
@@ -368,7 +368,7 @@ export class PlaybackActions {
     }
 
     setSpeed(speed: Speed): Promise<boolean> {
-        return this.act('', async () => {
+        return this.session.attempt('', async () => {
             if (!this.model.isActive) throw new Error(NOT_PLAYING);
             await this.stepSpeed(speed);
             this.session.tell('info', speed === 0 ? 'Normal speed.' : `Speed ${speedText(speed)}.`);
@@ -390,7 +390,7 @@ export class PlaybackActions {
 
     /** In thousandths of a file; by time a seek goes to a second, see `playAt`. */
     seekFile(thousandths: number): Promise<boolean> {
-        return this.act('', async () => {
+        return this.session.attempt('', async () => {
             if (!this.model.isActive) throw new Error(NOT_PLAYING);
             const channel = this.model.mode === PageMode.Local ? this.model.currentChannel : ALL_CHANNELS;
             const results = await this.client.playback.control(PlayCommand.Seek, channel, thousandths);
@@ -405,7 +405,7 @@ export class PlaybackActions {
     }
 
     stop(): Promise<boolean> {
-        return this.act('Stopped.', () => this.inTurn(() => this.stopAll()));
+        return this.session.attempt('Stopped.', () => this.inTurn(() => this.stopAll()));
     }
 
     private async stopAll(): Promise<void> {
@@ -415,7 +415,7 @@ export class PlaybackActions {
     }
 
     private control(command: PlayCommandIndex, done: string, failed = 'The device did not take the command.'): Promise<boolean> {
-        return this.act(done, async () => {
+        return this.session.attempt(done, async () => {
             if (!this.model.isActive) throw new Error(NOT_PLAYING);
             await this.controlled(command, failed);
         });
@@ -428,7 +428,7 @@ export class PlaybackActions {
     // ---- the selected window ----
 
     select(window: number): Promise<boolean> {
-        return this.act('', async () => {
+        return this.session.attempt('', async () => {
             await this.client.selectPlaybackWindow(window);
             this.model.selected = window;
         });
@@ -468,20 +468,13 @@ export class PlaybackActions {
         }, 'The picture cannot be enlarged now.');
     }
 
-    fullScreen(): Promise<boolean> {
-        return this.act('Full screen. Escape leaves it.', async () => {
-            await this.client.fullScreen();
-            this.session.surface.enteredFullScreen();
-        });
-    }
-
     private onWindow(work: (channel: number, window: number) => Promise<string>, failed: string): Promise<boolean> {
         const { currentChannel, selected } = this.model;
         if (currentChannel < 0) {
             this.session.tell('error', 'The selected window plays nothing.');
             return Promise.resolve(false);
         }
-        return this.act('', async () => this.session.tell('info', await work(currentChannel, selected)), failed);
+        return this.session.attempt('', async () => this.session.tell('info', await work(currentChannel, selected)), failed);
     }
 
     private windowName(window: number): string {
@@ -494,20 +487,6 @@ export class PlaybackActions {
         const mine = this.turn.then(work);
         this.turn = mine.catch(() => undefined);
         return mine;
-    }
-
-    /** `failed` stands in for the general failure code, which says nothing about what was tried. */
-    private async act(done: string, work: () => Promise<unknown>, failed?: string): Promise<boolean> {
-        try {
-            await work();
-            if (done) this.session.tell('info', done);
-            else this.session.changed();
-            return true;
-        } catch (error) {
-            const general = error instanceof LumoError && error.ret === RET_FAILURE;
-            this.session.tell('error', general && failed ? failed : messageOf(error));
-            return false;
-        }
     }
 }
 

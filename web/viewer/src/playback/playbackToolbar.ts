@@ -97,7 +97,7 @@ export class PlaybackToolbar {
             [this.stop, () => actions.stop()],
             [this.slower, () => this.changeSpeed(-1)], [this.faster, () => this.changeSpeed(1)],
             [this.sound, () => actions.toggleSound()], [this.snapshot, () => actions.snapshot()], [this.clip, () => actions.toggleClip()],
-            [this.zoom, () => actions.toggleZoom()], [this.full, () => actions.fullScreen()],
+            [this.zoom, () => actions.toggleZoom()], [this.full, () => this.session.fullScreen()],
             [this.panels.files, () => togglePanel('files')], [this.panels.settings, () => togglePanel('settings')],
         ];
         for (const [button, run] of clicks) button.addEventListener('click', () => void run());
