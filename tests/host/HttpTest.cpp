@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QFile>
 
 #include "HostRunner.h"
 #include "WebClient.h"
@@ -256,6 +257,11 @@ TEST(Http, ConnectionsAreCountedAndFreedAgain)
 
 TEST(Http, OutOfDescriptorsItWaitsAndGoesOnLater)
 {
+    if (!QFile::exists("/proc/net/if_inet6"))
+        GTEST_SKIP() << "this machine has no IPv6, so one address only";
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer looks at each object's type through a pipe, so without descriptors all are wrong";
+#endif
     PageHost page;
     const pid_t pid = static_cast<pid_t>(page.host.pid());
     EXPECT_EQ(statusOf(page.get("/")), 200);
