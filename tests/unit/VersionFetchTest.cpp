@@ -73,7 +73,7 @@ TEST(VersionFetch, NoAnswerInTimeIsToldOnceAndNoEndFollowsIt)
     settle();
     EXPECT_EQ(1, counts.timeouts);
     EXPECT_EQ(0, counts.answers);
-    EXPECT_TRUE(owner.children().isEmpty());
+    EXPECT_TRUE(waitFor([&] { return owner.children().isEmpty(); }));
 }
 
 TEST(VersionFetch, AnAnswerThatStopsHalfWayIsNoneInTime)
@@ -98,7 +98,7 @@ TEST(VersionFetch, AnAnswerInTimeEndsTheClock)
     ASSERT_TRUE(waitFor([&] { return counts.answers > 0; }));
     settle();
     EXPECT_EQ("[Tool]\n", counts.body);
-    EXPECT_TRUE(owner.children().isEmpty());
+    EXPECT_TRUE(waitFor([&] { return owner.children().isEmpty(); }));
 }
 
 TEST(VersionFetch, ABodyOfOneMibIsTakenAndALongerOneIsEmpty)
