@@ -108,7 +108,7 @@ std::vector<DiscoveredDevice> parseProbeMatches(std::string_view text, const std
             const size_t colon = authority.rfind(':');
             const bool hasPort =
                 colon != std::string_view::npos && authority.find(']', colon) == std::string_view::npos;
-            const long port = hasPort ? toNumber(authority.substr(colon + 1), 0) : 80;
+            const int64_t port = hasPort ? toNumber(authority.substr(colon + 1), 0) : 80;
             if (port < 1 || port > 65535)
                 continue;
             // The address that a device tells is often one that cannot be reached; where its answer came from can.

@@ -36,7 +36,7 @@ OnvifPeer peerOf(std::string address, int port, bool& udp)
     } else if (std::count(address.begin(), address.end(), ':') == 1) {
         const size_t colon = address.find(':');
         peer.host = address.substr(0, colon);
-        if (const long told = toNumber(std::string_view(address).substr(colon + 1), 0); told > 0 && told < 65536)
+        if (const int64_t told = toNumber(std::string_view(address).substr(colon + 1), 0); told > 0 && told < 65536)
             peer.port = uint16_t(told);
     } else {
         peer.host = address;

@@ -67,11 +67,11 @@ bool offsetOfZone(std::string_view zone, bool summer, int32_t& seconds)
     const int sign = zone.front() == '-' ? 1 : -1;
     if (zone.front() == '-' || zone.front() == '+')
         zone.remove_prefix(1);
-    const long hours = toNumber(zone, -1);
+    const int64_t hours = toNumber(zone, -1);
     if (hours < 0 || hours > 24)
         return false;
     takeUntil(zone, ':');
-    const long minutes = toNumber(zone, 0);
+    const int64_t minutes = toNumber(zone, 0);
     seconds = int32_t(sign * (hours * 3600 + (minutes > 0 && minutes < 60 ? minutes * 60 : 0)) + (summer ? 3600 : 0));
     return true;
 }

@@ -28,7 +28,7 @@ int64_t parseDurationMs(std::string_view text)
         const size_t unit = text.find_first_not_of("0123456789.");
         if (unit == 0 || unit == std::string_view::npos)
             return 0;
-        const int64_t number = std::clamp(toNumber(text, 0), 0L, 1000000L);
+        const int64_t number = std::clamp<int64_t>(toNumber(text, 0), 0, 1000000);
         const char c = text[unit];
         if (c == 'D' && !time)
             ms += number * 86400000;

@@ -106,7 +106,7 @@ RtspItem nextRtspItem(const uint8_t* p, size_t size)
         const std::string key(trim(takeUntil(line, ':')));
         item.message.headers.emplace_back(key, std::string(trim(line)));
     }
-    const long length = toNumber(item.message.header("Content-Length"), 0);
+    const int64_t length = toNumber(item.message.header("Content-Length"), 0);
     if (length < 0 || size_t(length) > kMaxRtspBody) {
         item.kind = RtspItem::Kind::Bad;
         return item;
@@ -191,7 +191,7 @@ RtspUrl parseRtspUrl(std::string_view text)
         url.host = std::string(takeUntil(authority, ':'));
         port = authority;
     }
-    const long number = port.empty() ? 554 : toNumber(port, 0);
+    const int64_t number = port.empty() ? 554 : toNumber(port, 0);
     if (url.host.empty() || number < 1 || number > 65535)
         return url;
     url.port = uint16_t(number);

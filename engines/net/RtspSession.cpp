@@ -479,15 +479,16 @@ void RtspSession::takeSetup(const RtspMessage& reply)
         return;
     }
     m_sessionId = id;
-    const long timeout = toNumber(transportParameter(session, "timeout"), 60);
+    const int64_t timeout = toNumber(transportParameter(session, "timeout"), 60);
     m_keepAliveMs = std::clamp<int64_t>(timeout, 2, 3600) * 1000 / 2;
     Track& track = m_tracks[m_setupAt];
     const std::string transport = reply.header("Transport");
     if (!m_options.udp) {
         const std::string channels = transportParameter(transport, "interleaved");
         if (!channels.empty())
-            track.rtpChannel = int(std::clamp(toNumber(channels, track.rtpChannel), 0L, 254L));
-    } else if (const long port = toNumber(transportParameter(transport, "server_port"), 0); port > 0 && port < 65535) {
+            track.rtpChannel = int(std::clamp<int64_t>(toNumber(channels, track.rtpChannel), 0, 254));
+    } else if (const int64_t port = toNumber(transportParameter(transport, "server_port"), 0);
+               port > 0 && port < 65535) {
         // A packet the other way opens the path through what stands between.
         static const uint8_t rtp[12] = {0x80, 0}, report[8] = {0x80, 201, 0, 1};
         track.rtp.sendTo(rtp, sizeof rtp, m_options.address.withPort(uint16_t(port)));

@@ -41,7 +41,7 @@ void takeRtpMap(SdpMedia& m, std::string_view value)
     for (char& c : m.encoding)
         c = char(std::toupper(uint8_t(c)));
     m.clockRate = uint32_t(toNumber(takeUntil(value, '/'), 0));
-    const long channels = toNumber(value, 1);
+    const int64_t channels = toNumber(value, 1);
     m.channels = channels >= 1 && channels <= 8 ? uint32_t(channels) : 1;
 }
 
@@ -58,7 +58,7 @@ void takeFormat(SdpMedia& m, std::string_view value)
 
 void takeSize(SdpMedia& m, std::string_view size, char by)
 {
-    const long w = toNumber(takeUntil(size, by), 0), h = toNumber(size, 0);
+    const int64_t w = toNumber(takeUntil(size, by), 0), h = toNumber(size, 0);
     if (w > 0 && h > 0 && w <= 16384 && h <= 16384) {
         m.width = uint16_t(w);
         m.height = uint16_t(h);
@@ -81,7 +81,7 @@ void takeAttribute(Sdp& sdp, std::string_view line)
     } else if (key == "fmtp") {
         takeFormat(m, line);
     } else if (key == "framerate") {
-        const long fps = toNumber(line, 0);
+        const int64_t fps = toNumber(line, 0);
         m.fps = fps > 0 && fps <= 240 ? uint8_t(fps) : 0;
     } else if (key == "x-dimensions") {
         takeSize(m, trim(line), ',');

@@ -38,10 +38,10 @@ inline bool sameText(std::string_view a, std::string_view b)
 }
 
 /// The number at the beginning of s, or otherwise when there is none or it does not fit.
-inline long toNumber(std::string_view s, long otherwise)
+inline int64_t toNumber(std::string_view s, int64_t otherwise)
 {
     s = trim(s);
-    long value = 0;
+    int64_t value = 0;
     const auto [end, error] = std::from_chars(s.data(), s.data() + s.size(), value);
     return error == std::errc() && end != s.data() ? value : otherwise;
 }
