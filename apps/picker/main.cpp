@@ -1,9 +1,12 @@
 // The picker: shows the system's dialog for a folder or a file and prints the chosen path.
 //
-//   Browse MODE [MORE]   MODE as in Choice.h; MORE is taken and not needed
+//   Browse MODE [MORE]   MODE as in Choice.h; MORE, whatever it is, says that a program waits for the answer: the
+//   dialog
+//                        goes when the standard input ends
 //
 // Output: the path in UTF-8 without a line end, nothing when the user took none. Exit code: 0 in both cases, 2 for a
 // mode that does not exist. A program of its own, so that a dialog never holds up the viewer.
+#include "Asker.h"
 #include "Choice.h"
 
 #include <QApplication>
@@ -47,6 +50,9 @@ int main(int argc, char* argv[])
     if (!choice) {
         std::fputs("usage: Browse MODE, a number from 0 to 5\n", stderr);
         return 2;
+    }
+    if (QApplication::arguments().size() > 2) {
+        endWithAsker();
     }
     const QByteArray path = pick(*choice).toUtf8();
     std::fwrite(path.constData(), 1, static_cast<size_t>(path.size()), stdout);

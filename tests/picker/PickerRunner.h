@@ -42,6 +42,8 @@ public:
     };
     /// Waits until the picker has ended.
     Result result();
+    /// What happens when the program that asked ends.
+    void askerGoes() { m_process.closeWriteChannel(); }
 
 private:
     QString focusNewest(int count);

@@ -119,3 +119,13 @@ TEST_F(Picker, AModeThatDoesNotExistIsRefusedAtOnce)
     EXPECT_EQ(output.toStdString(), "");
     EXPECT_NE(errors.toStdString().find("0 to 5"), std::string::npos);
 }
+
+TEST_F(Picker, GoesWithTheProgramThatAsked)
+{
+    picker_.start({"0", "0"});
+    picker_.title();
+    picker_.askerGoes();
+    const auto [code, output, errors] = picker_.result();
+    EXPECT_EQ(code, 0) << errors.toStdString();
+    EXPECT_EQ(output, "");
+}
