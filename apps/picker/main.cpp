@@ -1,8 +1,7 @@
 // The picker: shows the system's dialog for a folder or a file and prints the chosen path.
 //
-//   Browse MODE [MORE]   MODE as in Choice.h; MORE, whatever it is, says that a program waits for the answer: the
-//   dialog
-//                        goes when the standard input ends
+//   Browse MODE [MORE]   MODE as in Choice.h; MORE, whatever it is, says that a program waits for the answer:
+//                        then the dialog goes when the standard input ends
 //
 // Output: the path in UTF-8 without a line end, nothing when the user took none. Exit code: 0 in both cases, 2 for a
 // mode that does not exist. A program of its own, so that a dialog never holds up the viewer.
