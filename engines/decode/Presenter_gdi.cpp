@@ -299,7 +299,7 @@ LRESULT CALLBACK ViewThread::onControl(HWND window, UINT message, WPARAM w, LPAR
         return 0;
     case kFollow:
         SetWindowPos(reinterpret_cast<HWND>(l), HWND_BOTTOM, 0, 0, LOWORD(w), HIWORD(w),
-                     SWP_NOACTIVATE | SWP_SHOWWINDOW);
+                     SWP_NOACTIVATE | SWP_SHOWWINDOW | SWP_NOCOPYBITS); // what it shows was stretched to the old size
         return 0;
     case WM_CLOSE:
         DestroyWindow(window);

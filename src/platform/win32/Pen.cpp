@@ -23,6 +23,8 @@ void deletePen(PenHandle hPen)
     DeleteObject(reinterpret_cast<HGDIOBJ>(hPen));
 }
 
+/// A context of the whole window does not stop where children begin, as one of its client area would under
+/// WS_CLIPCHILDREN.
 DrawContext windowContext(WindowHandle hWnd)
 {
     return reinterpret_cast<DrawContext>(GetWindowDC(reinterpret_cast<HWND>(hWnd)));

@@ -138,6 +138,32 @@ TEST_F(WindowSystemOnWindows, APenDrawsOnAWindowWithoutItsPainting)
     EXPECT_EQ(pixelOf(hOwn, {100, 100}), kGreen);
 }
 
+TEST_F(WindowSystemOnWindows, APenDrawsAboveAChildThatCoversTheWindow)
+{
+    QWidget widget(nullptr, Qt::Tool | Qt::FramelessWindowHint);
+    widget.setGeometry(700, 500, 300, 200);
+    widget.setStyleSheet("background-color:#208040");
+    widget.show();
+    const auto hOwn = static_cast<WindowHandle>(widget.winId());
+    ASSERT_TRUE(GetWindowLongPtrW(reinterpret_cast<HWND>(hOwn), GWL_STYLE) & WS_CLIPCHILDREN) << "as cells are";
+    ASSERT_NE(CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | SS_BLACKRECT, 0, 0, 300, 200,
+                              reinterpret_cast<HWND>(hOwn), nullptr, nullptr, nullptr),
+              nullptr);
+    ASSERT_TRUE(until([=] { return pixelOf(hOwn, {150, 150}) != kGreen; }));
+    const PenHandle hPen = createPen(3, kRedPen);
+    EXPECT_TRUE(until([=] {
+        const DrawContext hContext = windowContext(hOwn);
+        const PenHandle hBefore = selectPen(hContext, hPen);
+        moveTo(hContext, 10, 50);
+        lineTo(hContext, 190, 50);
+        selectPen(hContext, hBefore);
+        releaseContext(hContext);
+        return pixelOf(hOwn, {100, 50}) == kRed;
+    }));
+    EXPECT_NE(pixelOf(hOwn, {100, 100}), kRed);
+    deletePen(hPen);
+}
+
 TEST_F(WindowSystemOnWindows, ACallbackDrawsOnWhatItIsGivenInTheSizeOfItsCell)
 {
     const MemoryContext memory(40, 30);
