@@ -4,11 +4,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 struct SDL_AudioSpec;
 
 namespace lumo
 {
+
+class AudioThread;
 
 class SdlAudio
 {
@@ -23,6 +26,7 @@ public:
     uint32_t open(bool capture, const SDL_AudioSpec& wanted);
 
 private:
+    const std::shared_ptr<AudioThread> m_thread;
     bool m_ready = false; // false when there is no sound system on this machine
 };
 
