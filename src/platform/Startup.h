@@ -8,7 +8,8 @@ namespace platform
 {
 /// First call of main, before any thread and before the application object. Gives the process a UTF-8 locale when
 /// the environment names none, so that local 8-bit text keeps its characters; on X11 chooses Qt's xcb plug-in when
-/// the user has not chosen another, since windows of other programs are reached through it.
+/// the user has not chosen another, since windows of other programs are reached through it. On Windows a crash ends the
+/// process without a box to click away.
 void prepareProcess();
 
 /// What main was given, in UTF-8, the program's own name first.
