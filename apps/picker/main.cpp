@@ -7,6 +7,7 @@
 // mode that does not exist. A program of its own, so that a dialog never holds up the viewer.
 #include "Asker.h"
 #include "Choice.h"
+#include "DialogParent.h"
 
 #include <QApplication>
 #include <QDir>
@@ -21,7 +22,8 @@ namespace
 QString pick(const Choice& choice)
 {
     // Above all: the browser that it is asked from has the focus, and may cover a window of another program.
-    QFileDialog dialog(nullptr, choice.title, choice.startFolder);
+    const std::unique_ptr<QWidget> parent = dialogParent();
+    QFileDialog dialog(parent.get(), choice.title, choice.startFolder);
     dialog.setWindowFlag(Qt::WindowStaysOnTopHint);
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
     dialog.setFileMode(choice.folder ? QFileDialog::Directory : QFileDialog::ExistingFile);
