@@ -1,6 +1,9 @@
 // The surface over another program's windows, looked at through the system's own calls. The way of embedding follows
 // from the version of Windows, so each test says what holds for both; the run is made once for each.
 #include "embedding/win32/TestBrowser.h"
+#include "live/ColorSetWidget.h"
+#include "live/RealPlayWidget.h"
+#include "playback/PlaybackWidget.h"
 #include "support/LogCapture.h"
 #include "surface/PlayWidget.h"
 
@@ -82,6 +85,13 @@ protected:
         return IsWindowVisible(own()) && screenRect(own()) == expected;
     }
     static bool isHidden() { return !IsWindowVisible(own()); }
+    static HWND windowAt(QPoint pt) { return WindowFromPoint({pt.x(), pt.y()}); }
+    /// As the user sees it: nothing covers it there.
+    static bool isSeenAt(QPoint pt)
+    {
+        const HWND hAt = windowAt(pt);
+        return hAt == own() || IsChild(own(), hAt);
+    }
     static std::string seen()
     {
         const QRect rc = screenRect(own());
@@ -106,6 +116,19 @@ protected:
     static WindowHandle belongsTo()
     {
         return owned() ? handle(GetWindow(own(), GW_OWNER)) : handle(GetAncestor(own(), GA_PARENT));
+    }
+
+    static QStringList pagesShown()
+    {
+        QStringList shown;
+        const auto add = [&](const QWidget* pPage, const char* szName) {
+            if (pPage && pPage->isVisible())
+                shown << szName;
+        };
+        add(surface().findChild<CRealPlayWidget*>(), "live");
+        add(surface().findChild<CPlaybackWidget*>(), "playback");
+        add(surface().findChild<CColorSetWidget*>(), "colour");
+        return shown;
     }
 
     /// The highest two bits of the style: a child that is no window of its own for the system.
@@ -157,8 +180,11 @@ TEST_F(SurfaceOnWindows, FindsTheRenderWindowAmongOtherChildrenAndSiblings)
 
 TEST_F(SurfaceOnWindows, TheWalkNeverLooksAtSiblingsOfTheWindowItStartsOn)
 {
-    // The bar stands beside the render window.
-    EXPECT_EQ(surface().ErgodicAllChild(main.hToolbar, kChromium, 0), 0u);
+    // The browser with such a render window stands beside it, and comes next.
+    const auto explorer = browser.openExplorer("old", QRect(200, 150, 500, 400), "Old - Explorer");
+    ASSERT_TRUE(standsSomewhereAbove(hwnd(explorer.hTop), hwnd(main.hTop)));
+    EXPECT_EQ(surface().ErgodicAllChild(explorer.hTop, kChromium, 0), 0u);
+    EXPECT_FALSE(log.of("PlayWidget::ErgodicAllChild").isEmpty());
     for (const QString& line : log.of("PlayWidget::ErgodicAllChild"))
         EXPECT_FALSE(line.contains("Chrome_RenderWidgetHostHWND")) << line.toStdString();
 }
@@ -196,14 +222,20 @@ TEST_F(SurfaceOnWindows, BindingGivesItParentOrOwnerStyleAndPlaceBeforeItIsSeen)
 TEST_F(SurfaceOnWindows, StandsAboveTheBrowserAndBelowWhatIsAboveThat)
 {
     loginAndShow();
-    if (!owned()) {
-        // Among its siblings the surface is what is seen at its place.
-        const QPoint middle = screenRect(own()).center();
-        const HWND at = WindowFromPoint({middle.x(), middle.y()});
-        EXPECT_TRUE(at == own() || IsChild(own(), at));
-        return;
+    const QPoint middle = screenRect(own()).center();
+    EXPECT_TRUE(until([=] { return isSeenAt(middle); })) << "not above the browser";
+    if (owned()) {
+        EXPECT_TRUE(standsSomewhereAbove(own(), hwnd(main.hTop)));
     }
-    EXPECT_TRUE(standsSomewhereAbove(own(), hwnd(main.hTop)));
+    const auto other = browser.openChrome("other", QRect(middle - QPoint(200, 150), QSize(400, 300)), "Other");
+    browser.tell("front other");
+    const auto isOther = [&] { return GetAncestor(windowAt(middle), GA_ROOT) == hwnd(other.hTop); };
+    EXPECT_TRUE(until(isOther));
+    const PluginRegion rcMoved{50, 70, 300, 220};
+    status(kStatusMove, rcMoved);
+    EXPECT_TRUE(until([&] { return standsOver(main.hRender, rcMoved); })) << seen();
+    someTicks();
+    EXPECT_TRUE(isOther()) << "it came above";
 }
 
 TEST_F(SurfaceOnWindows, FollowsTheBrowserThatMovesAndKeepsItsSize)
@@ -277,12 +309,16 @@ TEST_F(SurfaceOnWindows, AnotherTabsTitleHidesAndThePagesReturnShowsItAtItsRecta
 
 TEST_F(SurfaceOnWindows, ATitleOutsideAsciiIsReadByteByByteAndNeverMatches)
 {
-    const QString strTitle = QString::fromUtf8("\xd0\x9a\xd0\xb0\xd0\xbc\xd0\xb5\xd1\x80\xd0\xb0");
+    // One byte in the code page, but none of those that are characters by themselves.
+    const QString strTitle = QString::fromUtf8("100 \xe2\x82\xac");
+    ASSERT_EQ(strTitle.toLocal8Bit(), "100 \x80");
     browser.tell("title main " + strTitle + " - Browser");
-    surface().BindBrowser(main.hTop, main.hRender, strTitle, kChromium);
+    surface().BindBrowser(main.hTop, main.hRender, "100", kChromium);
+    surface().SetPageIndex(0);
     status(kStatusShow, kRegion);
-    someTicks();
-    EXPECT_TRUE(isHidden());
+    ASSERT_TRUE(until([this] { return standsOver(main.hRender, kRegion); })) << seen();
+    surface().BindBrowser(main.hTop, main.hRender, strTitle, kChromium);
+    EXPECT_TRUE(until([] { return isHidden(); }));
 }
 
 TEST_F(SurfaceOnWindows, BoundToAWindowWithAnotherTitleItGoesToTheForegroundWindowThatHasIt)
@@ -308,12 +344,17 @@ TEST_F(SurfaceOnWindows, ATabWhoseRenderWindowIsHiddenHidesIt)
     EXPECT_TRUE(until([this] { return standsOver(main.hRender, kRegion); })) << seen();
 }
 
-TEST_F(SurfaceOnWindows, AMinimisedBrowserBringsItBackWhenItIsRestored)
+TEST_F(SurfaceOnWindows, AMinimisedBrowserTakesItOutOfSightAndBringsItBackWhenItIsRestored)
 {
     loginAndShow();
+    const QPoint middle = screenRect(own()).center();
+    ASSERT_TRUE(until([=] { return isSeenAt(middle); }));
     browser.tell("minimise main");
     EXPECT_TRUE(IsIconic(hwnd(main.hTop)));
+    const auto isOutOfSight = [=] { return !isSeenAt(middle) && !isSeenAt(screenRect(own()).center()); };
+    EXPECT_TRUE(until(isOutOfSight)) << seen();
     someTicks();
+    EXPECT_TRUE(isOutOfSight()) << seen();
     browser.tell("restore main");
     EXPECT_TRUE(until([this] { return standsOver(main.hRender, kRegion); })) << seen();
 }
@@ -403,9 +444,13 @@ TEST_F(SurfaceOnWindows, FullScreenCoversTheScreenAndEscapeReturnsItToTheBrowser
 TEST_F(SurfaceOnWindows, SetPageIndex3IsKeptAndShowsNothing)
 {
     loginAndShow();
+    ASSERT_EQ(pagesShown(), QStringList("live"));
     EXPECT_EQ(surface().SetPageIndex(3), 0);
     EXPECT_EQ(surface().GetPageIndex(), 3);
+    EXPECT_EQ(pagesShown(), QStringList("live")) << "no page comes or goes";
     EXPECT_EQ(surface().GetCurWnd(), -1);
+    EXPECT_EQ(surface().GetCurChannel(5), -1) << "of the current page";
+    EXPECT_EQ(surface().ChangeSplit(2), 0);
     EXPECT_TRUE(standsOver(main.hRender, kRegion)) << seen();
 }
 
