@@ -15,6 +15,8 @@ namespace lumo::net
 namespace
 {
 
+constexpr int kRefusedLookMs = 100; // between two looks for refused connections
+
 const sockaddr* raw(const Address& a)
 {
     return reinterpret_cast<const sockaddr*>(a.bytes);
@@ -285,7 +287,36 @@ intptr_t Waker::handle() const
 struct PollSet::Impl {
     std::vector<WSAPOLLFD> items;
     std::vector<size_t> unused;
+
+    bool anyConnects() const;
+    bool markRefused();
 };
+
+/// Who waits for writing may wait for a connection.
+bool PollSet::Impl::anyConnects() const
+{
+    return std::any_of(items.begin(), items.end(), [](const WSAPOLLFD& item) { return item.events & POLLWRNORM; });
+}
+
+/// Before its version 2004 Windows 10 tells WSAPoll nothing of a connection that was refused, but does tell select.
+/// True when there is one.
+bool PollSet::Impl::markRefused()
+{
+    bool any = false;
+    for (WSAPOLLFD& item : items) {
+        if (item.fd == INVALID_SOCKET || !(item.events & POLLWRNORM))
+            continue;
+        fd_set one;
+        FD_ZERO(&one);
+        FD_SET(item.fd, &one);
+        timeval atOnce{};
+        if (::select(0, nullptr, nullptr, &one, &atOnce) > 0) {
+            item.revents |= POLLERR;
+            any = true;
+        }
+    }
+    return any;
+}
 
 PollSet::PollSet() : m_impl(new Impl) {}
 PollSet::~PollSet() = default;
@@ -322,7 +353,18 @@ size_t PollSet::size() const
 
 bool PollSet::wait(int timeoutMs)
 {
-    return ::WSAPoll(m_impl->items.data(), ULONG(m_impl->items.size()), timeoutMs) > 0;
+    const auto poll = [this](int ms) { return ::WSAPoll(m_impl->items.data(), ULONG(m_impl->items.size()), ms) > 0; };
+    if (!m_impl->anyConnects())
+        return poll(timeoutMs);
+    const ULONGLONG begin = ::GetTickCount64();
+    for (;;) {
+        const int left = timeoutMs < 0 ? kRefusedLookMs : std::max(0, timeoutMs - int(::GetTickCount64() - begin));
+        const bool ready = poll(std::min(left, kRefusedLookMs));
+        if (m_impl->markRefused() || ready)
+            return true;
+        if (left == 0)
+            return false;
+    }
 }
 
 bool PollSet::readable(size_t slot) const
