@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QLibraryInfo>
+#include <QProcessEnvironment>
 #include <QRandomGenerator>
 #include <QSysInfo>
 
@@ -41,6 +42,14 @@ QString pluginFolder()
     return QLibraryInfo::location(QLibraryInfo::PluginsPath);
 }
 
+/// A program without a console would tell its debug stream to a debugger (Windows) or to the journal.
+QProcessEnvironment processEnvironment()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_FORCE_STDERR_LOGGING"), QStringLiteral("1"));
+    return environment;
+}
+
 QString describeExit(int exitCode, QProcess::ExitStatus status)
 {
     if (status == QProcess::NormalExit)
@@ -66,6 +75,7 @@ ProcessSession::ProcessSession(const Options& options, ProcessRequest request, s
                std::move(pending), nullptr)
 {
     process_.setProcessChannelMode(QProcess::MergedChannels);
+    process_.setProcessEnvironment(processEnvironment());
     process_.setStandardInputFile(QProcess::nullDevice());
     connect(&process_, &QProcess::readyRead, this, &ProcessSession::readDebugStream);
     connect(&process_, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this, &ProcessSession::onFinished);
