@@ -15,13 +15,14 @@ const WebSocket = createRequire(join(root, 'web/package.json'))('ws');
 const COMMANDS = 300; // fewer than may wait in the host
 const folder = mkdtempSync(join(tmpdir(), 'lumo-host-'));
 const logs = join(folder, 'logs');
-const page = join(folder, 'page');
+const page = join(folder, '页面 Камера'); // no code page has all of these
 let port;
 
 before(async () => {
     const program = join(root, 'build/windows/bin/lumo-host.exe');
     mkdirSync(page);
     writeFileSync(join(page, 'index.html'), 'served');
+    writeFileSync(join(page, 'вид.txt'), 'seen');
     const options = ['--port', '0', '--page', `Z:${page}`, '--log-dir', `Z:${logs}`, '--exit-timeout-ms', '60000'];
     const host = start(join(root, 'scripts/wine-run'), [program, ...options]);
     port = JSON.parse(await host.line()).port;
@@ -63,6 +64,12 @@ test('commands sent one upon the other are answered one by one, for two pages at
     }
 });
 
+test('a page is served whatever its folder and its files are called', async () => {
+    const get = async (name) => (await fetch(`http://127.0.0.1:${port}/${name}`)).text();
+    assert.equal(await get(''), 'served');
+    assert.equal(await get(encodeURIComponent('вид.txt')), 'seen');
+});
+
 test('a name that is no text is not found, and the host lives on', async () => {
     const status = async (name) => (await fetch(`http://127.0.0.1:${port}/${name}`)).status;
     for (const name of ['%FF', '%C0%AF', '%ED%A0%80']) assert.equal(await status(name), 404);
@@ -75,5 +82,6 @@ test('a page that goes takes its process with it, which ends by itself', async (
     for (const number of ['0001', '0002']) {
         const log = readFileSync(join(logs, `session-${number}.log`), 'utf8');
         assert.match(log, /the process ended with exit code 0/);
+        assert.match(log, /main\] start plugin/, 'what the process tells its debug stream');
     }
 });
