@@ -18,10 +18,18 @@ Page instfiles
 UninstPage uninstConfirm
 UninstPage instfiles
 
-; A running host holds its files open; the pages' programs end with it.
-!macro EndHost
+; Running programs hold their files open. The host goes first: it would start another for a page that comes back.
+!macro EndPrograms PREFIX
   nsExec::Exec 'taskkill /F /IM lumo-host.exe'
   Pop $0
+  nsExec::Exec 'taskkill /F /IM LumoPlayTool.exe'
+  Pop $0
+  nsExec::Exec 'taskkill /F /IM Browse.exe'
+  Pop $0
+  StrCpy $Tries 0
+  !define CALL_PREFIX "${PREFIX}"
+  !include "${LISTS}/check.nsh"
+  !undef CALL_PREFIX
 !macroend
 
 ; The program's log is in the folder log at the root of the drive that the host was started on: that of its own folder, or, at
@@ -31,8 +39,38 @@ UninstPage instfiles
   RMDir "${DRIVE}\log"
 !macroend
 
+; A program that was ended holds its files for a moment longer. Takes a path; nothing has been written or deleted yet when
+; one is still held after 30 seconds for all of them, and nothing will be.
+!macro WaitForFile PREFIX
+Function ${PREFIX}WaitForFile
+  Exch $0
+  Push $1
+again:
+  IfFileExists "$0" 0 done
+  ClearErrors
+  FileOpen $1 "$0" a
+  IfErrors held
+  FileClose $1
+  Goto done
+held:
+  IntOp $Tries $Tries + 1
+  IntCmp $Tries 300 giveUp 0 giveUp
+  Sleep 100
+  Goto again
+giveUp:
+  MessageBox MB_OK|MB_ICONSTOP "Another program uses $0. Please end it and try again; nothing was changed." /SD IDOK
+  Abort "Another program uses $0."
+done:
+  Pop $1
+  Pop $0
+FunctionEnd
+!macroend
+Var Tries ; of all files together, ten a second
+!insertmacro WaitForFile ""
+!insertmacro WaitForFile "un."
+
 Section "install"
-  !insertmacro EndHost
+  !insertmacro EndPrograms ""
   !include "${LISTS}/install.nsh"
   SetOutPath "$INSTDIR"
   WriteUninstaller "$INSTDIR\uninstall.exe"
@@ -62,7 +100,7 @@ SectionEnd
 
 ; Recordings and pictures under Device stay: they are the user's. The folder goes when nothing of his is in it.
 Section "uninstall"
-  !insertmacro EndHost
+  !insertmacro EndPrograms "un."
   !include "${LISTS}/remove.nsh"
   ; What the program writes beside itself.
   Delete "$INSTDIR\ClientCfg.ini"
