@@ -45,7 +45,7 @@ TEST(PickerOnWindows, ItsDialogStandsAboveTheBrowserThatIsInFront)
     const auto main = browser.openChrome("main", QRect(0, 0, 1800, 1100), "Page - Browser");
     browser.tell("front main");
     QProcess picker;
-    picker.start(PICKER, {"5", "0"}, QIODevice::ReadOnly);
+    picker.start(PICKER, QStringList("5"));
     ASSERT_TRUE(picker.waitForStarted(30000)) << picker.errorString().toStdString();
     HWND hDialog = nullptr;
     EXPECT_TRUE(QTest::qWaitFor([&] { return (hDialog = dialogOf(picker.processId())) != nullptr; }, 30000));
