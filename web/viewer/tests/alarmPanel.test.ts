@@ -109,6 +109,64 @@ it('does not ring before the choice is known', () => {
     expect(panel.model.active).toBe(1);
 });
 
+describe('the list', () => {
+    const items = () => [...panel.element.querySelectorAll('[data-testid="alarm"]')];
+    const news = () => panel.element.querySelector('[data-testid="alarm-newest"]') as HTMLElement;
+    const later = () => vi.advanceTimersByTime(250);
+
+    it('is silent: a line of its own tells the newest alarm', () => {
+        vi.setSystemTime(new Date(2026, 10, 20, 10, 0, 0));
+        expect(panel.element.querySelector('[data-testid="alarms"]')?.hasAttribute('aria-live')).toBe(false);
+        expect([news().getAttribute('aria-live'), news().textContent]).toEqual(['polite', '']);
+        hear('VideoMotion', 'Start', 2);
+        expect(news().textContent).toBe(`Motion, Channel 3, ${new Date().toLocaleTimeString()}`);
+        hear('StorageFailure', 'Start');
+        later();
+        expect(news().textContent).toMatch(/^Disk failure, Device, /);
+    });
+
+    it('tells no end and no repetition as news', () => {
+        hear('VideoMotion', 'Start', 2);
+        const told = news().textContent;
+        vi.advanceTimersByTime(5000);
+        hear('VideoMotion', 'Start', 2);
+        hear('VideoMotion', 'Stop', 2);
+        later();
+        expect(news().textContent).toBe(told);
+    });
+
+    it('keeps its rows, newest first', () => {
+        for (let i = 0; i < 3; i++) hear('VideoMotion', 'Start', i);
+        later();
+        const before = items();
+        hear('VideoLoss', 'Start', 7);
+        hear('VideoMotion', 'Stop', 1);
+        later();
+        expect(items().slice(1)).toEqual(before);
+        expect(items().slice(1).every((item, i) => item === before[i])).toBe(true);
+        expect(items().map((item) => [item.getAttribute('data-event'), item.getAttribute('data-state')])).toEqual(
+            [['VideoLoss', 'lasting'], ['VideoMotion', 'lasting'], ['VideoMotion', 'over'], ['VideoMotion', 'lasting']]);
+    });
+
+    it('lets go of rows whose alarm is gone, and of all when it is cleared', () => {
+        for (let i = 0; i < 250; i++) hear('VideoMotion', 'Pulse', i);
+        later();
+        expect(items().length).toBe(200);
+        expect([items()[0]?.textContent, items().at(-1)?.textContent].map((text) => /Channel \d+/.exec(text ?? '')?.[0])).toEqual(['Channel 250', 'Channel 51']);
+        (panel.element.querySelector('[data-testid="alarms-clear"]') as HTMLElement).click();
+        expect([items().length, news().textContent]).toEqual([0, '']);
+    });
+
+    it('is left alone by a render without a change', () => {
+        hear('VideoMotion', 'Start', 2);
+        const observer = new MutationObserver(() => undefined);
+        for (const watched of [news(), items()[0]?.parentElement as HTMLElement]) observer.observe(watched, { subtree: true, childList: true, characterData: true, attributes: true });
+        session.changed();
+        expect(observer.takeRecords()).toEqual([]);
+        observer.disconnect();
+    });
+});
+
 describe('a flood of alarms', () => {
     const PASSES_MS = 2;
 

@@ -22,13 +22,17 @@ export class AlarmPanel {
     private readonly session: Session;
     private readonly chime: Chime;
     private readonly redraw: Pace;
-    private readonly list = h('ol', { class: 'alarms', 'data-testid': 'alarms', 'aria-label': 'Alarms', 'aria-live': 'polite' });
+    private readonly list = h('ol', { class: 'alarms', 'data-testid': 'alarms', 'aria-label': 'Alarms' });
+    /** Read aloud in place of the list, of which every change would be. */
+    private readonly newest = h('p', { class: 'read-aloud', 'data-testid': 'alarm-newest', 'aria-live': 'polite' });
+    private readonly rows = new Map<number, Row>();
     private readonly empty = h('p', { class: 'hint', 'data-testid': 'alarms-empty' });
     private readonly clear = h('button', { type: 'button', 'data-testid': 'alarms-clear' }, 'Clear the list');
     private readonly boxes = new Map<AlarmChoiceKey, HTMLInputElement>();
     private choice: AlarmChoice | null = null;
     private shown: readonly Alarm[] | null = null;
     private stale = false;
+    private news = '';
 
     constructor(session: Session, chime = new Chime()) {
         this.session = session;
@@ -36,10 +40,10 @@ export class AlarmPanel {
         this.redraw = new Pace(() => session.changed(), REDRAW_MS);
         const choices = ALARM_CHOICES.map((key) => this.choiceRow(key));
         this.element = h('section', { class: 'panel', 'aria-label': 'Alarms' },
-            h('h2', {}, 'Alarms'), this.empty, this.list, this.clear,
+            h('h2', {}, 'Alarms'), this.empty, this.newest, this.list, this.clear,
             h('h2', {}, 'Sound'), h('div', { class: 'choices' }, ...choices));
         this.clear.addEventListener('click', () => {
-            this.model.clear();
+            this.forget();
             this.session.changed();
         });
         this.chime.onChange = () => this.session.changed();
@@ -49,7 +53,7 @@ export class AlarmPanel {
             this.stale = true;
             this.redraw.ask();
         });
-        this.session.on('ended', () => this.model.clear());
+        this.session.on('ended', () => this.forget());
     }
 
     dispose(): void {
@@ -76,15 +80,42 @@ export class AlarmPanel {
         this.empty.hidden = this.model.list.length > 0;
         this.clear.hidden = this.model.list.length === 0;
         for (const [key, box] of this.boxes) box.disabled = this.choice === null || (key !== 'Prompt' && !this.choice.Prompt);
+        setText(this.newest, this.news);
         if (this.shown === this.model.list && !this.stale) return;
         this.shown = this.model.list;
         this.stale = false;
-        this.list.replaceChildren(...this.model.list.map(row));
+        this.renderList(this.model.list);
+    }
+
+    /** No row ever changes its place: new ones come on top. */
+    private renderList(alarms: readonly Alarm[]): void {
+        const gone = new Set(this.rows.keys());
+        for (const alarm of [...alarms].reverse()) {
+            let row = this.rows.get(alarm.id);
+            if (!row) {
+                row = newRow(alarm);
+                this.rows.set(alarm.id, row);
+                this.list.prepend(row.element);
+            }
+            setText(row.end, endOf(alarm));
+            setAttribute(row.element, 'data-state', isLasting(alarm) ? 'lasting' : 'over');
+            gone.delete(alarm.id);
+        }
+        for (const id of gone) {
+            this.rows.get(id)?.element.remove();
+            this.rows.delete(id);
+        }
+    }
+
+    private forget(): void {
+        this.model.clear();
+        this.news = '';
     }
 
     private onAlarm(data: AlarmData): void {
         const isNew = this.model.add(data, Date.now());
         this.stale = true;
+        if (isNew) this.news = `${alarmWords(data.Event)}, ${alarmPlace(data.Channel, data.Event)}, ${new Date().toLocaleTimeString()}`;
         if (isNew && this.choice && isHeard(this.choice, data.Event)) this.chime.sound();
         this.redraw.ask();
     }
@@ -105,19 +136,24 @@ export class AlarmPanel {
     }
 }
 
-function row(alarm: Alarm): HTMLElement {
-    const lasting = isLasting(alarm);
-    const element = h('li', { class: 'alarm', 'data-testid': 'alarm', 'data-event': alarm.event },
-        h('time', { title: new Date(alarm.at).toLocaleString() }, new Date(alarm.at).toLocaleTimeString()),
-        h('strong', {}, alarmWords(alarm.event)),
-        h('span', {}, alarmPlace(alarm.channel, alarm.event)),
-        h('span', { class: 'hint' }, endOf(alarm, lasting)));
-    setAttribute(element, 'data-state', lasting ? 'lasting' : 'over');
-    return element;
+interface Row {
+    element: HTMLElement;
+    end: HTMLElement;
 }
 
-function endOf(alarm: Alarm, lasting: boolean): string {
-    if (lasting) return 'goes on';
+function newRow(alarm: Alarm): Row {
+    const end = h('span', { class: 'hint' });
+    const at = new Date(alarm.at);
+    const element = h('li', { class: 'alarm', 'data-testid': 'alarm', 'data-event': alarm.event },
+        h('time', { title: at.toLocaleString() }, at.toLocaleTimeString()),
+        h('strong', {}, alarmWords(alarm.event)),
+        h('span', {}, alarmPlace(alarm.channel, alarm.event)),
+        end);
+    return { element, end };
+}
+
+function endOf(alarm: Alarm): string {
+    if (isLasting(alarm)) return 'goes on';
     if (alarm.cut) return 'end unknown: the connection was lost';
     if (alarm.until !== null) return `${Math.max(1, Math.round((alarm.until - alarm.at) / 1000))} s`;
     return alarm.count > 1 ? `${alarm.count} times` : '';
