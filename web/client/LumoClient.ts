@@ -220,7 +220,7 @@ export class LumoClient extends Emitter<ClientEvents> {
         return this.request<R.ColorReply>({ ...preview(PreviewSub.ReadColor), Channel: channel });
     }
 
-    /** On the channel in the selected cell. `value` 0 to 128. */
+    /** On the channel in the selected cell. `value` 0 to 128, 64 in the middle. */
     setColor(type: R.ColorIndex, value: number): Promise<R.ChannelReply> {
         return this.checked({ ...preview(PreviewSub.SetColor), Type: type, Value: value });
     }

@@ -67,14 +67,6 @@ export interface ReloginReply extends RetReply {
 
 // ---- preview (4) ----
 
-export interface ChannelRequest extends Request {
-    Channel: number;
-}
-
-export interface StartPreviewRequest extends ChannelRequest {
-    Stream: number;
-}
-
 export interface StartPreviewReply extends RetReply {
     Chn: number;
     /** The channel that the cell showed before; -1 if none, and 0 after a start of many. */
@@ -102,12 +94,6 @@ export interface ColorReply extends RetReply, Colors {}
 /** Which value `SetColor` writes; `All` writes one value into all four. */
 export const ColorType = { Brightness: 0, Contrast: 1, Saturation: 2, Hue: 3, All: 4 } as const;
 export type ColorIndex = (typeof ColorType)[keyof typeof ColorType];
-
-export interface SetColorRequest extends Request {
-    Type: ColorIndex;
-    /** 0 to 128, 64 in the middle. */
-    Value: number;
-}
 
 export interface PlayStatusReply extends RetReply {
     /** See `PlayStatus`; -1 for a channel outside 0 to 63. */
@@ -137,10 +123,6 @@ export interface SnapshotReply extends RetReply {
     CapPath?: string;
 }
 
-export interface RecordRequest extends ChannelRequest {
-    Record: 0 | 1;
-}
-
 /** One channel. */
 export interface RecordReply extends RetReply {
     /** The folder, not the file. */
@@ -166,10 +148,6 @@ export interface SplitReply extends RetReply {
     Chn: number;
 }
 
-export interface ScaleStepRequest extends Request {
-    Speed: number;
-}
-
 // ---- position (12) ----
 
 /** Physical pixels, relative to the browser's client window. */
@@ -178,12 +156,6 @@ export interface Pos {
     Top: number;
     Width: number;
     Height: number;
-}
-
-export interface PositionRequest extends Request {
-    Pos: Pos;
-    /** Present and not null: no reply. */
-    Potocol?: number;
 }
 
 // ---- client configuration (18) ----
