@@ -74,6 +74,20 @@ fact('the load of the computer is shown', async (stage, view) => {
     await until(async () => /Processor \d+ %, viewer \d+ %, \d+ MiB/.test(await view.byId('load').textContent()), 'figures');
 });
 
+fact('an alarm that lasts when the program is killed has no known end, and is told anew when it still lasts', async (stage, view) => {
+    if (!(await view.byId('alarms').isVisible())) await view.click('alarms-panel');
+    await raise(stage, 'motion', 3, true);
+    await listed(view, /Motion\s*Channel 4/, 'lasting');
+    await until(async () => /^Motion, Channel 4, /.test(await view.byId('alarm-newest').textContent()), 'the newest alarm is read aloud');
+    process.kill(await stage.oneViewer(), 'SIGKILL');
+    await listed(view, /Motion\s*Channel 4\s*end unknown: the connection was lost/, 'over');
+    await view.says(/^The connection is back/);
+    await listed(view, /Motion\s*Channel 4/, 'lasting');
+    await raise(stage, 'motion', 3, false);
+    await until(async () => (await view.byId('alarms-panel').getAttribute('data-alarms')) === null, 'no alarm goes on');
+    await view.live(2, FOUR);
+});
+
 fact('a page that logged in by itself tells that alarms are not heard before it is touched', async (stage, view) => {
     if (!(await view.byId('alarm-choice-Prompt').isVisible())) await view.click('alarms-panel');
     await view.byId('alarm-choice-Prompt').check();

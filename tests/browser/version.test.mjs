@@ -11,11 +11,12 @@ import { scene } from './scene.mjs';
 const HERE = '4.9.0.0';
 const file = (version, date) => `[Tool]\nversion=${version}\ndate=${date}\n`;
 
-/** Answers with `answer`, and keeps the paths it was asked for. */
+/** Answers with `answer`, null hangs up, 'none' is silence; keeps the paths it was asked for. */
 const asked = [];
 let answer = { status: 200, body: file('4.10.0.0', '2026-05-06') };
 const server = createServer((request, response) => {
     asked.push(request.url);
+    if (answer === 'none') return;
     if (answer) response.writeHead(answer.status).end(answer.body);
     else request.socket.destroy();
 });
@@ -74,4 +75,10 @@ fact('a server that hangs up, or knows no such file, tells of no version, and th
         await reads(view, 'version-text', /^The server tells of no version\.$/);
     }
     await view.live(1, [0]);
+});
+
+fact('a server that stays silent is told to have done so after a minute', async (stage, view) => {
+    await look(view, 'none');
+    await reads(view, 'version-text', /^Asking the server…$/);
+    await reads(view, 'version-text', /^The server did not answer\.$/, 90000);
 });
