@@ -149,6 +149,9 @@ export class Session extends Emitter<SessionEvents> {
             return true;
         } catch (error) {
             this.phase = 'login';
+            // The device let it in: another log in would leave this one standing.
+            if (this.greeting && this.client.isOpen) this.client.logout();
+            this.greeting = null;
             if (patient && isNotYet(error)) return new Promise((resolve) => this.tryLater(error, (go) => resolve(go && this.tryLogin(device, true))));
             this.tell('error', messageOf(error));
             return false;

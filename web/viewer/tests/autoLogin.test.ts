@@ -88,6 +88,19 @@ it('leaves it to the user who logs in by hand meanwhile', async () => {
     expect(logins().length).toBe(2);
 });
 
+it('a log in that the page can make nothing of is ended, for another would leave it standing', async () => {
+    open('');
+    await told('Ready to log in.');
+    host.settings.intercept = ({ MainType, SubType, MsgID }, send) => {
+        if (MainType !== 4 || SubType !== 1) return false;
+        send({ Msg: 4, SubMsg: 1, MsgID, Ret: 1016, Chn: -1 });
+        return true;
+    };
+    id<HTMLFormElement>('login-form').requestSubmit();
+    await told('The command failed.');
+    await vi.waitFor(() => expect(host.requests.map(({ MainType }) => MainType).filter((type) => type === 8 || type === 9)).toEqual([8, 9]));
+});
+
 it('a log in by hand is tried once', async () => {
     open('');
     await told('Ready to log in.');
