@@ -40,6 +40,7 @@ interface SessionEvents {
 const HOPELESS = new Set([106, 206]);
 /** Codes that say nothing of the user: there is no window yet, no device yet, or no room in it yet. */
 const NOT_YET = new Set([207, 218, 1003, 1006, 1012]);
+const DEVICE_LOST = 'The connection to the device was lost.';
 const FIRST_WAIT_MS = 1000;
 const MOST_WAIT_MS = 30000;
 
@@ -64,6 +65,8 @@ export class Session extends Emitter<SessionEvents> {
     /** What the loss is not to change, and whether the process went with it. */
     private kept: Pick<LiveModel, 'split' | 'selected'> = { split: 0, selected: 0 };
     private anew = false;
+    /** The device went while a log in was under way. */
+    private gone = false;
     /** The next attempt to log in; told false, it is not made. Its timer stands still without a connection. */
     private next: ((go: boolean) => void) | null = null;
     private timer: ReturnType<typeof setTimeout> | null = null;
@@ -143,7 +146,8 @@ export class Session extends Emitter<SessionEvents> {
         this.phase = 'logging-in';
         this.tell('busy', 'Logging in…');
         try {
-            await this.enter(device);
+            await this.unlessLost(() => this.enter(device));
+            this.begin(device);
             this.credentials = device;
             this.tell('info', `Logged in. ${this.model.channels.length} channels.`);
             return true;
@@ -171,13 +175,19 @@ export class Session extends Emitter<SessionEvents> {
         this.tell('info', 'Logged out.');
     }
 
-    /** Log in, learn the channels, bring up the surface. */
     private async enter(device: DeviceAddress): Promise<void> {
         this.greeting = await this.client.login(device, this.loginOptions);
-        await this.learnChannels();
-        this.begin(device);
+        this.model.reset(await this.channelCount());
     }
 
+    /** Fails as well when the device goes while `work` is under way. */
+    private async unlessLost(work: () => Promise<void>): Promise<void> {
+        this.gone = false;
+        await work();
+        if (this.gone) throw new LumoError('lost', DEVICE_LOST);
+    }
+
+    /** Brings up the surface. */
     private begin(device: DeviceAddress): void {
         this.phase = 'live';
         this.hearsAlarms = device.kind !== 'address';
@@ -187,9 +197,8 @@ export class Session extends Emitter<SessionEvents> {
     }
 
     /** No reply tells the number of channels; stopping all of them, when none runs, names each. */
-    private async learnChannels(): Promise<void> {
-        const { channels } = await this.client.stopAll();
-        this.model.reset(channels.length);
+    private async channelCount(): Promise<number> {
+        return (await this.client.stopAll()).channels.length;
     }
 
     // ---- bringing back ----
@@ -213,9 +222,10 @@ export class Session extends Emitter<SessionEvents> {
     }
 
     private onDeviceLost(): void {
+        this.gone = true;
         if (this.phase !== 'live') return;
         this.beginRecovery();
-        this.tell('error', 'The connection to the device was lost.');
+        this.tell('error', DEVICE_LOST);
         void this.recover();
     }
 
@@ -233,7 +243,7 @@ export class Session extends Emitter<SessionEvents> {
         if (this.phase !== 'recovering' || !this.client.isOpen || !device) return;
         this.tell('busy', 'Logging in again…');
         try {
-            await this.comeBack(device);
+            await this.unlessLost(() => this.comeBack(device));
         } catch (error) {
             this.onRecoveryFailed(error);
             return;
@@ -244,11 +254,16 @@ export class Session extends Emitter<SessionEvents> {
         this.emit('recovered', { anew: this.anew });
     }
 
-    /** In place when the process has the session still, anew when it is another. */
+    /** In place when the process has the session still, anew when it is another. Stops when the user logs out meanwhile. */
     private async comeBack(device: DeviceAddress): Promise<void> {
-        if (this.greeting) await this.client.relogin();
-        else this.greeting = await this.client.login(device, this.loginOptions);
-        await this.learnChannels();
+        let { greeting } = this;
+        if (greeting) await this.client.relogin();
+        else greeting = await this.client.login(device, this.loginOptions);
+        if (this.phase !== 'recovering') return;
+        this.greeting = greeting;
+        const count = await this.channelCount();
+        if (this.phase !== 'recovering') return;
+        this.model.reset(count);
         // Split and selected cell are the process's own and outlive a log in in place.
         Object.assign(this.model, this.kept);
         if (this.anew) this.model.splitChanged(this.kept.split, (await this.client.setSplit(this.kept.split)).Chn);

@@ -196,6 +196,30 @@ describe('logging in again', () => {
         expect(id('split-1').getAttribute('aria-pressed')).toBe('true');
     });
 
+    it('starts anew when the device goes again before the channels are known', async () => {
+        await open('&channels=4');
+        // Stopping all names the channels.
+        once(4, 1, () => (loseDevice(), false));
+        loseDevice();
+        await told('The connection is back, with 4 channels.');
+        expect([commands(28).length, cells()]).toEqual([2, [0, 1, 2, 3, -1]]);
+    });
+
+    it('brings nothing back to a user who logged out meanwhile', async () => {
+        await open('&channels=4');
+        let answer = (): void => undefined;
+        once(28, 0, (request, send) => ((answer = () => send({ Msg: 28, SubMsg: 0, MsgID: request.MsgID, Ret: 100, Id: 7, SerialNo: '' })), true));
+        loseDevice();
+        await vi.waitFor(() => expect(commands(28).length).toBe(1));
+        const stops = commands(4, 1).length;
+        app.session.logout();
+        answer();
+        // What the page hears after it comes after it.
+        process().select(6);
+        await vi.waitFor(() => expect(app.session.model.selected).toBe(6));
+        expect([commands(4, 1).length, app.session.model.channels, app.session.phase]).toEqual([stops, [], 'login']);
+    });
+
     it('goes on while the device still holds the session that was lost', async () => {
         await open('&channels=4', { reloginRet: 207 });
         loseDevice();
