@@ -1,7 +1,8 @@
 #include "UrlText.h"
 
+#include <QTextCodec>
+
 #include <algorithm>
-#include <iterator>
 
 namespace lumo::host
 {
@@ -20,47 +21,13 @@ int hexDigit(char c)
     return -1;
 }
 
-/// Bytes of a sequence of more than one: how its first byte begins, how many follow, and what the second may be.
-struct SequenceForm {
-    unsigned char firstLow, firstHigh;
-    size_t following;
-    unsigned char secondLow, secondHigh;
-};
-
-constexpr SequenceForm kSequences[] = {
-    {0xC2, 0xDF, 1, 0x80, 0xBF}, {0xE0, 0xE0, 2, 0xA0, 0xBF}, {0xE1, 0xEC, 2, 0x80, 0xBF}, {0xED, 0xED, 2, 0x80, 0x9F},
-    {0xEE, 0xEF, 2, 0x80, 0xBF}, {0xF0, 0xF0, 3, 0x90, 0xBF}, {0xF1, 0xF3, 3, 0x80, 0xBF}, {0xF4, 0xF4, 3, 0x80, 0x8F},
-};
-
-/// The length of the well-formed character that text begins with; 0 when it begins with none.
-size_t characterLength(std::string_view text)
-{
-    const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
-    if (byte(0) < 0x80)
-        return 1;
-    const auto* const form = std::find_if(std::begin(kSequences), std::end(kSequences), [&](const SequenceForm& row) {
-        return byte(0) >= row.firstLow && byte(0) <= row.firstHigh;
-    });
-    if (form == std::end(kSequences) || text.size() <= form->following || byte(1) < form->secondLow ||
-        byte(1) > form->secondHigh)
-        return 0;
-    for (size_t i = 2; i <= form->following; ++i)
-        if ((byte(i) & 0xC0) != 0x80)
-            return 0;
-    return form->following + 1;
-}
-
 } // namespace
 
 bool isUtf8(std::string_view bytes)
 {
-    while (!bytes.empty()) {
-        const size_t length = characterLength(bytes);
-        if (length == 0)
-            return false;
-        bytes.remove_prefix(length);
-    }
-    return true;
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    QTextCodec::codecForName("UTF-8")->toUnicode(bytes.data(), static_cast<int>(bytes.size()), &state);
+    return state.invalidChars == 0 && state.remainingChars == 0;
 }
 
 std::optional<std::string> percentDecode(std::string_view text, bool plusIsBlank)
