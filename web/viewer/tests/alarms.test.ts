@@ -1,10 +1,9 @@
 // @vitest-environment jsdom
-import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
+import { describe, expect, it } from 'vitest';
 import { ALARM_CHOICES, type AlarmChoice } from '../../client/index.ts';
-import { startFakeHost, type FakeHost, type FakeHostSettings } from '../../tests/fakeHost.mjs';
+import type { FakeHostSettings } from '../../tests/fakeHost.mjs';
 import { AlarmModel, alarmPlace, alarmWords, isHeard } from '../src/alarms/alarmModel.ts';
-import { App } from '../src/app.ts';
-import { readParams } from '../src/params.ts';
+import { AUTO, eachOnItsOwn, host, id, open, says, soon, told } from './page.ts';
 
 const none = Object.fromEntries(ALARM_CHOICES.map((key) => [key, false])) as AlarmChoice;
 const alarm = (Event: string, Status: string, Channel = 0) => ({ Channel, Event, Status });
@@ -140,39 +139,23 @@ describe('which alarms sound', () => {
 });
 
 describe('on the page', () => {
-    let host: FakeHost;
-    let app: App;
-    const id = <T extends HTMLElement = HTMLButtonElement>(name: string): T => {
-        const element = document.querySelector<T>(`[data-testid="${name}"]`);
-        if (!element) throw new Error(`no element ${name}`);
-        return element;
-    };
-    const soon = (fact: () => void) => vi.waitFor(fact, { timeout: 5000 });
-    const says = (name: string, text: string) => soon(() => expect(id(name).textContent).toContain(text));
     const raise = (Event: string, Status: string, Channel = 0) =>
         host.push({ MainEvent: 2, SubEvent: 0, Name: 'AlarmInfo', AlarmInfo: { Channel, Event, Status } });
 
-    async function open(settings: Partial<FakeHostSettings> = {}, query = ''): Promise<void> {
-        host = await startFakeHost({ channels: 4, ...settings });
-        document.body.innerHTML = '<div id="app"></div>';
-        app = new App(document.getElementById('app') as HTMLElement, readParams(`?auto=1&password=p${query}`), { hostUrl: host.url, device: null });
-        app.start();
-        await says('status', 'Logged in');
+    async function enter(settings: Partial<FakeHostSettings> = {}, query = ''): Promise<void> {
+        await open(AUTO + query, { channels: 4, ...settings });
+        await told('Logged in');
     }
 
-    beforeEach(() => localStorage.clear());
-    afterEach(async () => {
-        app.dispose();
-        await host.close();
-    });
+    eachOnItsOwn();
 
     it('asks for alarms at log in', async () => {
-        await open();
+        await enter();
         expect(host.requests.find(({ MainType }) => MainType === 8)).toMatchObject({ AlarmStyle: 'Tool' });
     });
 
     it('lists an alarm with its channel, and tells on the button how many go on', async () => {
-        await open();
+        await enter();
         id('alarms-panel').click();
         raise('VideoMotion', 'Start', 2);
         await says('alarms', 'Motion');
@@ -186,7 +169,7 @@ describe('on the page', () => {
     });
 
     it.each([['the device', () => host.push({ MainEvent: 5, SubEvent: 0, Ret: 100 })], ['the process', () => host.drop(4001, 'exit code 1')]])('says that the end is unknown of an alarm that lasted when %s was lost', async (_, lose) => {
-        await open();
+        await enter();
         id('alarms-panel').click();
         raise('VideoMotion', 'Start', 2);
         await says('alarms', 'goes on');
@@ -200,7 +183,7 @@ describe('on the page', () => {
     });
 
     it('says where it is when that is no channel', async () => {
-        await open();
+        await enter();
         id('alarms-panel').click();
         raise('StorageFailure', 'Start');
         await says('alarms', 'Disk failure');
@@ -211,7 +194,7 @@ describe('on the page', () => {
     });
 
     it('tells alarms in every view, and keeps their list open from one to the next', async () => {
-        await open();
+        await enter();
         id('alarms-panel').click();
         const list = () => id('alarms').closest('section');
         for (const view of ['playback', 'color', 'live']) {
@@ -235,20 +218,20 @@ describe('on the page', () => {
     }, 30000);
 
     it('has no alarms button before the log in and after the log out', async () => {
-        await open();
+        await enter();
         expect(id('alarms-panel').hidden).toBe(false);
         id('logout').click();
         await soon(() => expect(id('alarms-panel').hidden).toBe(true));
     });
 
     it('says that a log in by address hears none', async () => {
-        await open();
+        await enter();
         id('alarms-panel').click();
         await says('alarms-empty', 'by serial number only');
     });
 
     it('keeps the choice of what sounds on this computer', async () => {
-        await open();
+        await enter();
         id('alarms-panel').click();
         await soon(() => expect(id<HTMLInputElement>('alarm-choice-Prompt').disabled).toBe(false));
         id<HTMLInputElement>('alarm-choice-Prompt').click();
@@ -259,7 +242,7 @@ describe('on the page', () => {
     });
 
     it('shows the load of the computer while logged in', async () => {
-        await open();
+        await enter();
         host.push({ MainEvent: 0, SubEvent: 5, AppCpu: 6, SystemCpu: 41, AppMemory: 120 });
         await says('load', 'Processor 41 %, viewer 6 %, 120 MiB');
         id('logout').click();
@@ -267,12 +250,12 @@ describe('on the page', () => {
     });
 
     it('tells of a newer version after the log in', async () => {
-        await open({ newVersion: '1.0.0.1' });
+        await enter({ newVersion: '1.0.0.1' });
         await says('version-notice', 'Version 1.0.0.1');
     });
 
     it('says nothing when there is none, and looks again when asked', async () => {
-        await open({ newVersion: '1.0.0.0' });
+        await enter({ newVersion: '1.0.0.0' });
         id('settings-panel').click();
         await soon(() => expect(id('version-check').disabled).toBe(false));
         id('version-check').click();
@@ -282,7 +265,7 @@ describe('on the page', () => {
     });
 
     it('says that it asks while the server is silent', async () => {
-        await open();
+        await enter();
         id('settings-panel').click();
         await soon(() => expect(id('version-check').disabled).toBe(false));
         id('version-check').click();
@@ -290,7 +273,7 @@ describe('on the page', () => {
     });
 
     it('works enciphered', async () => {
-        await open({}, '&encryption=both');
+        await enter({}, '&encryption=both');
         expect(host.requests[0]).toMatchObject({ MainType: 32 });
         expect(host.frames.slice(1).every((frame) => !frame.startsWith('{'))).toBe(true);
     });

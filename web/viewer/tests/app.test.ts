@@ -1,47 +1,16 @@
 // @vitest-environment jsdom
-import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
-import { startFakeHost, type FakeHost, type FakeHostSettings } from '../../tests/fakeHost.mjs';
-import { App } from '../src/app.ts';
-import { readParams } from '../src/params.ts';
+import { beforeEach, describe, expect, it, vi } from 'vitest';
+import type { FakeHostSettings } from '../../tests/fakeHost.mjs';
+import { AUTO, app, click, commands, eachOnItsOwn, host, id, open, pressed, process, state, told } from './page.ts';
 
 /** The whole page against the stand-in host, driven by its test ids as a person would. */
-let host: FakeHost;
-let app: App;
-
-const id = <T extends HTMLElement = HTMLButtonElement>(name: string): T => {
-    const element = document.querySelector<T>(`[data-testid="${name}"]`);
-    if (!element) throw new Error(`no element ${name}`);
-    return element;
-};
-const click = (name: string) => id(name).click();
-const told = (text: string) => vi.waitFor(() => expect(id('status').textContent).toContain(text), { timeout: 5000 });
-const pressed = (name: string) => id(name).getAttribute('aria-pressed') === 'true';
-const state = (channel: number) => id(`channel-${channel}`).parentElement?.dataset.state;
-const process = () => {
-    const last = host.processes.at(-1);
-    if (!last) throw new Error('no process');
-    return last;
-};
-const commands = (mainType: number, subType?: number) =>
-    host.requests.filter((request) => request.MainType === mainType && (subType === undefined || request.SubType === subType));
-
-async function open(query = '', settings: Partial<FakeHostSettings> = {}): Promise<void> {
-    host = await startFakeHost({ channels: 16, ...settings });
-    document.body.innerHTML = '<div id="app"></div>';
-    app = new App(document.getElementById('app') as HTMLElement, readParams(query), { hostUrl: host.url, device: null });
-    app.start();
-}
 
 async function enter(settings: Partial<FakeHostSettings> = {}): Promise<void> {
-    await open('?auto=1&password=p', settings);
+    await open(AUTO, settings);
     await told('Logged in');
 }
 
-beforeEach(() => localStorage.clear());
-afterEach(async () => {
-    app.dispose();
-    await host.close();
-});
+eachOnItsOwn();
 
 describe('logging in', () => {
     it('goes by the form, and tells the process the page title', async () => {

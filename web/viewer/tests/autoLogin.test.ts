@@ -1,24 +1,19 @@
 // @vitest-environment jsdom
-import { afterEach, beforeEach, expect, it, vi } from 'vitest';
-import { startFakeHost, type FakeHost } from '../../tests/fakeHost.mjs';
-import { App } from '../src/app.ts';
-import { readParams } from '../src/params.ts';
+import { beforeEach, expect, it, vi } from 'vitest';
+import { AUTO, eachOnItsOwn, host, id, open, told } from './page.ts';
 
 /** A page that logs in by itself before its device is ready. */
-let host: FakeHost;
-let app: App;
 let answer: { Ret: number } | null;
 
-const id = <T extends HTMLElement = HTMLButtonElement>(name: string) => document.querySelector(`[data-testid="${name}"]`) as T;
-const told = (text: string) => vi.waitFor(() => expect(id('status').textContent).toContain(text), { timeout: 10000 });
 const logins = () => host.requests.filter(({ MainType }) => MainType === 8);
 
 vi.setConfig({ testTimeout: 30000 });
 
-beforeEach(async () => {
-    localStorage.clear();
-    answer = null;
-    host = await startFakeHost({
+beforeEach(() => (answer = null));
+eachOnItsOwn();
+
+async function enter(query = `${AUTO}&channels=4`): Promise<void> {
+    await open(query, {
         channels: 4,
         intercept: (request, send) => {
             if (request.MainType !== 8 || !answer) return false;
@@ -26,22 +21,11 @@ beforeEach(async () => {
             return true;
         },
     });
-});
-
-afterEach(async () => {
-    app.dispose();
-    await host.close();
-});
-
-function open(query = '?auto=1&password=p&channels=4'): void {
-    document.body.innerHTML = '<div id="app"></div>';
-    app = new App(document.getElementById('app') as HTMLElement, readParams(query), { hostUrl: host.url, device: null });
-    app.start();
 }
 
 it.each([[207], [218], [1003], [1006], [1012]])('tries again after the code %i, and goes on as if it had been the first time', async (Ret) => {
     answer = { Ret };
-    open();
+    await enter();
     await told('Next attempt in 1 s.');
     expect(id('login-form').closest('main')?.hidden).toBe(false);
     answer = null;
@@ -51,7 +35,7 @@ it.each([[207], [218], [1003], [1006], [1012]])('tries again after the code %i, 
 
 it('waits longer each time', async () => {
     answer = { Ret: 1006 };
-    open();
+    await enter();
     for (const seconds of [1, 2, 4]) await told(`Next attempt in ${seconds} s.`);
     expect(logins().length).toBe(3);
 });
@@ -59,7 +43,7 @@ it('waits longer each time', async () => {
 it.each([106, 107, 206, 1017])('does not try again after the code %i', async (Ret) => {
     const set = vi.spyOn(globalThis, 'setTimeout');
     answer = { Ret };
-    open();
+    await enter();
     await vi.waitFor(() => expect(id('status').dataset.kind).toBe('error'));
     expect(id('status').textContent).not.toContain('Next attempt');
     expect(set.mock.calls.filter(([, ms]) => ms === 1000)).toEqual([]);
@@ -68,7 +52,7 @@ it.each([106, 107, 206, 1017])('does not try again after the code %i', async (Re
 
 it('tries again when the program ended during the log in', async () => {
     answer = { Ret: 1006 };
-    open();
+    await enter();
     await told('Next attempt in 1 s.');
     answer = null;
     host.drop(4001, 'exit code 1');
@@ -78,7 +62,7 @@ it('tries again when the program ended during the log in', async () => {
 
 it('leaves it to the user who logs in by hand meanwhile', async () => {
     answer = { Ret: 1006 };
-    open();
+    await enter();
     await told('Next attempt in 1 s.');
     const clear = vi.spyOn(globalThis, 'clearTimeout');
     answer = { Ret: 106 };
@@ -89,7 +73,7 @@ it('leaves it to the user who logs in by hand meanwhile', async () => {
 });
 
 it('a log in that the page can make nothing of is ended, for another would leave it standing', async () => {
-    open('');
+    await enter('');
     await told('Ready to log in.');
     host.settings.intercept = ({ MainType, SubType, MsgID }, send) => {
         if (MainType !== 4 || SubType !== 1) return false;
@@ -102,7 +86,7 @@ it('a log in that the page can make nothing of is ended, for another would leave
 });
 
 it('a log in by hand is tried once', async () => {
-    open('');
+    await enter('');
     await told('Ready to log in.');
     answer = { Ret: 1006 };
     id<HTMLFormElement>('login-form').requestSubmit();

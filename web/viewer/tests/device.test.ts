@@ -1,47 +1,22 @@
 // @vitest-environment jsdom
-import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
-import { startFakeHost, type FakeHost, type FakeHostSettings } from '../../tests/fakeHost.mjs';
-import { App } from '../src/app.ts';
-import { readParams } from '../src/params.ts';
+import { describe, expect, it } from 'vitest';
+import type { FakeHostSettings } from '../../tests/fakeHost.mjs';
+import { AUTO, app, click, commands, eachOnItsOwn, host, id, open, process, says, soon, told } from './page.ts';
 
 /** Firmware, import and two-lens zoom on the page, against the stand-in host. */
-let host: FakeHost;
-let app: App;
+const maintenance = () => process().maintenance;
 
-const id = <T extends HTMLElement = HTMLButtonElement>(name: string): T => {
-    const element = document.querySelector<T>(`[data-testid="${name}"]`);
-    if (!element) throw new Error(`no element ${name}`);
-    return element;
-};
-const click = (name: string) => id(name).click();
-const soon = (fact: () => void) => vi.waitFor(fact, { timeout: 5000 });
-const told = (text: string) => soon(() => expect(id('status').textContent).toContain(text));
-const says = (name: string, text: string) => soon(() => expect(id(name).textContent).toContain(text));
-const maintenance = () => {
-    const last = host.processes.at(-1);
-    if (!last) throw new Error('no process');
-    return last.maintenance;
-};
-const commands = (mainType: number) => host.requests.filter((request) => request.MainType === mainType);
-
-async function open(settings: Partial<FakeHostSettings> = {}, panel = 'device-panel'): Promise<void> {
-    host = await startFakeHost({ channels: 4, ...settings });
-    document.body.innerHTML = '<div id="app"></div>';
-    app = new App(document.getElementById('app') as HTMLElement, readParams('?auto=1&password=p'), { hostUrl: host.url, device: null });
-    app.start();
+async function openWith(settings: Partial<FakeHostSettings> = {}, panel = 'device-panel'): Promise<void> {
+    await open(AUTO, { channels: 4, ...settings });
     await told('Logged in');
     click(panel);
     await soon(() => expect(id(panel).getAttribute('aria-pressed')).toBe('true'));
 }
 
-beforeEach(() => localStorage.clear());
-afterEach(async () => {
-    app.dispose();
-    await host.close();
-});
+eachOnItsOwn();
 
 async function upgrading(settings: Partial<FakeHostSettings> = {}): Promise<void> {
-    await open({ picked: '/fw/Lumo_V2.bin', ...settings });
+    await openWith({ picked: '/fw/Lumo_V2.bin', ...settings });
     click('firmware-pick');
     await says('firmware-file', '/fw/Lumo_V2.bin');
     click('firmware-start');
@@ -64,7 +39,7 @@ describe('firmware from a file', () => {
     });
 
     it('cannot be started before a file is chosen', async () => {
-        await open();
+        await openWith();
         expect(id('firmware-start').disabled).toBe(true);
         expect(id('firmware-file').textContent).toBe('No file chosen');
         click('firmware-pick');
@@ -144,7 +119,7 @@ describe('firmware from a file', () => {
 
 describe('firmware from the vendor', () => {
     it('is asked for, named and installed', async () => {
-        await open({ firmware: 'V4.03.bin' });
+        await openWith({ firmware: 'V4.03.bin' });
         expect(id('firmware-online').disabled).toBe(true);
         click('firmware-ask');
         await told('The device can fetch firmware V4.03.bin.');
@@ -157,14 +132,14 @@ describe('firmware from the vendor', () => {
     });
 
     it('that is not there leaves nothing to install', async () => {
-        await open();
+        await openWith();
         click('firmware-ask');
         await told('The device knows of no newer firmware.');
         expect(id('firmware-online').disabled).toBe(true);
     });
 
     it('that the device does not tell of is said in words', async () => {
-        await open({ firmware: null });
+        await openWith({ firmware: null });
         click('firmware-ask');
         await told('does not tell whether there is a newer firmware');
     });
@@ -172,7 +147,7 @@ describe('firmware from the vendor', () => {
 
 describe('import', () => {
     it('of a configuration', async () => {
-        await open({ picked: '/device.cfg' });
+        await openWith({ picked: '/device.cfg' });
         click('import-config');
         await says('import-text', 'The device has the configuration');
         expect(commands(30).map(({ SubType, Channel }) => [SubType, Channel])).toEqual([[0, 255]]);
@@ -180,7 +155,7 @@ describe('import', () => {
     });
 
     it('of another file, for one channel, says when the device has it', async () => {
-        await open({ picked: '/logo.bin' });
+        await openWith({ picked: '/logo.bin' });
         expect(id('import-progress').hidden).toBe(true);
         id<HTMLSelectElement>('import-channel').value = '2';
         click('import-file');
@@ -194,7 +169,7 @@ describe('import', () => {
     });
 
     it('without a choice', async () => {
-        await open();
+        await openWith();
         click('import-config');
         await says('import-text', 'No file was chosen.');
         expect(id('import-progress').hidden).toBe(true);
@@ -207,7 +182,7 @@ describe('import', () => {
         ['that the device refuses', 'import-config', 107, 'refused'],
         ['that breaks off', 'import-file', -10005, 'cannot be reached'],
     ])('%s says so', async (_, button, importRet, words) => {
-        await open({ picked: '/file', importRet });
+        await openWith({ picked: '/file', importRet });
         click(button);
         await says('import-text', words);
         expect(id(button).disabled).toBe(false);
@@ -215,7 +190,7 @@ describe('import', () => {
     });
 
     it('whose dialog fails is not waited for: another one is answered', async () => {
-        await open({ picked: '/device.cfg', pickerFails: true });
+        await openWith({ picked: '/device.cfg', pickerFails: true });
         click('import-config');
         await soon(() => expect(commands(30)).toHaveLength(1));
         host.settings.pickerFails = false;
@@ -225,7 +200,7 @@ describe('import', () => {
     });
 
     it('that loses its device is no longer waited for', async () => {
-        await open({ picked: '/logo.bin' });
+        await openWith({ picked: '/logo.bin' });
         click('import-file');
         await soon(() => expect(commands(30)).toHaveLength(1));
         host.push({ MainEvent: 5, SubEvent: 0, Ret: 100 });
@@ -237,7 +212,7 @@ describe('import', () => {
 
 describe('two-lens zoom', () => {
     it('moves the camera of the selected cell in, out and back', async () => {
-        await open({}, 'picture-panel');
+        await openWith({}, 'picture-panel');
         for (const name of ['lens-in', 'lens-out', 'lens-reset']) expect(id(name).disabled).toBe(true);
         click('channel-1');
         await soon(() => expect(id('lens-in').disabled).toBe(false));
@@ -250,7 +225,7 @@ describe('two-lens zoom', () => {
     });
 
     it('waits for one step before the next', async () => {
-        await open({ intercept: (request) => request.MainType === 29 }, 'picture-panel');
+        await openWith({ intercept: (request) => request.MainType === 29 }, 'picture-panel');
         click('channel-0');
         await soon(() => expect(id('lens-in').disabled).toBe(false));
         click('lens-in');

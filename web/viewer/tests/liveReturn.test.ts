@@ -1,44 +1,21 @@
 // @vitest-environment jsdom
-import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
-import { startFakeHost, type AnyRequest, type FakeHost, type FakeHostSettings } from '../../tests/fakeHost.mjs';
-import { App } from '../src/app.ts';
-import { readParams } from '../src/params.ts';
+import { afterEach, describe, expect, it, vi } from 'vitest';
+import type { AnyRequest, FakeHostSettings } from '../../tests/fakeHost.mjs';
+import { AUTO, app, click, commands, eachOnItsOwn, host, id, open, process, state, status, told } from './page.ts';
 
 /** How the live pictures come back after a loss: the whole page against the stand-in host. */
-let host: FakeHost;
-let app: App;
-
-const id = <T extends HTMLElement = HTMLButtonElement>(name: string): T => {
-    const element = document.querySelector<T>(`[data-testid="${name}"]`);
-    if (!element) throw new Error(`no element ${name}`);
-    return element;
-};
-const click = (name: string) => id(name).click();
-const status = () => id('status').textContent ?? '';
-const told = (text: string) => vi.waitFor(() => expect(status()).toContain(text), { timeout: 10000 });
-const state = (channel: number) => id(`channel-${channel}`).parentElement?.dataset.state;
-const process = () => {
-    const last = host.processes.at(-1);
-    if (!last) throw new Error('no process');
-    return last;
-};
-const commands = (mainType: number, subType?: number) =>
-    host.requests.filter((request) => request.MainType === mainType && (subType === undefined || request.SubType === subType));
 const cells = (count = 5) => process().cells.slice(0, count);
 const loseDevice = () => host.push({ MainEvent: 5, SubEvent: 0, Ret: 100 });
 const losses: [string, () => void][] = [['the device', loseDevice], ['the process', () => host.drop(4001, 'exit code 139')]];
 
-async function open(query: string, settings: Partial<FakeHostSettings> = {}): Promise<void> {
-    host = await startFakeHost({ channels: 16, ...settings });
-    document.body.innerHTML = '<div id="app"></div>';
-    app = new App(document.getElementById('app') as HTMLElement, readParams(`?auto=1&password=p${query}`), { hostUrl: host.url, device: null });
-    app.start();
+async function enter(query: string, settings: Partial<FakeHostSettings> = {}): Promise<void> {
+    await open(AUTO + query, settings);
     await told(query.includes('channels=') ? 'started.' : 'Logged in');
 }
 
 /** Cells 0, 2 and 9: channel 6 sub, channel 4 main with sound, channel 1 sub. Cell 9 is selected. */
 async function arrange(): Promise<void> {
-    await open('');
+    await enter('');
     for (const [cell, channel, stream] of [[0, 5, 1], [2, 3, 0], [9, 0, 1]] as const) {
         process().select(cell);
         await vi.waitFor(() => expect(id('selected').textContent).toBe(`Cell ${cell + 1}: empty`));
@@ -66,12 +43,8 @@ function once(mainType: number, subType: number, act: (request: AnyRequest, send
 // A loss is followed by attempts that are a second or more apart.
 vi.setConfig({ testTimeout: 30000 });
 
-beforeEach(() => localStorage.clear());
-afterEach(async () => {
-    vi.restoreAllMocks();
-    app.dispose();
-    await host.close();
-});
+eachOnItsOwn();
+afterEach(() => void vi.restoreAllMocks());
 
 describe.each(losses)('after the loss of %s', (name, lose) => {
     it('cells, streams and sound are as before', async () => {
@@ -91,7 +64,7 @@ describe.each(losses)('after the loss of %s', (name, lose) => {
     });
 
     it('a second loss before all is back loses nothing', async () => {
-        await open('&channels=4&stream=1');
+        await enter('&channels=4&stream=1');
         once(4, 4, () => (lose(), false));
         lose();
         await told('The connection is back, with 4 channels.');
@@ -102,7 +75,7 @@ describe.each(losses)('after the loss of %s', (name, lose) => {
     });
 
     it('a second loss as soon as the first log in is done loses nothing', async () => {
-        await open('&channels=4&stream=1');
+        await enter('&channels=4&stream=1');
         once(2, 0, () => (lose(), false));
         lose();
         await vi.waitFor(() => expect(commands(28).length + commands(8).length).toBe(3), { timeout: 10000 });
@@ -111,7 +84,7 @@ describe.each(losses)('after the loss of %s', (name, lose) => {
     });
 
     it('a channel that fails at first comes into its cell later', async () => {
-        await open('&channels=4&stream=1');
+        await enter('&channels=4&stream=1');
         host.settings.refuse = [1];
         lose();
         await told('Next attempt in 1 s.');
@@ -138,7 +111,7 @@ describe.each(losses)('after the loss of %s', (name, lose) => {
     });
 
     it('the recordings that it ended are named', async () => {
-        await open('&channels=4');
+        await enter('&channels=4');
         click('record');
         await told('Recording channel 1');
         lose();
@@ -150,7 +123,7 @@ describe.each(losses)('after the loss of %s', (name, lose) => {
 it('what the user changes meanwhile is not changed back', async () => {
     const clear = vi.spyOn(globalThis, 'clearTimeout');
     const set = vi.spyOn(globalThis, 'setTimeout');
-    await open('&channels=4');
+    await enter('&channels=4');
     host.settings.refuse = [1];
     loseDevice();
     await told('Next attempt in 1 s.');
@@ -161,7 +134,7 @@ it('what the user changes meanwhile is not changed back', async () => {
 });
 
 it('does not cut a recording for another attempt', async () => {
-    await open('&channels=4');
+    await enter('&channels=4');
     host.settings.refuse = [1];
     loseDevice();
     await told('Next attempt in 1 s.');
@@ -187,7 +160,7 @@ it('comes back from playback with all that had been live, although the process i
 
 describe('logging in again', () => {
     it('goes on when the split is refused at first', async () => {
-        await open('&channels=4');
+        await enter('&channels=4');
         once(3, 1, (request, send) => (send({ Msg: 3, SubMsg: 1, MsgID: request.MsgID, Ret: 1016, Chn: -1 }), true));
         host.drop(4001, 'exit code 139');
         await told('Next attempt in 1 s.');
@@ -197,7 +170,7 @@ describe('logging in again', () => {
     });
 
     it('starts anew when the device goes again before the channels are known', async () => {
-        await open('&channels=4');
+        await enter('&channels=4');
         // Stopping all names the channels.
         once(4, 1, () => (loseDevice(), false));
         loseDevice();
@@ -206,7 +179,7 @@ describe('logging in again', () => {
     });
 
     it('brings nothing back to a user who logged out meanwhile', async () => {
-        await open('&channels=4');
+        await enter('&channels=4');
         let answer = (): void => undefined;
         once(28, 0, (request, send) => ((answer = () => send({ Msg: 28, SubMsg: 0, MsgID: request.MsgID, Ret: 100, Id: 7, SerialNo: '' })), true));
         loseDevice();
@@ -221,7 +194,7 @@ describe('logging in again', () => {
     });
 
     it('goes on while the device still holds the session that was lost', async () => {
-        await open('&channels=4', { reloginRet: 207 });
+        await enter('&channels=4', { reloginRet: 207 });
         loseDevice();
         await told('The user is logged in already and may not be twice. Next attempt in 1 s.');
         host.settings.reloginRet = 100;
@@ -229,7 +202,7 @@ describe('logging in again', () => {
     });
 
     it.each([106, 206])('ends with the code %i', async (Ret) => {
-        await open('&channels=4', { reloginRet: Ret });
+        await enter('&channels=4', { reloginRet: Ret });
         loseDevice();
         await vi.waitFor(() => expect(commands(9).length).toBe(1));
         expect([commands(28).length, id('login-form').closest('main')?.hidden]).toEqual([1, false]);

@@ -1,48 +1,23 @@
 // @vitest-environment jsdom
-import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
-import { startFakeHost, type FakeHost, type FakeHostSettings } from '../../tests/fakeHost.mjs';
-import { App } from '../src/app.ts';
-import { readParams } from '../src/params.ts';
+import { describe, expect, it } from 'vitest';
+import type { FakeHostSettings } from '../../tests/fakeHost.mjs';
+import { AUTO, app, click, commands, eachOnItsOwn, host, id, open, process, soon, told } from './page.ts';
 
 /** Electronic PTZ, the image page and the drawn rule, against the stand-in host. */
-let host: FakeHost;
-let app: App;
-
-const id = <T extends Element = HTMLButtonElement>(name: string): T => {
-    const element = document.querySelector<T>(`[data-testid="${name}"]`);
-    if (!element) throw new Error(`no element ${name}`);
-    return element;
-};
-const click = (name: string) => id(name).click();
-const soon = (fact: () => void) => vi.waitFor(fact, { timeout: 5000 });
-const told = (text: string) => soon(() => expect(id('status').textContent).toContain(text));
-const process = () => {
-    const last = host.processes.at(-1);
-    if (!last) throw new Error('no process');
-    return last;
-};
-const commands = (mainType: number) => host.requests.filter((request) => request.MainType === mainType);
 const shown = (name: string) => id<HTMLElement>(name).closest('[hidden]') === null;
 
-async function open(settings: Partial<FakeHostSettings> = {}): Promise<void> {
-    host = await startFakeHost({ channels: 4, ...settings });
-    document.body.innerHTML = '<div id="app"></div>';
-    app = new App(document.getElementById('app') as HTMLElement, readParams('?auto=1&password=p'), { hostUrl: host.url, device: null });
-    app.start();
+async function enter(settings: Partial<FakeHostSettings> = {}): Promise<void> {
+    await open(AUTO, { channels: 4, ...settings });
     await told('Logged in');
 }
 
 async function playing(settings: Partial<FakeHostSettings> = {}): Promise<void> {
-    await open(settings);
+    await enter(settings);
     click('channel-2');
     await told('Channel 3 started.');
 }
 
-beforeEach(() => localStorage.clear());
-afterEach(async () => {
-    app.dispose();
-    await host.close();
-});
+eachOnItsOwn();
 
 describe('electronic PTZ', () => {
     async function steering(): Promise<void> {
@@ -219,10 +194,7 @@ describe('the image page', () => {
     });
 
     it('is where an automatic log in leads when asked', async () => {
-        host = await startFakeHost({ channels: 4 });
-        document.body.innerHTML = '<div id="app"></div>';
-        app = new App(document.getElementById('app') as HTMLElement, readParams('?auto=1&password=p&view=color'), { hostUrl: host.url, device: null });
-        app.start();
+        await open(`${AUTO}&view=color`, { channels: 4 });
         await told('Channel 1 is shown as it comes.');
     });
 });
@@ -237,7 +209,7 @@ describe('the rule over channel 1', () => {
     const rule = (fact: object) => soon(() => expect(process().picture.rule).toMatchObject(fact));
 
     it('is a line after two points, and another arrow redraws it', async () => {
-        await open();
+        await enter();
         click('rule-panel');
         point(100, 50);
         await rule({ ShowRule: 0 });
@@ -249,7 +221,7 @@ describe('the rule over channel 1', () => {
     });
 
     it('is a region from three corners on, to eight', async () => {
-        await open();
+        await enter();
         click('rule-panel');
         click('rule-region');
         for (let i = 0; i < 8; i++) point(i * 50, i * 25);
@@ -264,7 +236,7 @@ describe('the rule over channel 1', () => {
     });
 
     it('is taken off by Clear, and when its kind changes', async () => {
-        await open();
+        await enter();
         click('rule-panel');
         point(100, 50);
         point(300, 100);
@@ -280,7 +252,7 @@ describe('the rule over channel 1', () => {
     });
 
     it('is told to the process one after the other, the newest last', async () => {
-        await open();
+        await enter();
         click('rule-panel');
         point(100, 50);
         point(300, 100);
@@ -291,7 +263,7 @@ describe('the rule over channel 1', () => {
     });
 
     it('is shown over channel 1 when that plays', async () => {
-        await open();
+        await enter();
         click('channel-0');
         await told('Channel 1 started.');
         click('rule-panel');
@@ -301,7 +273,7 @@ describe('the rule over channel 1', () => {
     });
 
     it('is drawn again by the process that comes after', async () => {
-        await open();
+        await enter();
         click('rule-panel');
         point(100, 50);
         point(300, 100);
@@ -312,7 +284,7 @@ describe('the rule over channel 1', () => {
     });
 
     it('is forgotten with the session', async () => {
-        await open();
+        await enter();
         click('rule-panel');
         point(100, 50);
         point(300, 100);

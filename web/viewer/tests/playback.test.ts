@@ -1,13 +1,14 @@
 // @vitest-environment jsdom
 import { beforeEach, describe, expect, it, vi } from 'vitest';
 import type { AnyRequest } from '../../tests/fakeHost.mjs';
-import { DATE, RECORDINGS, app, choose, click, commands, eachOnItsOwn, enter, enterBySerial, goTo, host, id, last, open, press, pressed, process, told, windows } from './playbackPage.ts';
+import { app, click, commands, eachOnItsOwn, host, id, pressed, process, told } from './page.ts';
+import { DATE, RECORDINGS, choose, enter, enterBySerial, goTo, last, openPlayback, press, windows } from './playbackPage.ts';
 
 eachOnItsOwn();
 
 describe('going to playback and back', () => {
     it('shows the channels that were live, on the last day with recordings', async () => {
-        await open('&channels=4', { recordings: RECORDINGS });
+        await openPlayback('&channels=4', { recordings: RECORDINGS });
         await told('4 channels started.');
         click('view-playback');
         await told('Click into the timeline');
@@ -19,7 +20,7 @@ describe('going to playback and back', () => {
     });
 
     it('brings the live cells back as they were', async () => {
-        await open('&split=1&channels=4&stream=1', { recordings: RECORDINGS });
+        await openPlayback('&split=1&channels=4&stream=1', { recordings: RECORDINGS });
         await told('4 channels started.');
         click('record');
         await told('Recording channel 1');
@@ -34,7 +35,7 @@ describe('going to playback and back', () => {
     });
 
     it('tells which channels did not come back', async () => {
-        await open('&channels=4', { recordings: RECORDINGS });
+        await openPlayback('&channels=4', { recordings: RECORDINGS });
         await told('4 channels started.');
         click('view-playback');
         await told('Click into');

@@ -1,6 +1,7 @@
 // @vitest-environment jsdom
 import { beforeEach, describe, expect, it, vi } from 'vitest';
-import { DATE, RECORDINGS, app, click, commands, eachOnItsOwn, enter, goTo, host, id, last, open, pressed, process, told, windows } from './playbackPage.ts';
+import { app, click, commands, eachOnItsOwn, host, id, pressed, process, told } from './page.ts';
+import { DATE, RECORDINGS, enter, goTo, last, openPlayback, windows } from './playbackPage.ts';
 
 eachOnItsOwn();
 
@@ -275,7 +276,7 @@ describe('coming back', () => {
     });
 
     it('finds its page again in a new process, and the live pictures after it', async () => {
-        await open('&split=1&channels=4', { recordings: RECORDINGS });
+        await openPlayback('&split=1&channels=4', { recordings: RECORDINGS });
         await told('4 channels started.');
         click('view-playback');
         await told('Click into');

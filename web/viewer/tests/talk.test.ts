@@ -1,27 +1,13 @@
 // @vitest-environment jsdom
-import { afterEach, beforeEach, describe, expect, it, vi } from 'vitest';
-import { startFakeHost, type FakeHost, type FakeHostSettings } from '../../tests/fakeHost.mjs';
-import { App } from '../src/app.ts';
+import { beforeEach, describe, expect, it, vi } from 'vitest';
+import type { FakeHostSettings } from '../../tests/fakeHost.mjs';
 import { LevelMeter, levelOf, type Ear } from '../src/audio/levelMeter.ts';
-import { readParams } from '../src/params.ts';
+import { AUTO, app, click, commands, eachOnItsOwn, host, id, open, process, told } from './page.ts';
 
 /** Talk and alarm voice on the page, against the stand-in host. */
-let host: FakeHost;
-let app: App;
-
-const id = <T extends HTMLElement = HTMLButtonElement>(name: string): T => {
-    const element = document.querySelector<T>(`[data-testid="${name}"]`);
-    if (!element) throw new Error(`no element ${name}`);
-    return element;
-};
-const click = (name: string) => id(name).click();
-const told = (text: string) => vi.waitFor(() => expect(id('status').textContent).toContain(text), { timeout: 5000 });
-const audio = () => {
-    const last = host.processes.at(-1);
-    if (!last) throw new Error('no process');
-    return last.audio;
-};
-const commands = (mainType: number) => host.requests.filter((request) => request.MainType === mainType).map(({ SubType }) => SubType as number);
+const audio = () => process().audio;
+/** As they came. */
+const subTypes = (mainType: number) => commands(mainType).map(({ SubType }) => SubType as number);
 const press = () => id('talk-hold').dispatchEvent(new MouseEvent('pointerdown', { bubbles: true }));
 const letGo = () => id('talk-hold').dispatchEvent(new MouseEvent('pointerup', { bubbles: true }));
 const choose = (name: string, value: string) => {
@@ -30,26 +16,19 @@ const choose = (name: string, value: string) => {
     select.dispatchEvent(new Event('change'));
 };
 
-async function open(settings: Partial<FakeHostSettings> = {}): Promise<void> {
-    host = await startFakeHost({ channels: 4, ...settings });
-    document.body.innerHTML = '<div id="app"></div>';
-    app = new App(document.getElementById('app') as HTMLElement, readParams('?auto=1&password=p'), { hostUrl: host.url, device: null });
-    app.start();
+async function openPanel(settings: Partial<FakeHostSettings> = {}): Promise<void> {
+    await open(AUTO, { channels: 4, ...settings });
     await told('Logged in');
     click('talk-panel');
-    await vi.waitFor(() => expect(commands(16)).toEqual([3]));
+    await vi.waitFor(() => expect(subTypes(16)).toEqual([3]));
     host.requests.length = 0;
 }
 
-beforeEach(() => localStorage.clear());
-afterEach(async () => {
-    app.dispose();
-    await host.close();
-});
+eachOnItsOwn();
 
 describe('press to talk', () => {
     it('talks to the device while the button is held', async () => {
-        await open();
+        await openPanel();
         press();
         await told('Talking to the device.');
         expect(audio().talking).toBe('device');
@@ -62,7 +41,7 @@ describe('press to talk', () => {
     });
 
     it('talks to one channel, and to all', async () => {
-        await open();
+        await openPanel();
         choose('talk-target', '2');
         press();
         await told('Talking to channel 3.');
@@ -76,27 +55,27 @@ describe('press to talk', () => {
     });
 
     it('ends when it is let go before the device has answered', async () => {
-        await open();
+        await openPanel();
         press();
         letGo();
         await told('The talk has ended.');
-        expect(commands(16)).toEqual([1, 2]);
+        expect(subTypes(16)).toEqual([1, 2]);
         expect(audio().talking).toBeNull();
     });
 
     it('goes by the keyboard', async () => {
-        await open();
+        await openPanel();
         const key = (name: string, repeat = false) => id('talk-hold').dispatchEvent(new KeyboardEvent(name, { key: ' ', repeat, bubbles: true }));
         key('keydown');
         key('keydown', true);
         await told('Talking to the device.');
         key('keyup');
         await told('ended');
-        expect(commands(16)).toEqual([1, 2]);
+        expect(subTypes(16)).toEqual([1, 2]);
     });
 
     it('keeps talking until pressed again when told so, and follows the choice of whom', async () => {
-        await open();
+        await openPanel();
         click('talk-keep');
         await vi.waitFor(() => expect(id('talk-hold').textContent).toBe('Press to talk'));
         press();
@@ -111,7 +90,7 @@ describe('press to talk', () => {
     });
 
     it('says in words when it is refused, and can be tried again', async () => {
-        await open({ noMicrophone: true });
+        await openPanel({ noMicrophone: true });
         press();
         await told('There is no talk with the device');
         expect(id('talk-hold').getAttribute('data-state')).toBe('idle');
@@ -122,7 +101,7 @@ describe('press to talk', () => {
     });
 
     it('ends with the panel', async () => {
-        await open();
+        await openPanel();
         click('talk-keep');
         press();
         await told('Talking');
@@ -132,25 +111,25 @@ describe('press to talk', () => {
     });
 
     it('is over when the device is lost, and begins anew', async () => {
-        await open();
+        await openPanel();
         click('talk-keep');
         press();
         await told('Talking');
         host.push({ MainEvent: 5, SubEvent: 0, Ret: 100 });
         await told('The connection is back.');
         expect(id('talk-hold').getAttribute('data-state')).toBe('idle');
-        expect(commands(16)).toEqual([1]);
+        expect(subTypes(16)).toEqual([1]);
         press();
         await vi.waitFor(() => expect(audio().talking).toBe('device'));
     });
 
     it('offers only channels that can talk', async () => {
-        await open({ talkers: [1, 0, 1] });
+        await openPanel({ talkers: [1, 0, 1] });
         await vi.waitFor(() => expect([...id<HTMLSelectElement>('talk-target').options].map(({ disabled }) => disabled)).toEqual([false, false, false, true, false, true]));
     });
 
     it('offers every channel of a device that does not say', async () => {
-        await open({ talkers: null });
+        await openPanel({ talkers: null });
         expect([...id<HTMLSelectElement>('talk-target').options].some(({ disabled }) => disabled)).toBe(false);
         choose('talk-target', '3');
         press();
@@ -160,7 +139,7 @@ describe('press to talk', () => {
 
 describe('the alarm voice', () => {
     it('is recorded with a countdown until its limit', async () => {
-        await open();
+        await openPanel();
         click('voice-record');
         await told('Speak now.');
         expect(id('voice-record').textContent).toBe('Stop');
@@ -177,25 +156,25 @@ describe('the alarm voice', () => {
     });
 
     it('is recorded until the button is pressed again', async () => {
-        await open();
+        await openPanel();
         click('voice-record');
         await told('Speak now.');
         audio().hear(10);
         click('voice-record');
         await told('The alarm voice is recorded.');
-        expect(commands(20)).toEqual([0, 1]);
+        expect(subTypes(20)).toEqual([0, 1]);
         expect(audio().size).toBe(1600);
     });
 
     it('tells that there is no microphone', async () => {
-        await open({ noMicrophone: true });
+        await openPanel({ noMicrophone: true });
         click('voice-record');
         await told('this computer has no microphone');
         expect(id('voice-record').textContent).toBe('Record');
     });
 
     it('tells that its file could not be written', async () => {
-        await open();
+        await openPanel();
         click('voice-record');
         await told('Speak now.');
         host.push({ MainEvent: 6, SubEvent: 1, Ret: 1016 });
@@ -204,7 +183,7 @@ describe('the alarm voice', () => {
     });
 
     it('is played, to its end or to a stop', async () => {
-        await open();
+        await openPanel();
         audio().size = 800;
         click('voice-play');
         await told('Playing the alarm voice.');
@@ -215,18 +194,18 @@ describe('the alarm voice', () => {
         await told('Playing');
         click('voice-play');
         await told('was played');
-        expect(commands(20)).toEqual([2, 2, 4]);
+        expect(subTypes(20)).toEqual([2, 2, 4]);
         expect(id('voice-play').textContent).toBe('Play');
     });
 
     it('is not played before it is recorded', async () => {
-        await open();
+        await openPanel();
         click('voice-play');
         await told('there is no recording');
     });
 
     it('is sent to a channel, and to all', async () => {
-        await open();
+        await openPanel();
         audio().size = 800;
         choose('voice-channel', '2');
         id<HTMLInputElement>('voice-purpose').value = '7';
@@ -246,14 +225,14 @@ describe('the alarm voice', () => {
     });
 
     it('is not sent before it is recorded', async () => {
-        await open();
+        await openPanel();
         click('voice-send');
         await told('The alarm voice was not sent');
         expect(id('voice-send').disabled).toBe(false);
     });
 
     it('is forgotten with the session', async () => {
-        await open();
+        await openPanel();
         click('voice-record');
         await told('Speak now.');
         host.drop();
@@ -264,7 +243,7 @@ describe('the alarm voice', () => {
 });
 
 describe('the level of the microphone', () => {
-    beforeEach(() => open());
+    beforeEach(() => openPanel());
 
     it('is told in decibels', () => {
         expect(levelOf(new Float32Array(100))).toBe(0);
