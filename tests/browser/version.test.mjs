@@ -45,7 +45,7 @@ async function look(view, what) {
 
 fact('after the log in the status line tells of a newer build, and pictures are shown', async (stage, view) => {
     await view.live(1, [0]);
-    await reads(view, 'version-notice', /^Version 4\.10\.0\.0 of the viewer program is there\.$/);
+    await reads(view, 'version-notice', /^Version 4\.10\.0\.0 of the viewer program is available\.$/);
     assert.deepEqual(asked, ['/ocx/newest.ini']);
 });
 
@@ -53,7 +53,7 @@ fact('the settings tell this build, and the newer one with its date when asked',
     await view.click('settings-panel');
     await view.page.getByText(`Viewer program ${HERE}, 2026-01-02`).waitFor({ state: 'visible' });
     await look(view, { status: 200, body: file('4.9.0.1', '2026-05-07') });
-    await reads(view, 'version-text', /^Version 4\.9\.0\.1 of 2026-05-07 is there\.$/);
+    await reads(view, 'version-text', /^Version 4\.9\.0\.1 of 2026-05-07 is available\.$/);
     await reads(view, 'version-notice', /4\.9\.0\.1/);
 });
 
@@ -72,7 +72,7 @@ fact('a server that hangs up, or knows no such file, tells of no version, and th
         await look(view, { status: 200, body: file('5.0.0.0', '2026-05-08') });
         await reads(view, 'version-text', /5\.0\.0\.0/);
         await look(view, nothing);
-        await reads(view, 'version-text', /^The server tells of no version\.$/);
+        await reads(view, 'version-text', /^The server has told no version\.$/);
     }
     await view.live(1, [0]);
 });

@@ -103,7 +103,7 @@ export class CommandQueue {
         if (!pending) return;
         this.queued = this.queued.filter((entry) => entry.msgId !== msgId);
         const seconds = Math.round(timeoutMs / 100) / 10;
-        pending.reject(new LumoError('timeout', `No answer within ${seconds} seconds (${pending.label}).`));
+        pending.reject(new LumoError('timeout', `The viewer program did not answer within ${seconds} seconds.`, undefined, undefined, pending.label));
     }
 
     private settle(msgId: number): Pending | undefined {

@@ -9,6 +9,7 @@ import { AlarmCommands } from './alarms.ts';
 import { AudioCommands } from './audio.ts';
 import { decipher, encipher, keyOf, randomKeyText } from './cipher.ts';
 import { ColorPageCommands } from './colorPage.ts';
+import type { Command } from './commandSender.ts';
 import { CommandQueue, lost } from './CommandQueue.ts';
 import { Connection, type ConnectionOptions, type ConnectionState, type Down, type SocketLike } from './Connection.ts';
 import { Emitter } from './Emitter.ts';
@@ -22,7 +23,7 @@ import type * as R from './requests.ts';
 import { RET_SUCCESS } from './ret.ts';
 import { RuleCommands } from './rules.ts';
 import { ALL_CHANNELS, classify, ConfigSub, MainType, PositionSub, PreviewSub } from './wire.ts';
-import type { PageIndex, RawEvent, Reply, Request, RetReply } from './wire.ts';
+import type { PageIndex, RawEvent, Reply, RetReply } from './wire.ts';
 
 export interface ClientEvents extends ProcessEvents {
     /** Every event of the process, known to this library or not. Comes before the named one. */
@@ -34,6 +35,9 @@ export interface ClientEvents extends ProcessEvents {
     /** A message that is neither event nor reply to a command that still waits. */
     stray: unknown;
 }
+
+const PICK_FOLDER = { record: ConfigSub.PickRecordFolder, capture: ConfigSub.PickCaptureFolder, download: ConfigSub.PickDownloadFolder } as const;
+export type FolderPurpose = keyof typeof PICK_FOLDER;
 
 export interface Timeouts {
     commandMs: number;
@@ -62,8 +66,6 @@ export interface AllReply<T extends Reply> {
     reply: T;
     channels: ChannelResult[];
 }
-
-type Command = Request & Record<string, unknown>;
 
 interface KeyReply extends RetReply {
     /** `iv` is empty: zeros. */
@@ -156,12 +158,12 @@ export class LumoClient extends Emitter<ClientEvents> {
     }
 
     /** Any command; resolves with the reply whatever its code. `timeoutMs` 0 waits without limit. */
-    request<T extends Reply>(command: Request & Record<string, unknown>, timeoutMs?: number): Promise<T> {
+    request<T extends Reply>(command: Command, timeoutMs?: number): Promise<T> {
         return this.queue.request<T>(command, this.mayQueue, timeoutMs);
     }
 
     /** Any command that has no reply. */
-    post(command: Request & Record<string, unknown>): void {
+    post(command: Command): void {
         this.queue.post(command, this.mayQueue);
     }
 
@@ -324,9 +326,8 @@ export class LumoClient extends Emitter<ClientEvents> {
      * Shows the native picker and resolves with the path, or with null when the user took none. Waits without limit
      * unless told otherwise: the user may take all day, and a picker that is not installed never answers.
      */
-    async pickPath(mode: 0 | 1 | 2, timeoutMs = 0): Promise<string | null> {
-        const SubType = [ConfigSub.PickA, ConfigSub.PickB, ConfigSub.PickC][mode] as number;
-        const reply = await this.request<R.PickReply>({ MainType: MainType.ClientConfig, SubType }, timeoutMs);
+    async pickFolder(purpose: FolderPurpose, timeoutMs = 0): Promise<string | null> {
+        const reply = await this.request<R.PickReply>({ MainType: MainType.ClientConfig, SubType: PICK_FOLDER[purpose] }, timeoutMs);
         const path = (reply.Path ?? '').replace(/[\r\n]+$/, '');
         return reply.nRet === RET_SUCCESS && path !== '' ? path : null;
     }
@@ -337,7 +338,7 @@ export class LumoClient extends Emitter<ClientEvents> {
         return this.state === 'connecting' || this.state === 'waiting' || this.state === 'open';
     }
 
-    private async checked<T extends RetReply>(command: Request & Record<string, unknown>, timeoutMs?: number): Promise<T> {
+    private async checked<T extends RetReply>(command: Command, timeoutMs?: number): Promise<T> {
         const reply = await this.request<T>(command, timeoutMs);
         if (reply.Ret === RET_SUCCESS) return reply;
         const { ErrorCode, Error: error } = reply as { ErrorCode?: number; Error?: number };
@@ -445,6 +446,6 @@ export class LumoClient extends Emitter<ClientEvents> {
     }
 }
 
-function preview(SubType: number): Request & Record<string, unknown> {
+function preview(SubType: number): Command {
     return { MainType: MainType.Preview, SubType };
 }

@@ -2,7 +2,7 @@
  * Alarms of the device come as `alarm` events, after a log in by serial number with the alarm style "Tool". The process
  * also keeps the page's choice of kinds, on this computer, and acts on none of it. Reached as `client.alarms`.
  */
-import type { CommandSender } from './playback.ts';
+import type { CommandSender } from './commandSender.ts';
 import type { RetReply } from './wire.ts';
 import { MainType } from './wire.ts';
 

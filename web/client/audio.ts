@@ -2,7 +2,7 @@
  * Speech: the talk with a device or its channels, and the alarm voice that is recorded here and sent to the device.
  * Reached as `client.audio`. Both use this computer's one microphone: what comes second is refused.
  */
-import type { CommandSender } from './playback.ts';
+import type { CommandSender } from './commandSender.ts';
 import { ALL_CHANNELS, MainType, TalkSub, VoiceSub } from './wire.ts';
 import type { RetReply } from './wire.ts';
 

@@ -2,7 +2,7 @@
  * The stream of the image colour page, by a login of its own. Reached as `client.colorPage`. Show the page with
  * `showPage(Page.Color)` first; any other page ends the stream. `setColor` and `readColor` are for the live channels.
  */
-import type { CommandSender } from './playback.ts';
+import type { CommandSender } from './commandSender.ts';
 import { ColorPageSub, MainType } from './wire.ts';
 import type { RetReply } from './wire.ts';
 

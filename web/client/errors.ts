@@ -23,12 +23,15 @@ export class LumoError extends Error {
     readonly ret?: number;
     /** With kind `ret`: the whole reply. */
     readonly reply?: Reply;
+    /** With kind `timeout`: the command, in the channel's own terms. */
+    readonly command?: string;
 
-    constructor(kind: LumoErrorKind, message: string, ret?: number, reply?: Reply) {
+    constructor(kind: LumoErrorKind, message: string, ret?: number, reply?: Reply, command?: string) {
         super(message);
         this.kind = kind;
         if (ret !== undefined) this.ret = ret;
         if (reply !== undefined) this.reply = reply;
+        if (command !== undefined) this.command = command;
     }
 
     static fromReply(ret: number, reply: Reply, deviceError?: number): LumoError {

@@ -10,6 +10,7 @@ export * from './requests.ts';
 export * from './alarms.ts';
 export * from './audio.ts';
 export * from './colorPage.ts';
+export * from './commandSender.ts';
 export * from './maintenance.ts';
 export * from './playback.ts';
 export * from './ptz.ts';

@@ -3,9 +3,9 @@
  * one that cannot be shown never answers, so those commands wait without limit unless told otherwise.
  */
 import { LumoError } from './errors.ts';
-import type { CommandSender } from './playback.ts';
+import type { CommandSender } from './commandSender.ts';
 import type { PickReply } from './requests.ts';
-import { deviceErrorText, RET_NO_PATH, RET_SUCCESS, retText } from './ret.ts';
+import { deviceErrorText, RET_NO_PATH, RET_NOTHING_TO_DO, RET_SUCCESS, retText } from './ret.ts';
 import { ImportSub, LocalUpgradeSub, MainType, OnlineUpgradeSub, VersionSub } from './wire.ts';
 import type { Reply, RetReply } from './wire.ts';
 
@@ -26,6 +26,12 @@ export type VoiceFileKindIndex = (typeof VoiceFileKind)[keyof typeof VoiceFileKi
 
 /** All channels, in the commands of this file. */
 export const IMPORT_ALL_CHANNELS = 255;
+
+/** Of the codes, one has a meaning of its own here. */
+function importText(ret: number): string {
+    if (ret === RET_NOTHING_TO_DO) return 'The configuration file cannot be read.';
+    return ret < 0 ? deviceErrorText(ret) : retText(ret);
+}
 
 export class MaintenanceCommands {
     private readonly sender: CommandSender;
@@ -87,6 +93,6 @@ export class MaintenanceCommands {
         const ret = reply.nRet ?? reply.Ret ?? NaN;
         if (ret === RET_SUCCESS) return true;
         if (ret === RET_NO_PATH) return false;
-        throw new LumoError('ret', ret < 0 ? deviceErrorText(ret) : retText(ret), ret, reply);
+        throw new LumoError('ret', importText(ret), ret, reply);
     }
 }

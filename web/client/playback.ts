@@ -2,10 +2,11 @@
  * The playback page of the surface: recorded video in up to four windows, downloads, and the way between the pages.
  * Reached as `client.playback`.
  */
+import type { CommandSender } from './commandSender.ts';
 import { LumoError } from './errors.ts';
 import { RET_SUCCESS } from './ret.ts';
 import { ALL_CHANNELS, MainType, PlaybackSub, utf8Length } from './wire.ts';
-import type { Reply, Request, RetReply } from './wire.ts';
+import type { Request, RetReply } from './wire.ts';
 
 /** What the windows of the page play. Each mode has decoders of its own: stop what plays before changing it. */
 export const PageMode = {
@@ -121,16 +122,6 @@ export interface WindowStatusReply extends RetReply {
 
 export interface DownloadReply extends RetReply {
     DownPath: string;
-}
-
-/** The two ways in which `LumoClient` sends. */
-export interface CommandSender {
-    /** Resolves with the reply whatever its code. */
-    request<T extends Reply>(command: Request & Record<string, unknown>, timeoutMs?: number): Promise<T>;
-    /** Rejects when the code is another than 100. */
-    checked<T extends RetReply>(command: Request & Record<string, unknown>, timeoutMs?: number): Promise<T>;
-    /** For commands that open several streams. */
-    readonly manyMs: number;
 }
 
 /** As many bytes of a name as the process keeps. */

@@ -5,7 +5,7 @@
  * Lengths are units of a square of `VIRTUAL_SIDE` laid over the picture, whatever its size. Each command resolves with
  * whether it was done: a step past the edge is refused and not shortened, and so is any step for another channel.
  */
-import type { CommandSender } from './playback.ts';
+import type { CommandSender } from './commandSender.ts';
 import { RET_FAILURE, RET_SUCCESS, retText } from './ret.ts';
 import { LumoError } from './errors.ts';
 import { MainType, PtzSub } from './wire.ts';

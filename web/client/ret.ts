@@ -5,6 +5,8 @@ export const RET_SUCCESS = 100;
 export const RET_FAILURE = 1016;
 /** An import for which no file was picked. */
 export const RET_NO_PATH = 1014;
+/** An unknown command, or one that finds nothing to do. */
+export const RET_NOTHING_TO_DO = 1019;
 
 const TEXTS: ReadonlyMap<number, string> = new Map([
     [100, 'Done.'],
@@ -24,11 +26,11 @@ const TEXTS: ReadonlyMap<number, string> = new Map([
     [1009, 'The download could not be started: the device refused it, or its folder cannot be written.'],
     [1012, 'The device could not be found by its serial number.'],
     [1013, 'The device cannot do this.'],
-    [1014, 'The file is empty: there is nothing to send.'],
+    [1014, 'No file was chosen.'],
     [1015, 'The configuration file is larger than 64 KiB.'],
     [1016, 'The command failed.'],
     [1017, 'The log in failed.'],
-    [1019, 'The viewer does not know this command.'],
+    [1019, 'The viewer does not know this command, or finds nothing to do in it.'],
 ]);
 
 /** Every code that has a text, in ascending order. */

@@ -2,7 +2,7 @@
  * The analysis rule that is drawn over the live picture of channel 0. Reached as `client.rules`. It is not sent to the
  * device. One rule at a time, kept over stops and starts until the logout.
  */
-import type { CommandSender } from './playback.ts';
+import type { CommandSender } from './commandSender.ts';
 import { MainType, RuleSub } from './wire.ts';
 import type { Reply } from './wire.ts';
 

@@ -110,7 +110,7 @@ export const ImportSub = { Config: 0, PickedFile: 1, Voice: 2, VoiceOther: 3, Vo
 export const RuleSub = { Draw: 1 } as const;
 
 /** `SubType` of `MainType` 18. */
-export const ConfigSub = { PickA: 48, PickB: 49, Save: 50, Read: 51, PickC: 53 } as const;
+export const ConfigSub = { PickRecordFolder: 48, PickCaptureFolder: 49, Save: 50, Read: 51, PickDownloadFolder: 53 } as const;
 
 export const MainEvent = { Live: 0, Playback: 1, Alarm: 2, Upgrade: 3, Tool: 4, DeviceLost: 5, Voice: 6 } as const;
 

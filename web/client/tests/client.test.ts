@@ -90,9 +90,9 @@ describe('commands', () => {
         ['hideSurface', () => client.hideSurface(), { MainType: 12, SubType: 1, Pos: { Left: 0, Top: 0, Width: 0, Height: 0 } }],
         ['readConfig', () => client.readConfig(), { MainType: 18, SubType: 51 }],
         ['saveConfig', () => client.saveConfig({ RecPath: '/r', CapPath: '/c', DownPath: '/d', RecordType: 2 }), { MainType: 18, SubType: 50, RecPath: '/r', CapPath: '/c', DownPath: '/d', RecordType: 2 }],
-        ['pickPath 0', () => client.pickPath(0), { MainType: 18, SubType: 48 }],
-        ['pickPath 1', () => client.pickPath(1), { MainType: 18, SubType: 49 }],
-        ['pickPath 2', () => client.pickPath(2), { MainType: 18, SubType: 53 }],
+        ['pickFolder of recordings', () => client.pickFolder('record'), { MainType: 18, SubType: 48 }],
+        ['pickFolder of snapshots', () => client.pickFolder('capture'), { MainType: 18, SubType: 49 }],
+        ['pickFolder of downloads', () => client.pickFolder('download'), { MainType: 18, SubType: 53 }],
     ])('%s sends exactly its keys and resolves', async (_name, run, keys) => {
         await run();
         expect(lastRequest()).toEqual(keys);
@@ -127,14 +127,14 @@ describe('commands', () => {
     });
 
     it('cuts the line end off a picked path', async () => {
-        expect(await client.pickPath(0)).toBe('/home/you/Videos');
+        expect(await client.pickFolder('record')).toBe('/home/you/Videos');
     });
 
     it('takes a cancelled picker as no path', async () => {
         delete host.settings.picked;
-        expect(await client.pickPath(0)).toBeNull();
+        expect(await client.pickFolder('record')).toBeNull();
         host.settings.picked = '';
-        expect(await client.pickPath(0)).toBeNull();
+        expect(await client.pickFolder('record')).toBeNull();
     });
 });
 

@@ -33,7 +33,7 @@ describe('CommandQueue', () => {
         const { queue } = setUp();
         const promise = queue.request(command, true);
         vi.advanceTimersByTime(1000);
-        await expect(promise).rejects.toMatchObject({ kind: 'timeout', message: 'No answer within 1 seconds (MainType 4, SubType 7).' });
+        await expect(promise).rejects.toMatchObject({ kind: 'timeout', message: 'The viewer program did not answer within 1 seconds.', command: 'MainType 4, SubType 7' });
         expect(queue.settleReply(1, reply(1))).toBe(false);
     });
 

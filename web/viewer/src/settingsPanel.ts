@@ -1,14 +1,14 @@
 /** Where recordings, snapshots and downloads go on this computer, and how the video area is laid out. */
-import type { ConfigReply, VersionData } from '../../client/index.ts';
+import type { ConfigReply, FolderPurpose, VersionData } from '../../client/index.ts';
 import { h, setText } from './dom.ts';
 import type { Session } from './session.ts';
 
 type PathKey = 'RecPath' | 'CapPath' | 'DownPath';
 
-const FOLDERS: readonly { key: PathKey; name: string; testId: string; mode: 0 | 1 | 2 }[] = [
-    { key: 'RecPath', name: 'Recordings', testId: 'record', mode: 0 },
-    { key: 'CapPath', name: 'Snapshots', testId: 'capture', mode: 1 },
-    { key: 'DownPath', name: 'Downloads', testId: 'download', mode: 2 },
+const FOLDERS: readonly { key: PathKey; name: string; purpose: FolderPurpose }[] = [
+    { key: 'RecPath', name: 'Recordings', purpose: 'record' },
+    { key: 'CapPath', name: 'Snapshots', purpose: 'capture' },
+    { key: 'DownPath', name: 'Downloads', purpose: 'download' },
 ];
 
 /** The program gives up after a minute, and says nothing then. */
@@ -97,18 +97,18 @@ export class SettingsPanel {
         });
     }
 
-    private folderRow({ key, name, testId, mode }: (typeof FOLDERS)[number]): HTMLElement {
-        const input = h('input', { 'data-testid': `${testId}-path`, spellcheck: 'false', autocomplete: 'off' });
+    private folderRow({ key, name, purpose }: (typeof FOLDERS)[number]): HTMLElement {
+        const input = h('input', { 'data-testid': `${purpose}-path`, spellcheck: 'false', autocomplete: 'off' });
         this.inputs.set(key, input);
-        const pick = h('button', { type: 'button', class: 'pick', 'data-testid': `${testId}-pick`, 'aria-label': `Choose the folder for ${name.toLowerCase()}` }, 'Choose…');
-        pick.addEventListener('click', () => void this.pick(mode, input));
+        const pick = h('button', { type: 'button', class: 'pick', 'data-testid': `${purpose}-pick`, 'aria-label': `Choose the folder for ${name.toLowerCase()}` }, 'Choose…');
+        pick.addEventListener('click', () => void this.pick(purpose, input));
         return h('div', { class: 'field' }, h('label', {}, h('span', {}, name), input), pick);
     }
 
     /** The dialog is a window of its own; the page goes on meanwhile. */
-    private async pick(mode: 0 | 1 | 2, input: HTMLInputElement): Promise<void> {
+    private async pick(purpose: FolderPurpose, input: HTMLInputElement): Promise<void> {
         await this.session.attempt('', async () => {
-            const path = await this.session.client.pickPath(mode);
+            const path = await this.session.client.pickFolder(purpose);
             if (path === null) this.session.tell('info', 'No folder was chosen.');
             else input.value = path;
         });
@@ -117,6 +117,6 @@ export class SettingsPanel {
 
 function versionText(version: VersionData | null): string {
     if (!version) return '';
-    if (version.bNew) return `Version ${version.newVersion} of ${version.newDate || 'late'} is there.`;
-    return version.newVersion === '' ? 'The server tells of no version.' : 'There is no newer version.';
+    if (version.bNew) return `Version ${version.newVersion}${version.newDate && ` of ${version.newDate}`} is available.`;
+    return version.newVersion === '' ? 'The server has told no version.' : 'There is no newer version.';
 }

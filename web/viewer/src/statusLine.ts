@@ -23,7 +23,7 @@ export class StatusLine {
         setText(this.text, status.text);
         setAttribute(this.text, 'data-kind', status.kind);
         setText(this.load, load ? `Processor ${load.SystemCpu} %, viewer ${load.AppCpu} %, ${load.AppMemory} MiB` : '');
-        setText(this.version, version?.bNew ? `Version ${version.newVersion} of the viewer program is there.` : '');
+        setText(this.version, version?.bNew ? `Version ${version.newVersion} of the viewer program is available.` : '');
         setText(this.selected, phase === 'live' ? selected : '');
     }
 }

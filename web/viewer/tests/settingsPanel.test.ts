@@ -43,9 +43,9 @@ describe('looking for a newer version', () => {
 
     it('says what the server answered, for good', async () => {
         emit(session.client, 'version', { curVersion: '1', curDate: '', newVersion: '2', newDate: '2026-12-01', bNew: true, asked: true });
-        expect(text()).toBe('Version 2 of 2026-12-01 is there.');
+        expect(text()).toBe('Version 2 of 2026-12-01 is available.');
         await vi.advanceTimersByTimeAsync(70000);
-        expect(text()).toBe('Version 2 of 2026-12-01 is there.');
+        expect(text()).toBe('Version 2 of 2026-12-01 is available.');
     });
 
     it('can be asked for again', async () => {

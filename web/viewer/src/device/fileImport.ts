@@ -1,8 +1,6 @@
 /** Files into the device: its configuration, or any file that it knows what to do with. Words; holds no element. */
-import { LumoError, messageOf } from '../../../client/index.ts';
+import { messageOf } from '../../../client/index.ts';
 import type { Session } from '../session.ts';
-
-const NOT_READ = 1019;
 
 export class FileImport {
     /** What to read below the buttons. */
@@ -36,7 +34,7 @@ export class FileImport {
             const sent = await send();
             if (mine === this.latest) this.end('info', sent ? done : 'No file was chosen.');
         } catch (error) {
-            if (mine === this.latest) this.end('error', wordsOf(error));
+            if (mine === this.latest) this.end('error', messageOf(error));
         }
     }
 
@@ -55,9 +53,4 @@ export class FileImport {
         this.text = text;
         this.session.tell(kind, text);
     }
-}
-
-function wordsOf(error: unknown): string {
-    if (error instanceof LumoError && error.ret === NOT_READ) return 'The configuration file cannot be read.';
-    return messageOf(error);
 }
