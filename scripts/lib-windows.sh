@@ -3,8 +3,8 @@
 cache=${LUMO_WINDOWS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/lumo-windows}
 export LUMO_SDK=$cache/lumo-win
 
-sdk_archive() { # the archive to unpack; empty when there is none
-  if [ -n "${LUMO_WINDOWS_SDK:-}" ]; then
+sdk_archive() { # the archive to unpack; empty when there is none, or none is wanted
+  if [ -n "${LUMO_WINDOWS_SDK+told}" ]; then
     printf '%s' "$LUMO_WINDOWS_SDK"
   elif [ -e "$root/../shared/windows-sdk/lumo-windows-sdk.tar.xz" ]; then
     realpath "$root/../shared/windows-sdk/lumo-windows-sdk.tar.xz"

@@ -84,7 +84,11 @@ with_display() {
     DISPLAY=$display setpriv --pdeathsig TERM openbox --sm-disable > "$dir/openbox.log" 2>&1 &
     wm=$!
     # A fact, not a time: the window manager has taken the screen when it names itself on the root window.
-    for i in $(seq 200); do DISPLAY=$display xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id' && break; sleep 0.05; done
+    for _ in $(seq 400); do
+      DISPLAY=$display xprop -root _NET_SUPPORTING_WM_CHECK 2> /dev/null | grep -q 'window id' && break
+      kill -0 "$wm" 2> /dev/null || die "openbox did not start: $(cat "$dir/openbox.log")"
+      sleep 0.05
+    done
   fi
   DISPLAY=$display LUMO_SCREENS="${screens[*]}" "$@" || status=$?
   kill $wm "${servers[@]}" 2>/dev/null || true
