@@ -18,6 +18,7 @@
 #include <QObject>
 #include <QString>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <functional>
@@ -31,6 +32,10 @@ class CTalk;
 class MainThreadObject;
 struct DownloadRequest;
 struct PlaybackRequest;
+
+/// What a list of all channels' results is cut to. A device whose login was refused for its channel count may have told
+/// any number: those beyond the channels are refused one by one, but past this many the event would not fit a message.
+constexpr int kMaxListed = 256;
 
 class CPluginManage : public QObject
 {
@@ -277,6 +282,7 @@ private:
     static void SendVoiceCallBack(long lSendHandle, long nStatus, long nError, long nExtra, intptr_t nUser);
 
     static bool isChannel(int nChannel) { return nChannel >= 0 && nChannel < 64; }
+    int listedChannels() const { return std::min(m_login.channelCount, kMaxListed); }
 
     /// What the last key frame said of a channel's picture; 0 when unknown.
     struct SWindowVideo {

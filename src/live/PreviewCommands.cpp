@@ -163,7 +163,7 @@ void CPluginManage::recordAll(Json::Value& reply, bool bRecord)
     event["ChnStatus"] = Json::arrayValue;
     returnToMainThreadSync([&] {
         PlayWidget* pWidget = PlayWidget::Instance();
-        for (int i = 0; i < m_login.channelCount && isChannel(i); ++i) {
+        for (int i = 0; i < listedChannels(); ++i) {
             bool bResult = false;
             Json::Value& status = event["ChnStatus"][i];
             status["Ret"] = retOf(pWidget->Record(i, bRecord, bResult));

@@ -15,9 +15,6 @@ constexpr int kLivePage = 0;
 constexpr int kAllChannels = 255;
 constexpr int kStoppedStream = 9; // what a stop of all channels reports as stream
 constexpr int kNoError = 100;     // the error value before anything has failed
-/// A count beyond the channels lists only refusals; past this many the event would not fit a message. A device whose
-/// login was refused for its channel count may have told any number.
-constexpr int kMaxListed = 256;
 
 struct SAllChannels {
     int nCount;
@@ -25,10 +22,10 @@ struct SAllChannels {
 };
 
 /// What a Channel that names no single one asks for.
-SAllChannels allChannelsOf(int nChannel, int nChannelCount)
+SAllChannels allChannelsOf(int nChannel, int nListed)
 {
     if (nChannel == -1 || nChannel == kAllChannels)
-        return {std::min(nChannelCount, kMaxListed), std::nullopt};
+        return {nListed, std::nullopt};
     const int nQuads = nChannel / 100;
     return {std::clamp(nQuads, 0, kMaxListed / 4) * 4, nQuads};
 }
@@ -129,7 +126,7 @@ void CPluginManage::startAllPreviews(const Json::Value& request, int nChannel, i
         reply[szKey] = 0; // whatever was asked for
 
     // The cell goes first and the network second, the opposite of one channel's order.
-    const SAllChannels all = allChannelsOf(nChannel, m_login.channelCount);
+    const SAllChannels all = allChannelsOf(nChannel, listedChannels());
     const int nStops = std::min(all.nCount, 64);
     returnToMainThreadSync([&] {
         if (all.splitMode)
@@ -207,11 +204,11 @@ void CPluginManage::stopAllPreviews()
     Json::Value event = eventOf(0, 3);
     event["Ret"] = kRetFailure; // constant in this event
     event["ChnStatus"] = Json::arrayValue;
-    for (int i = 0; i < m_login.channelCount && isChannel(i); ++i) {
-        int& nHandle = m_login.previewHandles[i];
-        if (nHandle > 0) {
-            CLumoConnect::instance()->DisconnectChannel_V2(nHandle, &CPluginManage::RealDataCallBack_V2, i);
-            nHandle = 0;
+    const int nListed = listedChannels();
+    for (int i = 0; i < nListed; ++i) {
+        if (isChannel(i) && m_login.previewHandles[i] > 0) {
+            CLumoConnect::instance()->DisconnectChannel_V2(m_login.previewHandles[i], &CPluginManage::RealDataCallBack_V2, i);
+            m_login.previewHandles[i] = 0;
             returnToMainThreadSync([=] { PlayWidget::Instance()->PreviewStop(i); });
         }
         Json::Value& status = event["ChnStatus"][i];
