@@ -207,7 +207,8 @@ void CPluginManage::stopAllPreviews()
     const int nListed = listedChannels();
     for (int i = 0; i < nListed; ++i) {
         if (isChannel(i) && m_login.previewHandles[i] > 0) {
-            CLumoConnect::instance()->DisconnectChannel_V2(m_login.previewHandles[i], &CPluginManage::RealDataCallBack_V2, i);
+            CLumoConnect::instance()->DisconnectChannel_V2(m_login.previewHandles[i],
+                                                           &CPluginManage::RealDataCallBack_V2, i);
             m_login.previewHandles[i] = 0;
             returnToMainThreadSync([=] { PlayWidget::Instance()->PreviewStop(i); });
         }
