@@ -6,6 +6,8 @@ namespace
 struct LumoAuth {
     GstRTSPAuth parent;
     lumo::recorder::Faults* faults;
+    lumo::recorder::Admitted admitted;
+    void* user;
 };
 struct LumoAuthClass {
     GstRTSPAuthClass parent;
@@ -15,10 +17,16 @@ G_DEFINE_TYPE(LumoAuth, lumo_auth, GST_TYPE_RTSP_AUTH)
 
 gboolean checkRequest(GstRTSPAuth* auth, GstRTSPContext* context, const gchar* check)
 {
-    if (g_str_equal(check, GST_RTSP_AUTH_CHECK_URL)) {
-        reinterpret_cast<LumoAuth*>(auth)->faults->waitWhileSilent();
+    const auto* own = reinterpret_cast<LumoAuth*>(auth);
+    const bool first = g_str_equal(check, GST_RTSP_AUTH_CHECK_URL);
+    if (first) {
+        own->faults->waitWhileSilent();
     }
-    return GST_RTSP_AUTH_CLASS(lumo_auth_parent_class)->check(auth, context, check);
+    const gboolean passed = GST_RTSP_AUTH_CLASS(lumo_auth_parent_class)->check(auth, context, check);
+    if (first && passed) {
+        own->admitted(context, own->user);
+    }
+    return passed;
 }
 
 gboolean authenticate(GstRTSPAuth* auth, GstRTSPContext* context)
@@ -50,10 +58,13 @@ void addUser(GstRTSPAuth* auth, const char* user, const char* password)
 namespace lumo::recorder
 {
 
-GstRTSPAuth* newRtspAuth(const Options& options, Faults& faults)
+GstRTSPAuth* newRtspAuth(const Options& options, Faults& faults, Admitted admitted, void* user)
 {
     auto* auth = GST_RTSP_AUTH(g_object_new(lumo_auth_get_type(), nullptr));
-    reinterpret_cast<LumoAuth*>(auth)->faults = &faults;
+    auto* own = reinterpret_cast<LumoAuth*>(auth);
+    own->faults = &faults;
+    own->admitted = admitted;
+    own->user = user;
     gst_rtsp_auth_set_supported_methods(auth, GST_RTSP_AUTH_DIGEST);
     gst_rtsp_auth_set_realm(auth, "Lumo Recorder");
     addUser(auth, options.user.c_str(), options.password.c_str());

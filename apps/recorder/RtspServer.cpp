@@ -148,7 +148,9 @@ RtspServer::RtspServer(const Options& options, ClipStore& store, Faults& faults,
     GstRTSPThreadPool* pool = gst_rtsp_server_get_thread_pool(m_server);
     gst_rtsp_thread_pool_set_max_threads(pool, kClientThreads);
     g_object_unref(pool);
-    GstRTSPAuth* auth = newRtspAuth(options, faults);
+    GstRTSPAuth* auth = newRtspAuth(
+        options, faults,
+        [](GstRTSPContext* context, void* self) { static_cast<RtspServer*>(self)->onAdmitted(context); }, this);
     gst_rtsp_server_set_auth(m_server, auth);
     g_object_unref(auth);
     GstRTSPMountPoints* mounts = gst_rtsp_server_get_mount_points(m_server);
@@ -264,12 +266,6 @@ void RtspServer::onClientConnected(GstRTSPClient* client)
                          return GST_RTSP_STS_OK;
                      }),
                      this);
-    const auto before = G_CALLBACK(+[](GstRTSPClient*, GstRTSPContext* context, gpointer self) -> GstRTSPStatusCode {
-        return static_cast<RtspServer*>(self)->onBeforeJoining(context);
-    });
-    for (const char* signal : {"pre-describe-request", "pre-setup-request", "pre-teardown-request"}) {
-        g_signal_connect(client, signal, before, this);
-    }
     g_signal_connect(client, "send-message",
                      G_CALLBACK(+[](GstRTSPClient*, GstRTSPContext*, gpointer, gpointer) { t_joining = {}; }), nullptr);
     g_signal_connect(client, "play-request", G_CALLBACK(+[](GstRTSPClient* c, GstRTSPContext* context, gpointer self) {
@@ -298,14 +294,18 @@ void RtspServer::onClientClosed(GstRTSPClient* client)
 
 // The library finds a media and joins it in two steps. Were its last client to leave in between, it would be found but
 // not joined any more, and the answer would be 503. So requests that join or leave a stream come one after the other;
-// each ends with its answer.
-GstRTSPStatusCode RtspServer::onBeforeJoining(GstRTSPContext* context)
+// each ends with its answer. The library's own signals for them come too late: with SETUP and TEARDOWN it has locked
+// the media by then, which DESCRIBE does afterwards, and two requests would wait for each other.
+void RtspServer::onAdmitted(const GstRTSPContext* context)
 {
     t_joining = {};
+    if (context->method != GST_RTSP_DESCRIBE && context->method != GST_RTSP_SETUP &&
+        context->method != GST_RTSP_TEARDOWN) {
+        return;
+    }
     if (const auto index = streamOf(context)) {
         t_joining = std::unique_lock(m_mounts[*index]->joining);
     }
-    return GST_RTSP_STS_OK;
 }
 
 // The picture that waited for this PLAY goes out before anybody is told of the new state: its time is now.

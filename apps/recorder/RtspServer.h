@@ -57,7 +57,7 @@ private:
     void onClientClosed(GstRTSPClient* client);
     /// The index of the stream that a request is about.
     std::optional<size_t> streamOf(const GstRTSPContext* context) const;
-    GstRTSPStatusCode onBeforeJoining(GstRTSPContext* context);
+    void onAdmitted(const GstRTSPContext* context);
     void onBeforePlay(GstRTSPContext* context);
     void onPlay(GstRTSPClient* client, GstRTSPContext* context);
 

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 extern "C" {
 #include <libavutil/error.h>
 }
@@ -75,6 +78,24 @@ TEST(Rtsp, PicturesLeaveInRealTime)
     ASSERT_EQ(pictures.size(), 76u);
     const double seconds = static_cast<double>(pictures.back().receivedUs - pictures.front().receivedUs) / 1e6;
     EXPECT_NEAR(seconds, 3.0, 0.5);
+}
+
+// One leaves the stream while the other joins it, in every order of their requests.
+TEST(Rtsp, AStreamThatTwoClientsStartAndEndAllTheTimeIsNeverLost)
+{
+    RecorderProcess recorder;
+    std::atomic<int> opened{0};
+    std::atomic<bool> lost{false};
+    const auto startAndEnd = [&] {
+        for (int i = 0; i < 60 && !lost; ++i) {
+            RtspReader reader(recorder.rtsp(1, 1), "tcp");
+            reader.opened() ? static_cast<void>(++opened) : lost.store(true);
+        }
+    };
+    std::thread other(startAndEnd);
+    startAndEnd();
+    other.join();
+    EXPECT_EQ(opened, 120);
 }
 
 TEST(Rtsp, TwoClientsSeeTheSamePictures)
