@@ -1,6 +1,6 @@
 // Who may see the streams: digest login with the recorder's user, or user "token" with the token as password.
-// Also the place where a silent recorder keeps a request waiting, and where one that was let in is told of, for every request
-// passes here first, before the library has taken any lock for it.
+// Also the place where a silent recorder keeps a request waiting, and where one that was let in is told of, for every
+// request passes here first, before the library has taken any lock for it.
 #pragma once
 
 #include "Faults.h"
