@@ -245,8 +245,8 @@ int Engine::realPlay(int login, const StreamOpenInfo& wanted)
     if (error == 0)
         return handle;
     live->close();
-    if (error == LUMONET_ERR_REFUSED)
-        device->forgetSource(wanted.nChannel, wanted.nStream);
+    // The device may have it elsewhere by now.
+    device->forgetSource(wanted.nChannel, wanted.nStream);
     std::lock_guard lock(m_mutex);
     m_streams.erase(handle);
     return error;

@@ -125,6 +125,17 @@ TEST_F(Login, StreamsAreTheLargestAndTheSmallestProfileAtTheLoginsHost)
     EXPECT_EQ(LUMONET_Logout(l), 1); // ends the streams before their viewers
 }
 
+TEST_F(Login, AStreamThatCouldNotBeReachedHasItsAddressAskedAnew)
+{
+    begin();
+    const int l = enter();
+    ASSERT_LE(play(l, viewer, 1, 0), 0);
+    ASSERT_EQ(LUMONET_GetLastError(), LUMONET_ERR_TIMEOUT);
+    device.rtspPort = media.port(); // it listens elsewhere now
+    EXPECT_GT(play(l, viewer, 1, 0), 0) << LUMONET_GetLastError();
+    EXPECT_EQ(LUMONET_Logout(l), 1);
+}
+
 TEST_F(Login, OtherChannelsAndStreamsAreRefused)
 {
     begin();
