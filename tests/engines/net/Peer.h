@@ -167,7 +167,7 @@ public:
     ~OnvifDevicePeer() override { stop(); }
 
     int channels = 2;
-    std::atomic<int> rtspPort{1}; // at port 1 nobody listens
+    std::atomic<int> rtspPort{1};                         // at port 1 nobody listens
     std::string user = "admin", password = "lumo", token; // token empty: tokens are not known
     std::string serial = "SN0001", firmware = "V2.1 build 2026-01-31";
     std::string faultOnWrong = "NotAuthorized", faultReason = "Sender not authorized";
