@@ -39,6 +39,8 @@ void remove(WindowHandle hWnd);
 /// Fails the test's assumption if there is no such window.
 SWindow& window(WindowHandle hWnd);
 void setForeground(WindowHandle hWnd);
+/// From now on a program that asks for the foreground does not get it, as Windows may decide.
+void lockForeground();
 void setWindowsVersion(int nVersion);
 void setScreenDpi(int nDpi);
 /// What followClient answers for hClient from now on; 0 takes it back.

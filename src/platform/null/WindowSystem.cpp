@@ -17,6 +17,7 @@ struct SWorld {
     QHash<WindowHandle, WindowHandle> followed;
     QStringList calls;
     WindowHandle hForeground = 0;
+    bool bForegroundLocked = false;
     quint64 nQuestions = 0;
     int nVersion = 0;
     int nDpi = 96;
@@ -97,6 +98,10 @@ SWindow& window(WindowHandle hWnd)
 void setForeground(WindowHandle hWnd)
 {
     world().hForeground = hWnd;
+}
+void lockForeground()
+{
+    world().bForegroundLocked = true;
 }
 void setWindowsVersion(int nVersion)
 {
@@ -288,7 +293,8 @@ void attachInput(quint32 nThread, quint32 nToThread, bool bAttach)
 void setForegroundWindow(WindowHandle hWnd)
 {
     record("setForegroundWindow " + hex(hWnd));
-    world().hForeground = hWnd;
+    if (!world().bForegroundLocked)
+        world().hForeground = hWnd;
 }
 
 void bringToTop(WindowHandle hWnd)

@@ -2,11 +2,14 @@
 #include "null/NullBrowser.h"
 
 #include "live/RealPlayWidget.h"
+#include "playback/PlaybackWidget.h"
+#include "surface/PlayWidgetFlags.h"
 #include "surface/VideoWnd.h"
 
 #include <QImage>
 #include <QKeyEvent>
 #include <QTest>
+#include <QTimer>
 
 using namespace platform;
 
@@ -32,10 +35,10 @@ protected:
         log.clear();
     }
 
-    /// The border that tells of the live page's selected cell, which is the first.
-    bool hasBorder()
+    /// The border that tells of a page's selected cell, which is the first.
+    template <typename Page = CRealPlayWidget> bool hasBorder()
     {
-        auto* pCell = surface().findChild<CRealPlayWidget*>()->findChild<CVideoWnd*>();
+        auto* pCell = surface().findChild<Page*>()->template findChild<CVideoWnd*>();
         return pCell->grab().toImage().pixelColor(0, 0) == kBorder;
     }
 
@@ -84,6 +87,20 @@ TEST_F(PlayWidgetFullScreen, AChildInTheForegroundAlreadyLeavesItAlone)
     null::setForeground(own());
     surface().onFullScreen();
     EXPECT_TRUE(null::calls().isEmpty());
+}
+
+TEST_F(PlayWidgetFullScreen, AChildThatDoesNotGetTheForegroundFillsTheScreenAllTheSame)
+{
+    startShown(kWindows7Version);
+    null::lockForeground();
+    surface().onFullScreen();
+    bool bChecked = false; // after the surface's own timer, which was started before
+    QTimer::singleShot(kFullScreenCheckMs, [&] { bChecked = true; });
+    ASSERT_TRUE(until([&] { return bChecked; }));
+    ASSERT_EQ(foregroundWindow(), browser());
+    EXPECT_TRUE(surface().isFullScreen());
+    EXPECT_EQ(log.of(kTag), kEntered);
+    EXPECT_EQ(timersRunning(), 0);
 }
 
 TEST_F(PlayWidgetFullScreen, AnOwnedWindowKeepsItsFlagsAndTheForeground)
@@ -197,6 +214,15 @@ TEST_F(PlayWidgetFullScreen, TheSelectedCellHasNoBorderUntilEscape)
     EXPECT_FALSE(hasBorder());
     release(Qt::Key_Escape);
     EXPECT_TRUE(hasBorder());
+}
+
+TEST_F(PlayWidgetFullScreen, TheLivePageAloneIsToldOfIt)
+{
+    startShownWithBorder(kWindows7Version);
+    ASSERT_TRUE(hasBorder<CPlaybackWidget>());
+    surface().onFullScreen();
+    EXPECT_FALSE(hasBorder());
+    EXPECT_TRUE(hasBorder<CPlaybackWidget>());
 }
 
 TEST_F(PlayWidgetFullScreen, ARefusedFullScreenGivesTheSelectedCellItsBorderBack)

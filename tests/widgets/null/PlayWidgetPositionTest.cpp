@@ -80,6 +80,15 @@ TEST_F(PlayWidgetPosition, ShowOnLaterSystemsStartsOneMoveTimerHoweverOftenItCom
     EXPECT_EQ(timersRunning(), 2);
 }
 
+TEST_F(PlayWidgetPosition, ShowWithoutAnAreaStartsTheMoveTimerAllTheSame)
+{
+    start(kWindows8Version);
+    bind();
+    show(kNoWidth);
+    EXPECT_FALSE(surface().isVisible());
+    EXPECT_EQ(timersRunning(), 2);
+}
+
 TEST_F(PlayWidgetPosition, MoveWithANegativeLeftHidesAndAValidMoveShowsAgainWithoutAShow)
 {
     startShown(kWindows7Version, false);

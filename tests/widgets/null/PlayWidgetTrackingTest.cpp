@@ -208,6 +208,22 @@ TEST_F(PlayWidgetTracking, ARecordedNameWithoutThePagesTitleIsLoggedEachTickAndR
     EXPECT_EQ(log.of(kTag).count(kRecordedNameLine), 0);
 }
 
+TEST_F(PlayWidgetTracking, ReboundToAWindowWithoutARenderWindowTheSurfaceHasNoClientAnyMore)
+{
+    start(kWindows8Version);
+    setTitle("News - Browser");
+    bind();
+    const WindowHandle hOther = addTopLevel(QString("%1 - Browser").arg(kPageTitle), QRect(300, 200, 816, 638));
+    null::setForeground(hOther);
+    ASSERT_TRUE(until([&] { return null::window(own()).hOwner == hOther; }));
+    show(kRegion);
+    EXPECT_TRUE(surface().isVisible()); // at once: there is no client to be seen first
+    null::window(hOther).strTitle = "News - Browser";
+    ASSERT_TRUE(someTicks());
+    EXPECT_TRUE(surface().isVisible());
+    EXPECT_EQ(null::window(own()).hOwner, hOther);
+}
+
 TEST_F(PlayWidgetTracking, TheMoveTimerFollowsTheClientAndKeepsTheSize)
 {
     startShown(kWindows8Version);
@@ -221,12 +237,42 @@ TEST_F(PlayWidgetTracking, TheMoveTimerFollowsTheClientAndKeepsTheSize)
 
 TEST_F(PlayWidgetTracking, AnOwnWindowThatHasGoneIsLeftInPeace)
 {
-    startShown(kWindows7Version);
-    null::remove(own());
-    log.clear();
-    ASSERT_TRUE(someTicks(5));
-    EXPECT_TRUE(null::calls().isEmpty());
-    EXPECT_TRUE(log.of(kTag).isEmpty());
+    for (const int nVersion : {kWindows7Version, kWindows8Version}) {
+        startShown(nVersion);
+        null::remove(own());
+        null::window(browser()).rc.translate(50, 40);
+        null::clearCalls();
+        log.clear();
+        ASSERT_TRUE(someTicks(10));
+        EXPECT_TRUE(null::calls().isEmpty());
+        EXPECT_TRUE(log.of(kTag).isEmpty());
+        PlayWidget::ReleaseInstance();
+    }
+}
+
+TEST_F(PlayWidgetTracking, ABrowserThatHasGoneLeavesTheSurfaceAtItsOwnOffsetsAndIsNotAttachedTo)
+{
+    startShown(kWindows8Version);
+    ASSERT_TRUE(until([this] { return log.of(kTag).contains("move pt.x=118 pt.y=160"); }));
+    null::remove(browser());
+    null::clearCalls();
+    ASSERT_TRUE(until([this] { return log.of(kTag).contains("move pt.x=0 pt.y=0"); }));
+    EXPECT_EQ(surface().pos(), QPoint(kRegion.left, kRegion.top));
+    ASSERT_TRUE(someTicks());
+    EXPECT_TRUE(null::calls().filter("setOwner").isEmpty());
+}
+
+TEST_F(PlayWidgetTracking, AClientThatOutlivesItsBrowserGivesNoOrigin)
+{
+    startShown(kWindows8Version);
+    ASSERT_TRUE(until([this] { return log.of(kTag).contains("move pt.x=118 pt.y=160"); }));
+    null::SWindow render = null::window(kRenderWindow);
+    render.hParent = 0;
+    null::remove(browser());
+    null::add(kRenderWindow, render);
+    null::window(own()).hOwner = kRenderWindow; // its root, so that nothing is attached anew
+    ASSERT_TRUE(until([this] { return log.of(kTag).contains("move pt.x=0 pt.y=0"); }));
+    EXPECT_EQ(surface().pos(), QPoint(kRegion.left, kRegion.top));
 }
 
 TEST_F(PlayWidgetTracking, TheParentsDestructionSendsTheSurfaceToTheSurvivingRoot)
