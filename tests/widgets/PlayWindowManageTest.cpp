@@ -108,6 +108,25 @@ TEST_F(PlayWindowManageTest, SplitOfFourAsksForNothingAndHidesTheSliderOfCellZer
     EXPECT_EQ(m_grid.GetShowMode(), CPlayWindowManage::kShowSeveral);
 }
 
+TEST_F(PlayWindowManageTest, SplitOfSixtyFourAsksForNothingAndLeavesTheSlider)
+{
+    m_grid.SetSplit(1);
+    m_grid.ShowScaleSlider(0, true, 8.0F);
+    m_signals.clear();
+    m_grid.SetSplit(64);
+    EXPECT_EQ(m_signals, QStringList());
+    EXPECT_TRUE(isSliderShown(0));
+}
+
+TEST_F(PlayWindowManageTest, TwoAndSixtyThreeWindowsAreSeveral)
+{
+    for (const int nCount : {2, 63}) {
+        m_grid.SetSplit(1);
+        m_grid.SetSplit(nCount);
+        EXPECT_EQ(m_grid.GetShowMode(), CPlayWindowManage::kShowSeveral) << nCount;
+    }
+}
+
 TEST_F(PlayWindowManageTest, SplitOfSixtyFourAfterOneKeepsTheModeSoThatDoubleClickDoesNothing)
 {
     m_grid.SetSplit(1);

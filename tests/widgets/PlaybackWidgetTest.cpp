@@ -37,15 +37,7 @@ TEST_F(PlaybackWidgetTest, StartsWithOneEmptyWindow)
 
 TEST_F(PlaybackWidgetTest, ItsParentWatchesItsEvents)
 {
-    struct SWatch : QWidget {
-        bool eventFilter(QObject* pWatched, QEvent* pEvent) override
-        {
-            if (pEvent->type() == QEvent::User)
-                pSeen = pWatched;
-            return false;
-        }
-        QObject* pSeen = nullptr;
-    } parent;
+    CUserEventWatch parent;
     m_page.reset();
     auto* pPage = new CPlaybackWidget(&parent);
     QEvent event(QEvent::User);

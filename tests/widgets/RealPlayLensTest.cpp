@@ -138,6 +138,16 @@ TEST_F(RealPlayLensTest, FullScreenShowsNoSliderAndItsEndBringsItBack)
     EXPECT_TRUE(isSliderShown());
 }
 
+TEST_F(RealPlayLensTest, EndOfFullScreenWithSeveralCellsBringsNoSliderBack)
+{
+    show(3, 0);
+    ASSERT_TRUE(isSliderShown());
+    m_page->ChangeSplit(1);
+    m_page->EnterFullScreen();
+    m_page->ExitFullScreen();
+    EXPECT_FALSE(isSliderShown());
+}
+
 TEST_F(RealPlayLensTest, DeviceOfTypeTwoIsSetAsChannelMinusOne)
 {
     m_stub.outputs["CmdWithResult_Json"] = R"({"Ret":100,"OPSensorGet":[{"Times":2.5}]})";

@@ -60,6 +60,32 @@ TEST_F(RealPlayPictureTest, SoundOfChannelZeroGoesOnBesideAnothers)
     EXPECT_TRUE(m_page->IsSoundOn(5));
 }
 
+TEST_F(RealPlayPictureTest, SoundThatDoesNotStopKeepsNoOtherFromStarting)
+{
+    m_page->SetSound(3, true);
+    stubdecode::answer("StopSound", 0);
+    EXPECT_EQ(m_page->SetSound(5, true), 0);
+    EXPECT_THAT(stubdecode::take(), ElementsAre("PlaySound 3", "StopSound 3", "PlaySound 5"));
+    EXPECT_TRUE(m_page->IsSoundOn(5));
+}
+
+TEST_F(RealPlayPictureTest, SoundOnOfABadChannelLeavesTheOneThatIsOn)
+{
+    m_page->SetSound(3, true);
+    stubdecode::take();
+    EXPECT_EQ(m_page->SetSound(64, true), -1);
+    EXPECT_THAT(stubdecode::take(), IsEmpty());
+    EXPECT_TRUE(m_page->IsSoundOn(3));
+}
+
+TEST_F(RealPlayPictureTest, SoundThatIsOnAlreadyStartsAnew)
+{
+    m_page->SetSound(3, true);
+    EXPECT_EQ(m_page->SetSound(3, true), 0);
+    EXPECT_THAT(stubdecode::take(), ElementsAre("PlaySound 3", "StopSound 3", "PlaySound 3"));
+    EXPECT_TRUE(m_page->IsSoundOn(3));
+}
+
 TEST_F(RealPlayPictureTest, RefusedSoundLeavesNone)
 {
     m_page->SetSound(3, true);

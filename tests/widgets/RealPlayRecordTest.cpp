@@ -119,6 +119,18 @@ TEST_F(RealPlayRecordTest, RecordOfABadChannelIsNone)
     EXPECT_EQ(m_page->Record(-1, false, bResult), -1);
 }
 
+TEST_F(RealPlayRecordTest, RecordOrSnapshotOfABadChannelReadsTheConfigurationFirst)
+{
+    bool bResult = false;
+    ASSERT_EQ(configured("Path/RecPath"), "");
+    EXPECT_EQ(m_page->Record(64, true, bResult), -1);
+    EXPECT_NE(configured("Path/RecPath"), "");
+    QFile::remove(configFile());
+    ASSERT_EQ(configured("Path/CapPath"), "");
+    EXPECT_EQ(m_page->Capture(64, false), -1);
+    EXPECT_NE(configured("Path/CapPath"), "");
+}
+
 TEST_F(RealPlayRecordTest, RefusedEndOfARecordingGoesOnRecording)
 {
     show(3, 2);

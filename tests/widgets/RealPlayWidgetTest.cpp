@@ -35,15 +35,7 @@ TEST_F(RealPlayWidgetTest, StartsWithNineEmptyCells)
 
 TEST_F(RealPlayWidgetTest, ItsParentWatchesItsEvents)
 {
-    struct SWatch : QWidget {
-        bool eventFilter(QObject* pWatched, QEvent* pEvent) override
-        {
-            if (pEvent->type() == QEvent::User)
-                pSeen = pWatched;
-            return false;
-        }
-        QObject* pSeen = nullptr;
-    } parent;
+    CUserEventWatch parent;
     m_page.reset();
     auto* pPage = new CRealPlayWidget(&parent);
     QEvent event(QEvent::User);
@@ -154,6 +146,17 @@ TEST_F(RealPlayWidgetTest, StartOverAnotherChannelsCellTakesTheCell)
     EXPECT_EQ(m_page->FindWndByChannel(3), -1);
 }
 
+TEST_F(RealPlayWidgetTest, FailedStartOverAnotherChannelsCellLeavesTheCellToThatChannel)
+{
+    show(3, 2);
+    for (const char* szCall : {"OpenStream", "Play"}) {
+        stubdecode::answer(szCall, 0);
+        EXPECT_EQ(m_page->StartPreview(0, 5, 2), -2) << szCall;
+        EXPECT_EQ(m_page->GetWndChannel(2), 3) << szCall;
+        stubdecode::answer(szCall, 1);
+    }
+}
+
 TEST_F(RealPlayWidgetTest, ChannelOnTwoCellsIsFoundInTheLowest)
 {
     show(3, 7);
@@ -232,6 +235,15 @@ TEST_F(RealPlayWidgetTest, StopOfTheSelectedSingleCellHidesTheSlider)
     m_grid->ShowScaleSlider(0, true, 8.0F);
     m_page->PreviewStop(3);
     EXPECT_FALSE(cell(0).findChild<CScaleSlider*>()->isVisible());
+}
+
+TEST_F(RealPlayWidgetTest, StopOfAChannelOnNoCellLeavesTheSliderOfTheSelectedOne)
+{
+    m_page->ChangeSplit(0);
+    show(3, 0);
+    m_grid->ShowScaleSlider(0, true, 8.0F);
+    m_page->PreviewStop(9);
+    EXPECT_TRUE(cell(0).findChild<CScaleSlider*>()->isVisible());
 }
 
 TEST_F(RealPlayWidgetTest, SplitModesAreNumbersNotCounts)

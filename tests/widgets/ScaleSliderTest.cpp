@@ -31,6 +31,12 @@ protected:
         return *m_pSlider;
     }
 
+    /// So that nothing stands before what the slider draws itself.
+    void showNeitherGrooveNorHandle()
+    {
+        m_window.setStyleSheet("#ScaleSlider::groove, #ScaleSlider::handle { background: transparent; }");
+    }
+
     QLabel& label() { return *m_pSlider->findChild<QLabel*>("ScaleLabel"); }
 
     /// The x of all white pixels of one row.
@@ -132,6 +138,34 @@ TEST_F(ScaleSliderTest, EveryTenthTickIsLong)
         if (nX >= 350)
             found << nX;
     EXPECT_EQ(found, QSet<int>({0, 100, 200, 300, 400, 500, 600, 700}));
+}
+
+TEST_F(ScaleSliderTest, TicksHangFromTheUpperEdgeToo)
+{
+    showNeitherGrooveNorHandle();
+    slider();
+    QVector<int> all, longOnes;
+    for (int i = 0; i <= 70; ++i)
+        (i % 10 ? all : longOnes) << i * 10;
+    const QVector<int> found = whiteIn(1);
+    for (const int nX : all)
+        EXPECT_TRUE(found.contains(nX)) << nX;
+    EXPECT_EQ(found.size(), 71);
+    EXPECT_EQ(whiteIn(7), longOnes);
+}
+
+TEST_F(ScaleSliderTest, GrayLineTwoPixelsThickRunsThroughTheMiddle)
+{
+    showNeitherGrooveNorHandle();
+    slider();
+    const QImage image = imageOf(*m_pSlider);
+    QVector<int> gray;
+    for (int nY = 0; nY < image.height(); ++nY)
+        if (image.pixelColor(105, nY) == QColor(Qt::gray)) // between two ticks
+            gray << nY;
+    EXPECT_EQ(gray, (QVector<int>{16, 17}));
+    EXPECT_EQ(image.pixelColor(1, 17), QColor(Qt::gray));
+    EXPECT_EQ(image.pixelColor(708, 17), QColor(Qt::gray));
 }
 
 TEST_F(ScaleSliderTest, NarrowerThanItsStepsAllTicksLieAtTheLeftEdge)

@@ -61,6 +61,33 @@ protected:
         return m_signals;
     }
 
+    /// Bands that three ticks of the drag timer ask for.
+    int bandsOfTicks()
+    {
+        const QSignalSpy bands(&m_frame, &CVideoFrame::sig_RectanglePoint);
+        QTimerEvent tick(0);
+        for (int i = 0; i < 3; ++i)
+            QApplication::sendEvent(&m_frame, &tick);
+        return bands.count();
+    }
+
+    /// A drag of a streaming frame that goes on.
+    void beginDrag(QPoint ptFrom, QPoint ptTo)
+    {
+        m_frame.SetPreviewStatus(true);
+        press(m_frame, ptFrom);
+        moveTo(m_frame, ptTo);
+        m_signals.clear();
+    }
+
+    /// The base class ignores every release.
+    bool reachesBaseOnRelease(QPoint pt, Qt::MouseButton button = Qt::LeftButton)
+    {
+        QMouseEvent event(QEvent::MouseButtonRelease, pt, button, Qt::NoButton, Qt::NoModifier);
+        m_frame.mouseReleaseEvent(&event);
+        return !event.isAccepted();
+    }
+
     bool isTimerRunning() const
     {
         return !QAbstractEventDispatcher::instance()->registeredTimers(const_cast<SOpenFrame*>(&m_frame)).isEmpty();
@@ -118,17 +145,35 @@ TEST_F(VideoFrameTest, ReleaseOfAPlainClickOnAStreamSkipsTheBaseClass)
 {
     m_frame.SetPreviewStatus(true);
     press(m_frame, {50, 60});
-    QMouseEvent event(QEvent::MouseButtonRelease, QPointF(50, 60), Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
-    m_frame.mouseReleaseEvent(&event);
-    EXPECT_TRUE(event.isAccepted()); // the base class would have ignored it
+    EXPECT_FALSE(reachesBaseOnRelease({50, 60}));
 }
 
 TEST_F(VideoFrameTest, ReleaseWithoutAStreamReachesTheBaseClass)
 {
     press(m_frame, {50, 60});
-    QMouseEvent event(QEvent::MouseButtonRelease, QPointF(50, 60), Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
-    m_frame.mouseReleaseEvent(&event);
-    EXPECT_FALSE(event.isAccepted());
+    EXPECT_TRUE(reachesBaseOnRelease({50, 60}));
+}
+
+TEST_F(VideoFrameTest, ReleaseOfAnotherButtonDuringADragReachesTheBaseClassAndTheDragGoesOn)
+{
+    beginDrag({100, 100}, {150, 150});
+    EXPECT_TRUE(reachesBaseOnRelease({150, 150}, Qt::MiddleButton));
+    EXPECT_TRUE(isTimerRunning());
+    EXPECT_EQ(m_signals, QStringList());
+    release(m_frame, {150, 150});
+    EXPECT_EQ(m_signals, (QStringList{"selectRegion 100,100 150,150", "band 0,0 0,0"}));
+}
+
+TEST_F(VideoFrameTest, StreamOrZoomStatusTakenAwayDuringADragLeavesNoSelection)
+{
+    for (const auto& [bPreview, bZoom] : {std::pair(false, false), {false, true}, {true, false}}) {
+        beginDrag({100, 100}, {150, 150});
+        m_frame.SetPreviewStatus(bPreview);
+        m_frame.SetDigitalZoomStatus(bZoom);
+        EXPECT_TRUE(reachesBaseOnRelease({150, 150})) << bPreview << bZoom;
+        EXPECT_EQ(m_signals, QStringList()) << bPreview << bZoom;
+        EXPECT_FALSE(isTimerRunning()) << bPreview << bZoom;
+    }
 }
 
 TEST_F(VideoFrameTest, PlainClickLeavesTheZoomStatusSet)
@@ -207,12 +252,34 @@ TEST_F(VideoFrameTest, DragTimerIsTenMilliseconds)
 TEST_F(VideoFrameTest, NoBandBeforeTheFirstMove)
 {
     m_frame.SetPreviewStatus(true);
-    QSignalSpy bands(&m_frame, &CVideoFrame::sig_RectanglePoint);
     press(m_frame, {100, 100});
-    QTimerEvent tick(0);
-    for (int i = 0; i < 3; ++i)
-        QApplication::sendEvent(&m_frame, &tick);
-    EXPECT_EQ(bands.count(), 0);
+    EXPECT_EQ(bandsOfTicks(), 0);
+}
+
+TEST_F(VideoFrameTest, NoBandAlongTheLeftOrTheUpperEdge)
+{
+    beginDrag({100, 100}, {1, 1});
+    EXPECT_EQ(bandsOfTicks(), 3);
+    beginDrag({100, 100}, {0, 150});
+    EXPECT_EQ(bandsOfTicks(), 0);
+    beginDrag({100, 100}, {150, 0});
+    EXPECT_EQ(bandsOfTicks(), 0);
+}
+
+TEST_F(VideoFrameTest, NoBandAfterTheRightButtonOrTheEndOfTheStream)
+{
+    beginDrag({100, 100}, {150, 150});
+    press(m_frame, {150, 150}, Qt::RightButton);
+    EXPECT_EQ(bandsOfTicks(), 0);
+    beginDrag({100, 100}, {150, 150});
+    m_frame.SetPreviewStatus(false);
+    EXPECT_EQ(bandsOfTicks(), 0);
+}
+
+TEST_F(VideoFrameTest, DragIntoTheUpperLeftCornerCountsAsAClick)
+{
+    EXPECT_EQ(signalsOfDrag(-1000, -1000), QStringList{"activeWnd 5"});
+    EXPECT_TRUE(m_frame.GetDigitalZoomStatus());
 }
 
 TEST_F(VideoFrameTest, DragStaysInsideTheFrame)
@@ -284,6 +351,13 @@ TEST_F(VideoFrameTest, DoubleClickActivatesThenTellsOfItThenCountsAsAPressByTheB
 {
     sendMouse(m_frame, QEvent::MouseButtonDblClick, {50, 60}, Qt::LeftButton);
     EXPECT_EQ(m_signals, (QStringList{"activeWnd 5", "doubleClicked 5", "activeWnd 5"}));
+}
+
+TEST_F(VideoFrameTest, DoubleClickOfTheRightButtonCountsToo)
+{
+    m_frame.SetPreviewStatus(true);
+    sendMouse(m_frame, QEvent::MouseButtonDblClick, {50, 60}, Qt::RightButton);
+    EXPECT_EQ(m_signals, (QStringList{"activeWnd 5", "doubleClicked 5", "quitDigitalZoom 5", "activeWnd 5"}));
 }
 
 TEST_F(VideoFrameTest, ClearingTheZoomStatusResetsTheRegionAndSettingItKeepsIt)

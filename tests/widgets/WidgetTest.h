@@ -130,6 +130,20 @@ public:
     QRegion painted;
 };
 
+/// Knows the object among those that it filters that a QEvent::User was sent to.
+class CUserEventWatch : public QWidget
+{
+public:
+    bool eventFilter(QObject* pWatched, QEvent* pEvent) override
+    {
+        if (pEvent->type() == QEvent::User)
+            pSeen = pWatched;
+        return false;
+    }
+
+    QObject* pSeen = nullptr;
+};
+
 /// The widget and its children as they paint themselves.
 inline QImage imageOf(QWidget& widget)
 {
