@@ -166,9 +166,54 @@ TEST_F(DecodeChannelTest, NormalFromPauseResumes)
 
 TEST_F(DecodeChannelTest, FastWhileSteppingIsIgnored)
 {
-    playIn(48);
-    EXPECT_EQ(48, channel.SetPlayMode(33));
-    EXPECT_THAT(stub.calls, IsEmpty());
+    for (const int nStep : {48, 49}) {
+        ASSERT_EQ(nStep, channel.SetPlayMode(nStep));
+        stub.calls.clear();
+        EXPECT_EQ(nStep, channel.SetPlayMode(33)) << nStep;
+        EXPECT_THAT(stub.calls, IsEmpty()) << nStep;
+    }
+}
+
+TEST_F(DecodeChannelTest, ModesThatAreNoneKeepTheStateAndCallNothing)
+{
+    play();
+    for (const int nMode : {-1, 1, 3, 15, 20, 31}) {
+        EXPECT_EQ(0, channel.SetPlayMode(nMode)) << nMode;
+        EXPECT_THAT(stub.calls, IsEmpty()) << nMode;
+    }
+}
+
+TEST_F(DecodeChannelTest, PauseWhileSteppingPlaysFirst)
+{
+    play();
+    for (const int nStep : {48, 49}) {
+        ASSERT_EQ(nStep, channel.SetPlayMode(nStep));
+        stub.calls.clear();
+        EXPECT_EQ(2, channel.SetPlayMode(2)) << nStep;
+        EXPECT_THAT(stub.calls, ElementsAre("Play 3 77", "Pause 3 1")) << nStep;
+    }
+}
+
+TEST_F(DecodeChannelTest, FastAndSlowFromPauseEndItByPlaying)
+{
+    playIn(2);
+    EXPECT_EQ(32, channel.SetPlayMode(32));
+    EXPECT_THAT(stub.calls, ElementsAre("Play 3 77", "Fast 3"));
+    ASSERT_EQ(2, channel.SetPlayMode(2));
+    stub.calls.clear();
+    EXPECT_EQ(16, channel.SetPlayMode(16));
+    EXPECT_THAT(stub.calls, ElementsAre("Play 3 77", "Slow 3"));
+}
+
+TEST_F(DecodeChannelTest, SlowWhileSteppingIsDone)
+{
+    play();
+    for (const int nStep : {48, 49}) {
+        ASSERT_EQ(nStep, channel.SetPlayMode(nStep));
+        stub.calls.clear();
+        EXPECT_EQ(16, channel.SetPlayMode(16)) << nStep;
+        EXPECT_THAT(stub.calls, ElementsAre("Play 3 77", "Slow 3")) << nStep;
+    }
 }
 
 TEST_F(DecodeChannelTest, FastTakesOneStepPerMode)

@@ -252,6 +252,17 @@ TEST_F(LumoConnectTest, ARefusedControlCallKeepsTheModeAndEndsTheRow)
     EXPECT_EQ(2, connect.SetPlaybackMode(6, 0, 2));
 }
 
+TEST_F(LumoConnectTest, ARefusedSecondControlCallKeepsTheModeToo)
+{
+    const std::pair<int, const char*> kCases[] = {{18, "PlayBackControl 6 4 0 0"}, {34, "PlayBackControl 6 3 0 0"}};
+    for (const auto& [nCurrent, szFirst] : kCases) {
+        stub.calls.clear();
+        stub.failAfter = 2;
+        EXPECT_EQ(nCurrent, connect.SetPlaybackMode(6, 2, nCurrent));
+        EXPECT_THAT(stub.calls, ElementsAre(szFirst, "PlayBackControl 6 0 0 0"));
+    }
+}
+
 TEST_F(LumoConnectTest, SeekDownloadAndQueryPassTheirArguments)
 {
     DownloadRequest request{};

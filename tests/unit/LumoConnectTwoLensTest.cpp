@@ -111,6 +111,18 @@ TEST_F(LumoConnectTwoLensTest, TimesOfMinusOneGivesZero)
     EXPECT_FLOAT_EQ(0.0F, times);
 }
 
+TEST_F(LumoConnectTwoLensTest, AnAnswerWithoutAScaleIsOneOfZeroUpToEight)
+{
+    for (const char* szAnswer : {R"({"Ret":100})", R"({"Ret":100,"Name":"N","N":[]})"}) {
+        stub.calls.clear();
+        times = maxTimes = -5;
+        EXPECT_EQ(1, config(szAnswer)) << szAnswer;
+        EXPECT_FLOAT_EQ(0.0F, times) << szAnswer;
+        EXPECT_FLOAT_EQ(8.0F, maxTimes) << szAnswer;
+        EXPECT_THAT(stub.calls, ElementsAre(kRead0, setting(2, 1, "0.0", "0.0"), setting(2, 0, "0.0", "0.0")));
+    }
+}
+
 TEST_F(LumoConnectTwoLensTest, AnAnswerThatIsNoJsonGivesZeroAndSetsNothing)
 {
     for (const char* szAnswer :
