@@ -57,6 +57,7 @@ bool readScale(const Json::Value& answer, bool wholeDevice, SScale& scale)
     scale.fTimes = std::max(0.0F, lens["Times"].asFloat());
     if (lens.isMember("MaxTimes"))
         scale.fMaxTimes = lens["MaxTimes"].asFloat();
+    (void)lens["TimesOri"].asFloat(); // of no use but that one of another kind spoils the answer
     return true;
 }
 

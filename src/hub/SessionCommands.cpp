@@ -59,6 +59,7 @@ void fillContext(LoginContext& context, const SLoginRequest& login)
 
 void CPluginManage::onMainMsgLogin(const Json::Value& request)
 {
+    (void)request["SubType"].asInt(); // of no use but that one of another kind ends the command here
     const SLoginRequest login = readLoginRequest(request);
     quint64 hBrowse = 0;
     quint64 hClient = 0;
@@ -220,6 +221,7 @@ void CPluginManage::rememberView()
 void CPluginManage::onMainMsgLoginAgain(const Json::Value& request)
 {
     Json::Value reply = replyTo(request);
+    (void)request["SubType"].asInt(); // as for a login: one of another kind ends the command before anything is done
     rememberView();
     if (m_login.loginId > 0)
         logoutDev();
@@ -241,9 +243,10 @@ void CPluginManage::onMainMsgLoginAgain(const Json::Value& request)
 void CPluginManage::DisconnectFunction(long loginId, char* ip, long port, void* user)
 {
     auto* pHub = static_cast<CPluginManage*>(user);
-    writeLog(
-        "CPluginManage::DisconnectFunction",
-        QString("Device Disconnect IP=%1 LoginID=%2 Port=%3").arg(QString::fromLocal8Bit(ip)).arg(loginId).arg(port));
+    // All at once: an address may hold a percent sign, before the name of its interface.
+    writeLog("CPluginManage::DisconnectFunction",
+             QString("Device Disconnect IP=%1 LoginID=%2 Port=%3")
+                 .arg(QString::fromLocal8Bit(ip), QString::number(loginId), QString::number(port)));
     Json::Value event = eventOf(5, 0);
     event["Ret"] = kRetSuccess;
     pHub->sendWebSocketMsg(toText(event), true);

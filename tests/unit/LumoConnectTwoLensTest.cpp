@@ -127,7 +127,8 @@ TEST_F(LumoConnectTwoLensTest, AnAnswerThatIsNoJsonGivesZeroAndSetsNothing)
 {
     for (const char* szAnswer :
          {"", "{", "[", R"(["a"])", R"({"Ret":"100x"})", R"({"Ret":100,"Name":[]})",
-          R"({"Ret":100,"Name":"N","N":{"Times":1}})", R"({"Ret":100,"Name":"N","N":[{"Times":"fast"}]})"}) {
+          R"({"Ret":100,"Name":"N","N":{"Times":1}})", R"({"Ret":100,"Name":"N","N":[{"Times":"fast"}]})",
+          R"({"Ret":100,"Name":"N","N":[{"Times":2.5,"TimesOri":"fast","MaxTimes":4}]})"}) {
         stub.calls.clear();
         EXPECT_EQ(0, config(szAnswer)) << szAnswer;
         EXPECT_THAT(stub.calls, SizeIs(1)) << szAnswer;
