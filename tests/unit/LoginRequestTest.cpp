@@ -66,7 +66,79 @@ TEST(LoginRequest, AMissingUserStopsTheReading)
 
 TEST(LoginRequest, ALoginTypeThatIsNoIntCountsAsAddress)
 {
-    EXPECT_EQ(0, read(R"({"Device":{"LoginType":"1","IP":"a","User":"u","Password":"p"}})").loginType);
+    for (const char* szType : {"\"1\"", "true", "1.5", "[1]", "4294967297"}) {
+        const SLoginRequest r =
+            read(QByteArray(R"({"Device":{"LoginType":)").append(szType).append(R"(,"IP":"a","SN":"s"}})").constData());
+        EXPECT_EQ(0, r.loginType) << szType;
+        EXPECT_EQ("a", r.ip) << szType;
+        EXPECT_EQ("", r.serialNo) << szType;
+    }
+}
+
+/// A good login but for the keys that are given.
+SLoginRequest readWith(const char* szPort, const char* szRest)
+{
+    const std::string json = std::string(R"({"Device":{"IP":"a","User":"u","Password":"p","Port":)") + szPort +
+                             "},\"Title\":\"x\",\"Browse\":2,\"WebType\":\"Black\",\"SampleRate_16\":true," + szRest +
+                             "}";
+    return read(json.c_str()); // of a key that comes twice the last one counts
+}
+
+TEST(LoginRequest, APortOfAnotherTypeOrTooLargeStopsTheReading)
+{
+    for (const char* szPort : {R"("80")", "4294967296", "[80]"}) {
+        const SLoginRequest r = readWith(szPort, R"("x":0)");
+        EXPECT_EQ("p", r.password) << szPort;
+        EXPECT_EQ(0, r.port) << szPort;
+        EXPECT_EQ("Web Viewer", r.title) << szPort;
+        EXPECT_EQ(0, r.browse) << szPort;
+        EXPECT_EQ("", r.webType) << szPort;
+        EXPECT_FALSE(r.sampleRate16) << szPort;
+    }
+}
+
+TEST(LoginRequest, ATitleThatIsNoTextStopsTheReading)
+{
+    const SLoginRequest r = readWith("80", R"("Title":5)");
+    EXPECT_EQ(80, r.port);
+    EXPECT_EQ("Web Viewer", r.title);
+    EXPECT_EQ(0, r.browse);
+    EXPECT_EQ("", r.webType);
+}
+
+TEST(LoginRequest, ABrowserKindThatIsTextStopsTheReading)
+{
+    const SLoginRequest r = readWith("80", R"("Browse":"2")");
+    EXPECT_EQ("x", r.title);
+    EXPECT_EQ(0, r.browse);
+    EXPECT_EQ("", r.webType);
+    EXPECT_FALSE(r.sampleRate16);
+}
+
+TEST(LoginRequest, APageKindThatIsNoTextIsPassedOver)
+{
+    const SLoginRequest r = readWith("80", R"("WebType":5)");
+    EXPECT_EQ(2, r.browse);
+    EXPECT_EQ("", r.webType);
+    EXPECT_TRUE(r.sampleRate16);
+}
+
+TEST(LoginRequest, ASampleRateThatIsTextLeavesAllBeforeIt)
+{
+    const SLoginRequest r = readWith("80", R"("SampleRate_16":"x")");
+    EXPECT_EQ(80, r.port);
+    EXPECT_EQ("x", r.title);
+    EXPECT_EQ(2, r.browse);
+    EXPECT_EQ("Black", r.webType);
+    EXPECT_FALSE(r.sampleRate16);
+}
+
+TEST(LoginRequest, ATokenGoesOutAsLatin1)
+{
+    const SLoginRequest r =
+        read(R"({"Device":{"LoginType":2,"SN":"s","tcsToken":"t\u00f6k","User":"u","Password":"p"}})");
+    EXPECT_EQ("t\xF6k", r.token);
+    EXPECT_EQ("u", r.user);
 }
 
 TEST(LoginRequest, ADeviceThatIsNoObjectOrIsMissingLeavesTheDefaults)
