@@ -3,6 +3,7 @@
 the process is alive at the end, has answered a plain command after every burst, has not grown without bound, and ends
 with code 0 when the socket closes."""
 import argparse
+import base64
 import fcntl
 import json
 import os
@@ -19,10 +20,14 @@ import time
 
 LIMIT_S = 60        # for any one answer
 GROWTH_MB = 200     # beyond what it had after the first burst
+CIPHER_BLOCK = 16   # bytes
 
 NUMBERS = [0, 1, -1, 2, 63, 64, 65, 99, 100, 200, 255, 256, 6400, -100, 2**31 - 1, -2**31, 2**31, 2**32, 2**63 - 1, 1e18, 0.5,
            -0.0, 1e308]
 TEXTS = ["", "x", "%1 %2 %n", "a\u0000b", "ä" * 40, "\U0001F600", "../../etc", "A" * 300, "A" * 70000, "\n\r\t", "\\", "\""]
+
+# A page that chooses the key itself is answered plainly from then on.
+PLAIN_FROM_HERE = {"MainType": 32, "SubType": 0, "Potocol": 1, "key": "0123456789abcdef"}
 
 
 def valid_commands():
@@ -61,6 +66,23 @@ def valid_commands():
     for sub in range(0, 3):
         yield {"MainType": 16, "SubType": sub, "Channel": 255}
     yield {"MainType": 19, "SubType": 0}
+    for sub in range(0, 5):
+        yield {"MainType": 20, "SubType": sub, "Channel": 0, "FilePurpose": 0}
+        yield {"MainType": 30, "SubType": sub, "Channel": 0, "MsgID": 5}
+    for sub in range(0, 2):
+        yield {"MainType": 21, "SubType": sub}
+        yield {"MainType": 25, "SubType": sub, "FileName": "firmware"}
+    yield {"MainType": 32, "SubType": 0}
+    yield PLAIN_FROM_HERE
+
+
+def enciphered(body):
+    """Whether a message may be one under a key that the program made."""
+    try:
+        size = len(base64.b64decode(body, validate=True))
+    except ValueError:
+        return False
+    return size > 0 and size % CIPHER_BLOCK == 0
 
 
 class Fuzzer:
@@ -192,7 +214,7 @@ class Process:
                     if message.get("MsgID") == msg_id:
                         return message
                 except ValueError:
-                    if len(body) < 65536:
+                    if len(body) < 65536 and not enciphered(body):
                         self.fail(f"sent what is no JSON: {body[:200]!r}")
             self.alive()
             self.take(0.05)
@@ -204,6 +226,7 @@ class Process:
 
     def check(self, marker):
         """Proves that a plain command still works and that nothing piled up."""
+        self.send(json.dumps(PLAIN_FROM_HERE).encode())
         self.send(json.dumps({"MainType": 12, "SubType": 3, "MsgID": marker, "Pos": {}}).encode())
         self.expect(marker)
         now = self.resident_mb()
