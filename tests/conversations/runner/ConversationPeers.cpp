@@ -6,7 +6,8 @@
 #include "PageCipher.h"
 
 /// web listen [https]: <web> is its port | web answers STATUS "body" | web hangs | web closes | web endless: what it
-/// does with the next request | web asked "GET /path HTTP/1.1" | web left: the program has ended a connection
+/// does with the next request | web late STATUS "body": the first one that was left hanging is answered after all
+/// web asked "GET /path HTTP/1.1" | web left: the program has ended a connection
 void Conversation::doWeb(const QString& rest)
 {
     QStringList words = splitWords(rest);
@@ -19,9 +20,10 @@ void Conversation::doWeb(const QString& rest)
         throw Failure{"there is no web server yet"};
     }
     using Deed = WebPeer::Deed;
-    if (action == "answers") {
+    if (action == "answers" || action == "late") {
+        const int status = words.value(0).toInt();
         const QByteArray body = parsePattern(words.value(1), m_bindings).toString().toUtf8();
-        m_web->next({Deed::Answer, words.value(0).toInt(), body});
+        action == "late" ? m_web->answerLate(status, body) : m_web->next({Deed::Answer, status, body});
     } else if (action == "hangs") {
         m_web->next({Deed::Hang, 0, {}});
     } else if (action == "closes") {

@@ -80,11 +80,22 @@ void WebPeer::read(QSslSocket* socket)
     }
     m_requests << QString::fromLatin1(buffer.left(buffer.indexOf('\r')));
     buffer.clear();
+    Deed deed{Deed::Hang, 0, {}};
     if (!m_deeds.empty()) {
-        const Deed deed = m_deeds.front();
+        deed = m_deeds.front();
         m_deeds.pop_front();
-        act(socket, deed);
     }
+    act(socket, deed);
+}
+
+void WebPeer::answerLate(int status, const QByteArray& body)
+{
+    if (m_hanging.empty()) {
+        throw Failure{"no request is left hanging"};
+    }
+    QSslSocket* const socket = m_hanging.front();
+    m_hanging.pop_front();
+    act(socket, {Deed::Answer, status, body});
 }
 
 void WebPeer::act(QSslSocket* socket, const Deed& deed)
@@ -107,6 +118,7 @@ void WebPeer::act(QSslSocket* socket, const Deed& deed)
         socket->abort();
         break;
     case Deed::Hang:
+        m_hanging.push_back(socket);
         break;
     }
 }

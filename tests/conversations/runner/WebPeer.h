@@ -26,6 +26,8 @@ public:
     explicit WebPeer(bool secure);
     /// In the order of the requests; a request that nothing was said about is left hanging.
     void next(const Deed& deed) { m_deeds.push_back(deed); }
+    /// The first request that is left hanging gets its answer after all.
+    void answerLate(int status, const QByteArray& body);
     /// First lines of the requests so far.
     const QStringList& requests() const { return m_requests; }
     /// Connections that the program has ended.
@@ -42,6 +44,7 @@ private:
     QSslKey m_key;
     QSslCertificate m_certificate;
     std::deque<Deed> m_deeds;
+    std::deque<QSslSocket*> m_hanging;
     QHash<QSslSocket*, QByteArray> m_buffers;
     QStringList m_requests;
     int m_ended = 0;
