@@ -160,8 +160,7 @@ int LUMODEC_GetSourceBufferRemain(int nPort)
 
 int LUMODEC_GetBufferValue(int nPort, int nKind)
 {
-    constexpr int kDecodedPictures = 3;
-    return fromPort(nPort, [&](Port& port) { return nKind == kDecodedPictures ? port.waitingPictures() : 0; });
+    return fromPort(nPort, [&](Port& port) { return nKind == LUMODEC_BUFFER_PICTURES ? port.waitingPictures() : 0; });
 }
 
 int LUMODEC_GetCurrentFrameTime(int nPort)
@@ -178,18 +177,21 @@ int LUMODEC_RefreshPlay(int nPort)
 
 int LUMODEC_SetDisplayRegion(int nPort, int nRegion, const LumoRect* pRegion, LumoWindow, int bEnable)
 {
-    return onPort(nPort, [&](Port& port) { return nRegion == 0 && port.setDisplayRegion(pRegion, bEnable != 0); });
+    return onPort(nPort, [&](Port& port) {
+        return nRegion == LUMODEC_REGION_ALL && port.setDisplayRegion(pRegion, bEnable != 0);
+    });
 }
 
 int LUMODEC_SetOriginalMode(int nPort, int nRegion, const int32_t* pFlag)
 {
-    return onPort(nPort, [&](Port& port) { return nRegion == 0 && pFlag && port.setOriginal(*pFlag != 0); });
+    return onPort(nPort,
+                  [&](Port& port) { return nRegion == LUMODEC_REGION_ALL && pFlag && port.setOriginal(*pFlag != 0); });
 }
 
 int LUMODEC_SetColor(int nPort, int nRegion, int nBrightness, int nContrast, int nSaturation, int nHue)
 {
     return onPort(nPort, [&](Port& port) {
-        return nRegion == 0 && port.setColor({nBrightness, nContrast, nSaturation, nHue});
+        return nRegion == LUMODEC_REGION_ALL && port.setColor({nBrightness, nContrast, nSaturation, nHue});
     });
 }
 
@@ -199,7 +201,7 @@ int LUMODEC_GetColor(int nPort, int nRegion, int32_t* pBrightness, int32_t* pCon
     return onPort(nPort, [&](Port& port) {
         ColorLevels color;
         const bool good = port.getColor(color);
-        if (nRegion != 0 || !pBrightness || !pContrast || !pSaturation || !pHue)
+        if (nRegion != LUMODEC_REGION_ALL || !pBrightness || !pContrast || !pSaturation || !pHue)
             return false;
         // Also on a closed port: callers take the values whatever the result.
         *pBrightness = color.brightness;

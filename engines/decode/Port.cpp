@@ -225,8 +225,7 @@ bool Port::setFileEndHook(FileEndHook hook)
 
 bool Port::setPreviewOption(int option)
 {
-    constexpr int kLive = 8;
-    if (m_open != Open::Stream || option != kLive)
+    if (m_open != Open::Stream || option != LUMODEC_PREVIEW_LIVE)
         return false;
     m_playback = false;
     return true;
@@ -234,9 +233,9 @@ bool Port::setPreviewOption(int option)
 
 bool Port::setStreamMode(int mode)
 {
-    if (m_open != Open::Stream || (mode != 0 && mode != 1))
+    if (m_open != Open::Stream || (mode != LUMODEC_STREAM_LIVE && mode != LUMODEC_STREAM_PLAYBACK))
         return false;
-    m_playback = mode == 1;
+    m_playback = mode == LUMODEC_STREAM_PLAYBACK;
     return true;
 }
 

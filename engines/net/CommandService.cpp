@@ -181,7 +181,7 @@ int CommandService::startUpgrade(const std::string& version, const Cancel& cance
     std::string answer;
     bool busy = false;
     const int error = ask({"/upgrade", true, Json::writeString(writer, body)}, cancel, answer, &busy);
-    return busy ? kDeviceBusy : error != 0 ? error : refusalIn(answer);
+    return busy ? int(LUMONET_ERR_BUSY) : error != 0 ? error : refusalIn(answer);
 }
 
 int CommandService::upgradeProgress(const Cancel& cancel, UpgradeProgress& progress) const

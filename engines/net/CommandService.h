@@ -42,7 +42,7 @@ public:
     /// url: of the service, without a slash at its end.
     CommandService(std::string url, OnvifPeer peer, const Timings& timings);
 
-    // Each returns 0 or LUMONET_ERROR; kDeviceBusy where the device says 503 to an upgrade.
+    // Each returns 0 or LUMONET_ERROR; _BUSY where the device says 503 to an upgrade.
     int command(const JsonQuestion& question, const Cancel& cancel, std::string& answer) const;
     int ability(const JsonQuestion& question, const Cancel& cancel, std::string& answer) const;
     int newestVersion(int timeoutMs, const Cancel& cancel, FirmwareVersion& version) const;

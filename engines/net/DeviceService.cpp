@@ -92,7 +92,7 @@ int Device::hasAbility(const std::string& path, bool& has)
     if (!m_abilities) {
         JsonQuestion question;
         question.name = "bypass@SystemFunction";
-        question.number = 1362;
+        question.number = LUMO_ABILITY_SYSTEM;
         question.maxAnswer = kMaxAbilities;
         m_abilities.emplace();
         m_abilityError = m_commands->ability(question, m_cancel, *m_abilities);

@@ -98,9 +98,9 @@ int Engine::adopt(std::shared_ptr<Device> device)
 int Engine::login(const std::string& address, int port, const std::string& user, const std::string& password, int kind,
                   NetDeviceInfo& info)
 {
-    if (kind == 2)
+    if (kind == LUMO_LOGIN_BY_SERIAL)
         return loginBySerial(address, {{}, 80, {}, user, password, {}}, info);
-    if (kind != 0 || port < 0 || port > 65535)
+    if (kind != LUMO_LOGIN_BY_ADDRESS || port < 0 || port > 65535)
         return LUMONET_ERR_ARGUMENT;
     auto device = std::make_shared<Device>(m_loop, m_timings);
     int error;

@@ -86,7 +86,7 @@ int Engine::writeConfig(int login, int number, const std::string& bytes, int tim
     OnvifUpload to;
     error = device->startUpload("StartSystemRestore", int(until - IoLoop::nowMs()), to);
     if (error != 0)
-        return error == kDeviceBusy ? int(LUMONET_ERR_REFUSED) : error;
+        return error == LUMONET_ERR_BUSY ? int(LUMONET_ERR_REFUSED) : error;
     HttpUpload upload = uploadOf(bytes, m_timings);
     upload.limitMs = int(std::max<int64_t>(until - IoLoop::nowMs(), 1));
     return device->sendUpload(to.url, upload, device->cancelFlag());

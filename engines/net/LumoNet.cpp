@@ -133,7 +133,7 @@ int LUMONET_Login(const char* szAddress, int nPort, const char* szUser, const ch
 int LUMONET_LoginEx_V2(const char* szSerialNo, int, const char* szToken, const char*, NetDeviceInfo* pInfo, int,
                        int* pError, int nSocketKind)
 {
-    if (!szSerialNo || !szToken || nSocketKind != 2)
+    if (!szSerialNo || !szToken || nSocketKind != LUMO_LOGIN_BY_SERIAL)
         return answerHandle(LUMONET_ERR_ARGUMENT, pError);
     return loginResult(currentEngine(), pInfo, pError, [&](Engine& e, NetDeviceInfo& info) {
         return e.loginByToken(lumo::utf8OfLocal(szSerialNo), szToken, info);

@@ -55,9 +55,6 @@ struct OnvifPullPoint {
     int64_t lifeMs = 0; // from the answer on
 };
 
-/// What a device that is at work already answers to a further upgrade; the program tells it apart from a refusal.
-inline constexpr int kDeviceBusy = -512;
-
 class OnvifClient
 {
 public:
@@ -83,7 +80,7 @@ public:
 
     /// How many loudspeakers the device has.
     int readAudioOutputs(int& count);
-    /// "StartFirmwareUpgrade", "StartSystemRestore": 0, LUMONET_ERROR, or kDeviceBusy.
+    /// "StartFirmwareUpgrade", "StartSystemRestore": 0 or LUMONET_ERROR, _BUSY among them.
     int startUpload(const char* operation, OnvifUpload& upload);
 
     // Events; OnvifEvents.cpp

@@ -63,7 +63,7 @@ int OnvifClient::startUpload(const char* operation, OnvifUpload& upload)
     std::string reply;
     int error = ask(m_peer.path, kDeviceNs, operation, "", reply);
     if (error == LUMONET_ERR_REFUSED && lower(reply).find("busy") != std::string::npos)
-        error = kDeviceBusy;
+        error = LUMONET_ERR_BUSY;
     if (error != 0)
         return error;
     pugi::xml_document doc;

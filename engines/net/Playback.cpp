@@ -136,22 +136,22 @@ int Playback::control(int action, int value)
     if (m_lost())
         return LUMONET_ERR_TIMEOUT;
     const int64_t now = IoLoop::nowMs();
-    if (action == 0) {
+    if (action == LUMO_PLAY_PAUSE) {
         const int error = m_feed->pause();
         std::lock_guard lock(m_mutex);
         if (error == 0)
             m_clock.setPaused(true, now);
         return error;
     }
-    if (action < 0 || action > 4 || (action > 2 && (value < 0 || value > 4)))
+    if (action < LUMO_PLAY_PAUSE || action > LUMO_PLAY_SLOW || (action > LUMO_PLAY_SEEK && (value < 0 || value > 4)))
         return LUMONET_ERR_ARGUMENT;
     int error = 0;
-    if (action == 1)
+    if (action == LUMO_PLAY_RESUME)
         error = m_feed->resume();
-    else if (action == 2)
+    else if (action == LUMO_PLAY_SEEK)
         error = seek(value);
     else
-        error = setSpeed(action == 3 ? double(1 << value) : 1.0 / double(1 << value));
+        error = setSpeed(action == LUMO_PLAY_FAST ? double(1 << value) : 1.0 / double(1 << value));
     if (error != 0)
         return error;
     {

@@ -150,7 +150,7 @@ bool VoiceCustom::openPort()
     const uint8_t header = 0;
     if (!LUMODEC_OpenStream(TALK_PORT, &header, 1, kPortBuffer))
         return false;
-    if (!LUMODEC_SetStreamMode(TALK_PORT, 0) || !LUMODEC_Play(TALK_PORT, 0)) {
+    if (!LUMODEC_SetStreamMode(TALK_PORT, LUMODEC_STREAM_LIVE) || !LUMODEC_Play(TALK_PORT, 0)) {
         LUMODEC_CloseStream(TALK_PORT);
         return false;
     }

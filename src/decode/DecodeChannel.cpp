@@ -100,7 +100,7 @@ int CDecodeChannel::StartPreview()
 {
     if (m_nPlayState != kStopped)
         return 1;
-    return start(LUMODEC_SetPreviewOption(m_nPort, 8) != 0, "CDecodeChannel::StartPreview");
+    return start(LUMODEC_SetPreviewOption(m_nPort, LUMODEC_PREVIEW_LIVE) != 0, "CDecodeChannel::StartPreview");
 }
 
 int CDecodeChannel::StartPlayback(bool bLocal)
@@ -108,7 +108,7 @@ int CDecodeChannel::StartPlayback(bool bLocal)
     if (m_nPlayState != kStopped)
         return 1;
     if (!bLocal)
-        LUMODEC_SetStreamMode(m_nPort, 1);
+        LUMODEC_SetStreamMode(m_nPort, LUMODEC_STREAM_PLAYBACK);
     return start(true, "CDecodeChannel::StartPlayback");
 }
 
@@ -200,7 +200,7 @@ int CDecodeChannel::GetColor(int& nBrightness, int& nContrast, int& nSaturation,
 {
     writeLog("CDecodeChannel::GetColor", QString("m_nPort = %1").arg(m_nPort));
     nBrightness = nContrast = nSaturation = nHue = 0;
-    const int nRes = LUMODEC_GetColor(m_nPort, 0, &nBrightness, &nContrast, &nSaturation, &nHue);
+    const int nRes = LUMODEC_GetColor(m_nPort, LUMODEC_REGION_ALL, &nBrightness, &nContrast, &nSaturation, &nHue);
     m_nColor[0] = nBrightness;
     m_nColor[1] = nContrast;
     m_nColor[2] = nSaturation;
@@ -214,14 +214,14 @@ int CDecodeChannel::SetColor(int nIndex, int nValue)
         m_nColor[nIndex] = nValue;
     else if (nIndex == 4)
         std::fill(std::begin(m_nColor), std::end(m_nColor), nValue);
-    return LUMODEC_SetColor(m_nPort, 0, m_nColor[0], m_nColor[1], m_nColor[2], m_nColor[3]);
+    return LUMODEC_SetColor(m_nPort, LUMODEC_REGION_ALL, m_nColor[0], m_nColor[1], m_nColor[2], m_nColor[3]);
 }
 
 int CDecodeChannel::SetDisplayRegion(const LumoRect* pRect, bool bEnable)
 {
     if (m_nPlayState != kNormal)
         return 0;
-    const int nRet = LUMODEC_SetDisplayRegion(m_nPort, 0, pRect, 0, bEnable);
+    const int nRet = LUMODEC_SetDisplayRegion(m_nPort, LUMODEC_REGION_ALL, pRect, 0, bEnable);
     // The two blanks before "bottom" are part of the line.
     const QString strLine =
         pRect ? QString("LUMODEC_SetDisplayRegion Port=%1 left=%2 right=%3 top=%4  bottom=%5 Enable=%6 Ret=%7")
@@ -245,12 +245,12 @@ int CDecodeChannel::SetDisplayRegion(const LumoRect* pRect, bool bEnable)
 bool CDecodeChannel::SetDisplayRegion(QPoint ptStart, QPoint ptEnd, bool bEnable)
 {
     const LumoRect rect = {ptStart.x(), ptStart.y(), ptEnd.x(), ptEnd.y()};
-    return LUMODEC_SetDisplayRegion(m_nPort, 0, bEnable ? &rect : nullptr, 0, bEnable) != 0;
+    return LUMODEC_SetDisplayRegion(m_nPort, LUMODEC_REGION_ALL, bEnable ? &rect : nullptr, 0, bEnable) != 0;
 }
 
 int CDecodeChannel::setOriginal(int32_t nFlag)
 {
-    const int nRes = LUMODEC_SetOriginalMode(m_nPort, 0, &nFlag);
+    const int nRes = LUMODEC_SetOriginalMode(m_nPort, LUMODEC_REGION_ALL, &nFlag);
     if (nRes)
         m_bOriginal = nFlag;
     return nRes;
@@ -397,10 +397,11 @@ void CDecodeChannel::drawTrampoline(int nPort, void* hDC, int32_t nUser)
 bool CDecodeChannel::ChangeFileFormat(const QString& strSrc, const QString& strDst, int nType,
                                       LumoConvertCallback fnPos, intptr_t nUser)
 {
-    if (nType != 2)
+    if (nType != LUMODEC_RECORD_AVI)
         return false;
     writeLog("CDecodeChannel::ChangeFileFormat", QString("srcFileName:%1<--->dstFileName:%2").arg(strSrc, strDst));
-    return LUMODEC_ConvertFile(strSrc.toLocal8Bit().constData(), strDst.toLocal8Bit().constData(), 2, fnPos, nUser) > 0;
+    return LUMODEC_ConvertFile(strSrc.toLocal8Bit().constData(), strDst.toLocal8Bit().constData(), nType, fnPos,
+                               nUser) > 0;
 }
 
 int pageCodeOf(int nPlayState)

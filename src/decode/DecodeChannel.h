@@ -98,7 +98,7 @@ public:
     /// Seconds from the range's begin that nPermille of it are.
     int GetSeekSeconds(int nPermille) const;
 
-    int GetBufferValue() const { return LUMODEC_GetBufferValue(m_nPort, 3); }
+    int GetBufferValue() const { return LUMODEC_GetBufferValue(m_nPort, LUMODEC_BUFFER_PICTURES); }
     int GetSourceBufferRemain() const { return LUMODEC_GetSourceBufferRemain(m_nPort); }
 
     int SetDrawCallback(DrawFunction fnDraw, int32_t nUser);

@@ -48,6 +48,10 @@ typedef struct LumoDrawSurface {
 enum { LUMODEC_PORTS = 500 };       /* ports are 0 to 499; any other fails */
 enum { LUMODEC_TALK_PORT = 499 };   /* its sound is heard at most 150 ms after its frame came; what is later is left out */
 enum { LUMODEC_RECORD_RAW = 0, LUMODEC_RECORD_AVI = 2 };
+enum { LUMODEC_STREAM_LIVE = 0, LUMODEC_STREAM_PLAYBACK = 1 };
+enum { LUMODEC_PREVIEW_LIVE = 8 };
+enum { LUMODEC_BUFFER_PICTURES = 3 };
+enum { LUMODEC_REGION_ALL = 0 };    /* the one nRegion that the program uses; our library fails any other */
 
 enum { LUMODEC_ERR_NONE = 0, LUMODEC_ERR_NO_DEVICE = 1, LUMODEC_ERR_BUSY = 2, LUMODEC_ERR_NOT_RUNNING = 3, LUMODEC_ERR_ARGUMENT = 4 };
 
@@ -59,34 +63,39 @@ typedef void (*LumoConvertCallback)(long nCurrent, long nTotal, intptr_t nUser);
 
 /*  1 */ LUMODEC_API int LUMODEC_OpenFile(int nPort, const char* szPath);
 /*  2 */ LUMODEC_API int LUMODEC_CloseFile(int nPort);
+/** On a playing port: back to normal speed, and into hWnd. */
 /*  3 */ LUMODEC_API int LUMODEC_Play(int nPort, LumoWindow hWnd);
 /*  4 */ LUMODEC_API int LUMODEC_Stop(int nPort);
 /*  5 */ LUMODEC_API int LUMODEC_Pause(int nPort, int bPause);
+/** Twice and half as fast as before, from a sixteenth to 16 times; a paused port plays on. Not live. */
 /*  6 */ LUMODEC_API int LUMODEC_Fast(int nPort);
 /*  7 */ LUMODEC_API int LUMODEC_Slow(int nPort);
+/** One picture on, one back; the port is paused then. Not live. */
 /*  8 */ LUMODEC_API int LUMODEC_OneByOne(int nPort);
 /*  9 */ LUMODEC_API int LUMODEC_OneByOneBack(int nPort);
+/** A file's position, 0 its begin, 1 its end; beyond them counts as they do. 0 where there is none. */
 /* 10 */ LUMODEC_API int LUMODEC_SetPlayPos(int nPort, float fPos);
 /* 11 */ LUMODEC_API float LUMODEC_GetPlayPos(int nPort);
+/** Once each time the last picture's time has passed. Forgotten with the file. */
 /* 13 */ LUMODEC_API int LUMODEC_SetFileEndCallBack(int nPort, LumoFileEndCallback fnEnd, intptr_t nUser);
 /** nBufferSize: bytes of undecoded data the port may hold. */
 /* 17 */ LUMODEC_API int LUMODEC_OpenStream(int nPort, const uint8_t* pHeader, int nHeaderSize, int nBufferSize);
 /** Harmless on a port that is closed, stopped, never opened or being closed. */
 /* 18 */ LUMODEC_API int LUMODEC_InputData(int nPort, const uint8_t* pData, int nSize);
 /* 19 */ LUMODEC_API int LUMODEC_CloseStream(int nPort);
-/** 1: playback, paced by the frames' times. */
+/** LUMODEC_STREAM_PLAYBACK: paced by the frames' times; _LIVE: shown at arrival. Counts from the next Play on. */
 /* 33 */ LUMODEC_API int LUMODEC_SetStreamMode(int nPort, int nMode);
 /* 40 */ LUMODEC_API int LUMODEC_PlaySound(int nPort);
 /* 41 */ LUMODEC_API int LUMODEC_StopSound(int nPort);
 /** Bytes waiting to be decoded. */
 /* 46 */ LUMODEC_API int LUMODEC_GetSourceBufferRemain(int nPort);
 /* 47 */ LUMODEC_API int LUMODEC_RefreshPlay(int nPort);
-/** 8: live, shown at arrival. */
+/** LUMODEC_PREVIEW_LIVE: shown at arrival. Counts from the next Play on. */
 /* 50 */ LUMODEC_API int LUMODEC_SetPreviewOption(int nPort, int nOption);
 /** pRegion in 8192 units of the picture, null with bEnable 0 to show all of it. */
 /* 61 */ LUMODEC_API int LUMODEC_SetDisplayRegion(int nPort, int nRegion, const LumoRect* pRegion, LumoWindow hWnd, int bEnable);
 /* 67 */ LUMODEC_API int LUMODEC_RegisterDrawCallback(int nPort, LumoDrawCallback fnDraw, int32_t nUser);
-/** nKind 3: decoded pictures waiting to be shown. */
+/** LUMODEC_BUFFER_PICTURES: decoded pictures waiting to be shown. 0 for any other kind. */
 /* 71 */ LUMODEC_API int LUMODEC_GetBufferValue(int nPort, int nKind);
 /** Each 0 to 128, 64 is neutral. */
 /* 77 */ LUMODEC_API int LUMODEC_SetColor(int nPort, int nRegion, int nBrightness, int nContrast, int nSaturation, int nHue);
@@ -98,7 +107,7 @@ typedef void (*LumoConvertCallback)(long nCurrent, long nTotal, intptr_t nUser);
 /* 84 */ LUMODEC_API int LUMODEC_StopDataRecord(int nPort);
 /** The device's wall clock at the shown picture, as calendar seconds (time_t) for localtime; 0 if none. */
 /* 95 */ LUMODEC_API int LUMODEC_GetCurrentFrameTime(int nPort);
-/** nType 2: AVI. Above 0 on success; the callback reports on the conversion's own thread, last with nCurrent == nTotal. */
+/** nType: LUMODEC_RECORD_AVI. Above 0 on success; the callback reports on the conversion's own thread, last with nCurrent == nTotal. */
 /* 98 */ LUMODEC_API int LUMODEC_ConvertFile(const char* szSource, const char* szTarget, int nType, LumoConvertCallback fnPosition, intptr_t nUser);
 /** *pFlag 1: keep the picture's aspect, with black bars; 0: fill the window. */
 /*104 */ LUMODEC_API int LUMODEC_SetOriginalMode(int nPort, int nRegion, const int32_t* pFlag);

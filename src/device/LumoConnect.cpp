@@ -13,8 +13,6 @@ constexpr int kRetFailure = 1016;
 constexpr int kRetLoginFailure = 1017;
 constexpr int kRetCloud = 1012;
 constexpr int kRetUnsupported = 1013;
-constexpr int kByAddress = 0;
-constexpr int kBySerialNo = 2;
 constexpr int kQueryTimeoutMs = 10000;
 
 int g_nextDeviceId = 1; // hub thread only
@@ -146,14 +144,14 @@ int CLumoConnect::login(const LoginContext& context, NetDeviceInfo& info, int& e
     switch (context.loginType) {
     case 0:
         return LUMONET_Login(context.ip, context.port & 0xFFFF, context.user, context.password, &info, &error,
-                             kByAddress);
+                             LUMO_LOGIN_BY_ADDRESS);
     case 1:
-        return LUMONET_Login(context.serialNo, 0, context.user, context.password, &info, &error, kBySerialNo);
+        return LUMONET_Login(context.serialNo, 0, context.user, context.password, &info, &error, LUMO_LOGIN_BY_SERIAL);
     case 2:
         writeLog("CLumoConnect::ConnectDevice",
                  QString("LUMONET_LoginEx_V2 SN=%1 Token=%2")
                      .arg(QString::fromLocal8Bit(context.serialNo), QString::fromLatin1(context.token)));
-        return LUMONET_LoginEx_V2(context.serialNo, 0, context.token, "", &info, 7, &error, kBySerialNo);
+        return LUMONET_LoginEx_V2(context.serialNo, 0, context.token, "", &info, 7, &error, LUMO_LOGIN_BY_SERIAL);
     default:
         return 0;
     }
@@ -327,22 +325,24 @@ int CLumoConnect::SetPlaybackMode(int handle, int requested, int current)
     };
     bool bOk = false;
     if (isFast(requested)) {
-        bOk = control(3, requested - 31);
+        bOk = control(LUMO_PLAY_FAST, requested - 31);
     } else if (isSlow(requested)) {
-        bOk = control(4, requested - 15);
+        bOk = control(LUMO_PLAY_SLOW, requested - 15);
     } else if (requested == 0) {
-        bOk = isSlow(current) ? control(4, 0) : isFast(current) ? control(3, 0) : control(1, 0);
+        bOk = isSlow(current)   ? control(LUMO_PLAY_SLOW, 0)
+              : isFast(current) ? control(LUMO_PLAY_FAST, 0)
+                                : control(LUMO_PLAY_RESUME, 0);
     } else if (requested == 2 && isSlow(current)) {
-        bOk = control(4, 0) && control(0, 0);
+        bOk = control(LUMO_PLAY_SLOW, 0) && control(LUMO_PLAY_PAUSE, 0);
     } else if (requested == 2 && isFast(current)) {
-        bOk = control(3, 0) && control(0, 0);
+        bOk = control(LUMO_PLAY_FAST, 0) && control(LUMO_PLAY_PAUSE, 0);
     }
     return bOk ? requested : current;
 }
 
 int CLumoConnect::SeekPlayback(int handle, int value)
 {
-    return LUMONET_PlayBackControl(handle, 2, value, 0);
+    return LUMONET_PlayBackControl(handle, LUMO_PLAY_SEEK, value, 0);
 }
 
 int CLumoConnect::StartDownLoad(int loginId, const DownloadRequest* request, const char* path,

@@ -1,5 +1,5 @@
-// The one caller of LumoNet: hides its handles and records, turns its errors into the codes the page knows, and logs
-// each step, for a failed session is usually diagnosed from that log.
+// The caller of LumoNet but for a talk's own calls (audio/Talk.h): hides its handles and records, turns its errors into
+// the codes the page knows, and logs each step, for a failed session is usually diagnosed from that log.
 //
 // Thread: hub thread unless noted; calls block for up to 20 s. Results: handles above 0; nothing throws. Holds no
 // session state.

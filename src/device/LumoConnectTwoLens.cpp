@@ -22,7 +22,6 @@ constexpr int kTimeoutMs = 20000;
 constexpr int kAbilitySize = 307200; // bytes that an answer may have
 constexpr int kOutputSize = 65536;
 constexpr int kInputSize = 256;
-constexpr int kAbilityNumber = 1362;
 constexpr int kSetScaleNumber = 3032;
 constexpr int kReadScaleNumber = 3034;
 constexpr int kAllChannels = -1;
@@ -72,8 +71,8 @@ bool CLumoConnect::GetScaleTwoLensAbility(int loginId, int channel, bool viaPath
     char buffer[kAbilitySize];
     std::memset(buffer, 0, sizeof buffer);
     int nReturned = 0;
-    const int nResult = LUMONET_GetSystemAbility_Json(loginId, "bypass@SystemFunction", kAbilityNumber, channel, buffer,
-                                                      kAbilitySize, &nReturned, kTimeoutMs);
+    const int nResult = LUMONET_GetSystemAbility_Json(loginId, "bypass@SystemFunction", LUMO_ABILITY_SYSTEM, channel,
+                                                      buffer, kAbilitySize, &nReturned, kTimeoutMs);
     writeLog(szTag, QString("GetScaleTwoLensAbility----->ret:%1").arg(nResult));
     if (nResult != 1)
         return false;

@@ -9,14 +9,13 @@ namespace
 
 constexpr int kRetSuccess = 100;
 constexpr int kRetUpgradeRefused = 1007;
-constexpr int kErrorUpgradeRefused = -512;
 constexpr int kAskTimeoutMs = 20000;
 constexpr int kFromFile = 1;
 constexpr int kFromCloud = 0;
 
 int upgradeError(int nError)
 {
-    return nError == kErrorUpgradeRefused ? kRetUpgradeRefused : CLumoConnect::TranslateError(nError);
+    return nError == LUMONET_ERR_BUSY ? kRetUpgradeRefused : CLumoConnect::TranslateError(nError);
 }
 
 template <size_t N> QByteArray fieldText(const char (&field)[N])

@@ -371,7 +371,8 @@ int LUMONET_Login(const char* szAddress, int nPort, const char* szUser, const ch
     const char* name = "LUMONET_Login";
     require(szAddress && szUser && szPassword && pError, name, "null argument");
     require(nPort >= 0 && nPort <= 65535, name, "the port has more than 16 bits");
-    require(nSocketKind == 0 || (nSocketKind == 2 && nPort == 0), name, "unknown socket kind");
+    require(nSocketKind == LUMO_LOGIN_BY_ADDRESS || (nSocketKind == LUMO_LOGIN_BY_SERIAL && nPort == 0), name,
+            "unknown socket kind");
     requireFresh(name, pInfo);
     Args args;
     args.text(szAddress).number(nPort).text(szUser).text(szPassword).number(pInfo->nWebKind).number(nSocketKind);
