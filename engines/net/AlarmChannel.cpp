@@ -12,7 +12,6 @@ namespace
 
 constexpr int kEventsAtOnce = 200;
 constexpr int kShortestPullMs = 500;
-constexpr int kLookMs = 20; // how soon an end is seen
 
 /// What was refused once for its password must not be sent again.
 bool refusedUs(int error)
@@ -28,33 +27,24 @@ AlarmChannel::AlarmChannel(int login, const Timings& timings, Wiring wiring)
 {
 }
 
-bool AlarmChannel::wait(int ms) const
-{
-    const int64_t until = IoLoop::nowMs() + ms;
-    while (!*m_cancel && IoLoop::nowMs() < until)
-        std::this_thread::sleep_for(
-            std::chrono::milliseconds(std::clamp<int64_t>(until - IoLoop::nowMs(), 1, kLookMs)));
-    return !*m_cancel;
-}
-
 /// Once for each way to fail in a row: a device may be away for days.
 void AlarmChannel::complain(int error)
 {
-    if (error != m_told && !*m_cancel)
+    if (error != m_told && !canceled())
         log("alarms of login " + std::to_string(m_login) + ": " + errorText(error));
     m_told = error;
 }
 
 void AlarmChannel::work()
 {
-    const auto client = m_wiring.connect(m_timings, m_cancel);
-    for (bool again = false; !*m_cancel; again = true) {
+    const auto client = m_wiring.connect(m_timings, cancelFlag());
+    for (bool again = false; !canceled(); again = true) {
         // A device that was away may have another time now, and digests carry it.
         DeviceClock clock;
         int error = again ? client->readClock(clock) : 0;
         if (error != LUMONET_ERR_TIMEOUT)
             error = listen(*client);
-        if (*m_cancel)
+        if (canceled())
             return;
         complain(error);
         if (refusedUs(error) || error == LUMONET_ERR_UNSUPPORTED || !wait(m_backoff.nextMs()))
@@ -77,7 +67,7 @@ int AlarmChannel::listen(OnvifClient& client)
     m_book.beginAnew();
     const int error = pull(client, point);
     // Devices have few such places: one that still answers is told that this one is free.
-    if (*m_cancel || (error != LUMONET_ERR_TIMEOUT && !refusedUs(error)))
+    if (canceled() || (error != LUMONET_ERR_TIMEOUT && !refusedUs(error)))
         farewell(point);
     return error;
 }
@@ -124,7 +114,7 @@ int AlarmChannel::pull(OnvifClient& client, OnvifPullPoint& point)
 void AlarmChannel::hand(const std::vector<LumoAlarmMessage>& messages)
 {
     for (const LumoAlarmMessage& message : messages) {
-        if (*m_cancel)
+        if (canceled())
             return;
         m_wiring.tell(message);
     }

@@ -9,8 +9,8 @@
 #pragma once
 
 #include "AlarmBook.h"
+#include "BackgroundTask.h"
 #include "Onvif.h"
-#include "Sending.h"
 
 #include <functional>
 #include <memory>
@@ -39,7 +39,6 @@ private:
     void hand(const std::vector<LumoAlarmMessage>& messages);
     void farewell(const OnvifPullPoint& point);
     void complain(int error);
-    bool wait(int ms) const;
 
     const int m_login;
     const Timings m_timings;

@@ -1,6 +1,7 @@
 // The engine's part for settings, abilities, commands, files and firmware.
 #include "Engine.h"
 
+#include "Sending.h"
 #include "Upgrade.h"
 #include "UploadFile.h"
 

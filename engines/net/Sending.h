@@ -5,47 +5,12 @@
 // Thread: any; the callback on the worker's.
 #pragma once
 
-#include "Transfer.h"
-#include "Worker.h"
+#include "BackgroundTask.h"
 
-#include "device/LumoNet.h"
-
-#include <atomic>
 #include <functional>
-#include <mutex>
 
 namespace lumo::net
 {
-
-/// What is done in the background, and how it is told to end.
-class BackgroundTask : public Transfer
-{
-public:
-    int open() override;
-    void cancelOpen(int error) override;
-    void release() override { m_worker.release(); }
-    void beginStop() override;
-    void finishStop() override;
-
-protected:
-    explicit BackgroundTask(int handleReturnMs) : m_handleReturnMs(handleReturnMs) {}
-    /// On the worker's thread. Ends soon after the cancel flag is up.
-    virtual void work() = 0;
-    /// LUMONET_ERROR when a logout ended it, else what is given.
-    int errorAfter(int error) const { return m_logoutError != 0 ? m_logoutError.load() : error; }
-    /// No callback may begin any more.
-    bool silent() const { return m_silent; }
-
-    const std::shared_ptr<std::atomic<bool>> m_cancel = std::make_shared<std::atomic<bool>>(false);
-    /// Derived classes end it in their destructors, while all that it uses is there.
-    Worker m_worker;
-
-private:
-    const int m_handleReturnMs;
-    std::atomic<int> m_logoutError{0};
-    std::atomic<bool> m_silent{false};
-    std::mutex m_startMutex; // the making of the thread against the joining
-};
 
 class Sending final : public BackgroundTask
 {

@@ -1,5 +1,5 @@
-// What has a thread of its own in this library: a playback or a download. Made, opened, released, stopped; nothing is
-// called back before release() nor after finishStop().
+// What a login has running on a thread of its own: a playback, a download, a talk, a sent file, an upgrade, its alarms.
+// Made, opened, released, stopped; nothing is called back before release() nor after finishStop().
 //
 // Thread: any. open() and finishStop() block; the latter while a callback of it runs, never for the device.
 #pragma once

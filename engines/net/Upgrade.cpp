@@ -2,15 +2,12 @@
 
 #include "IoLoop.h"
 
-#include <algorithm>
-
 namespace lumo::net
 {
 namespace
 {
 
 constexpr int64_t kTellEveryMs = 50; // at most so often, but for a change of state
-constexpr int kLookMs = 10;          // how soon an end is seen
 
 } // namespace
 
@@ -30,14 +27,8 @@ public:
         m_owner.call(progress);
     }
     void note(const UpgradeProgress& progress) override { m_last = progress; }
-    bool wait(int ms) override
-    {
-        const int64_t until = IoLoop::nowMs() + ms;
-        while (!*m_owner.m_cancel && IoLoop::nowMs() < until)
-            std::this_thread::sleep_for(std::chrono::milliseconds(std::min(ms, kLookMs)));
-        return !*m_owner.m_cancel;
-    }
-    std::shared_ptr<const std::atomic<bool>> cancel() const override { return m_owner.m_cancel; }
+    bool wait(int ms) override { return m_owner.wait(ms); }
+    std::shared_ptr<const std::atomic<bool>> cancel() const override { return m_owner.cancelFlag(); }
     const UpgradeProgress& last() const { return m_last; }
 
 private:

@@ -2,8 +2,8 @@
 // Thread: any; callbacks on the worker's.
 #pragma once
 
+#include "BackgroundTask.h"
 #include "CommandService.h"
-#include "Sending.h"
 
 namespace lumo::net
 {
