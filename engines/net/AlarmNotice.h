@@ -32,9 +32,12 @@ struct AlarmSources {
     std::map<std::string, int> inputs;   // by token
 };
 
-/// "tns1:VideoSource/MotionAlarm" and what it has told of a source; the number of the alarm, 0 for a topic without one.
-int eventOfTopic(std::string_view topic);
 /// All that one NotificationMessage tells.
 void readNotice(const pugi::xml_node& message, const AlarmSources& sources, std::vector<AlarmNotice>& notices);
+
+// A part, for tests.
+
+/// "tns1:VideoSource/MotionAlarm": the number of the alarm, 0 for a topic without one.
+int eventOfTopic(std::string_view topic);
 
 } // namespace lumo::net

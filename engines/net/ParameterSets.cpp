@@ -202,21 +202,4 @@ std::optional<PictureFormat> parseH265Sps(const uint8_t* nal, size_t size)
     return made(width - stepX * (crop[0] + crop[1]), height - stepY * (crop[2] + crop[3]), 0);
 }
 
-std::optional<PictureFormat> parseJpegSize(const uint8_t* data, size_t size)
-{
-    if (size < 4 || data[0] != 0xFF || data[1] != 0xD8)
-        return std::nullopt;
-    for (size_t at = 2; at + 4 <= size && data[at] == 0xFF;) {
-        const uint8_t marker = data[at + 1];
-        const size_t length = size_t(data[at + 2]) << 8 | data[at + 3];
-        const bool frame = marker >= 0xC0 && marker <= 0xCF && marker != 0xC4 && marker != 0xC8 && marker != 0xCC;
-        if (frame && at + 9 <= size)
-            return made(data[at + 7] << 8 | data[at + 8], data[at + 5] << 8 | data[at + 6], 0);
-        if (marker == 0xDA || length < 2)
-            break;
-        at += 2 + length;
-    }
-    return std::nullopt;
-}
-
 } // namespace lumo::net

@@ -1,4 +1,4 @@
-// Picture size and rate out of H.264 and H.265 parameter sets and JPEG headers, without a decoder.
+// Picture size and rate out of H.264 and H.265 parameter sets, without a decoder.
 #pragma once
 
 #include <cstddef>
@@ -39,7 +39,5 @@ std::vector<uint8_t> unescape(const uint8_t* nal, size_t size);
 /// From a whole NAL unit, its header included; empty when it is no parameter set of that kind or is damaged.
 std::optional<PictureFormat> parseH264Sps(const uint8_t* nal, size_t size);
 std::optional<PictureFormat> parseH265Sps(const uint8_t* nal, size_t size);
-/// From a whole JPEG picture's frame header.
-std::optional<PictureFormat> parseJpegSize(const uint8_t* data, size_t size);
 
 } // namespace lumo::net

@@ -59,8 +59,6 @@ public:
     bool bindDatagram(const Address& at, size_t bufferBytes = 0);
     /// Chooses the interface for multicasts, by its IPv4 address.
     bool setMulticastInterface(const std::string& localAddress);
-    /// Takes part in a group on an interface; for peers that answer multicasts.
-    bool joinMulticast(const std::string& group, const std::string& localAddress);
 
     IoResult receive(void* data, size_t size);
     IoResult send(const void* data, size_t size);

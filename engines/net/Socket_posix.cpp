@@ -185,14 +185,6 @@ bool Socket::setMulticastInterface(const std::string& localAddress)
            ::setsockopt(int(m_handle), IPPROTO_IP, IP_MULTICAST_IF, &a, sizeof a) == 0;
 }
 
-bool Socket::joinMulticast(const std::string& group, const std::string& localAddress)
-{
-    ip_mreq request{};
-    return ::inet_pton(AF_INET, group.c_str(), &request.imr_multiaddr) == 1 &&
-           ::inet_pton(AF_INET, localAddress.c_str(), &request.imr_interface) == 1 &&
-           ::setsockopt(int(m_handle), IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request) == 0;
-}
-
 IoResult Socket::receive(void* data, size_t size)
 {
     return result(::recv(int(m_handle), data, size, 0), true);

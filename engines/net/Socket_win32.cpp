@@ -197,15 +197,6 @@ bool Socket::setMulticastInterface(const std::string& localAddress)
            ::setsockopt(os(m_handle), IPPROTO_IP, IP_MULTICAST_IF, reinterpret_cast<const char*>(&a), sizeof a) == 0;
 }
 
-bool Socket::joinMulticast(const std::string& group, const std::string& localAddress)
-{
-    ip_mreq request{};
-    return ::inet_pton(AF_INET, group.c_str(), &request.imr_multiaddr) == 1 &&
-           ::inet_pton(AF_INET, localAddress.c_str(), &request.imr_interface) == 1 &&
-           ::setsockopt(os(m_handle), IPPROTO_IP, IP_ADD_MEMBERSHIP, reinterpret_cast<const char*>(&request),
-                        sizeof request) == 0;
-}
-
 IoResult Socket::receive(void* data, size_t size)
 {
     return result(::recv(os(m_handle), static_cast<char*>(data), int(size), 0), true);

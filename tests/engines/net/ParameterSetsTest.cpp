@@ -105,14 +105,3 @@ TEST(BitReader, ExpGolomb)
     EXPECT_EQ(r.ue(), 2u);
     EXPECT_EQ(r.ue(), 3u);
 }
-
-TEST(JpegSize, FromTheFrameHeader)
-{
-    const auto jpeg = hex("ffd8 ffe00004abcd ffc0001108 0168 0280 03 012200 021101 031101 ffd9");
-    const auto format = parseJpegSize(jpeg.data(), jpeg.size());
-    ASSERT_TRUE(format);
-    EXPECT_EQ(format->width, 640);
-    EXPECT_EQ(format->height, 360);
-    for (size_t n = 0; n < 17; ++n)
-        EXPECT_FALSE(parseJpegSize(jpeg.data(), n)) << n;
-}
