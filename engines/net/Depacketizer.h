@@ -28,6 +28,19 @@ struct MediaFrame {
     size_t size = 0;
 };
 
+/// The header under which a picture travels on; utcMs: its time.
+inline VideoFrameHeader videoHeader(const MediaFrame& frame, int64_t utcMs)
+{
+    VideoFrameHeader header;
+    header.key = frame.key;
+    header.codec = frame.videoCodec;
+    header.fps = frame.format.fps;
+    header.width = frame.format.width;
+    header.height = frame.format.height;
+    header.utcMs = uint64_t(utcMs);
+    return header;
+}
+
 class Depacketizer
 {
 public:

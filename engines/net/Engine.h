@@ -77,8 +77,8 @@ public:
 private:
     struct Login {
         std::shared_ptr<Device> device;
-        int failures = 0;      // watchdog only
-        int64_t nextCheck = 0; // watchdog only
+        int failures = 0;      // in a row
+        int64_t nextCheck = 0; // when the watchdog asks again
         std::set<int> streams;
         bool alarms = false; // its messages are open
     };

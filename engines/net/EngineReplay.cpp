@@ -65,8 +65,9 @@ int spanOf(const RecordFileInfo& info, const DeviceClock& clock, std::string& re
         return 0;
     }
     recording = name->recording;
-    span.beginMs = begin && *begin > name->beginMs && *begin < name->endMs ? *begin : name->beginMs;
-    span.endMs = end && *end<name->endMs&& * end> span.beginMs ? *end : name->endMs;
+    const int64_t from = begin.value_or(name->beginMs), to = end.value_or(name->endMs);
+    span.beginMs = from > name->beginMs && from < name->endMs ? from : name->beginMs;
+    span.endMs = to > span.beginMs && to < name->endMs ? to : name->endMs;
     return 0;
 }
 

@@ -228,13 +228,7 @@ void LiveStream::takeFrame(const MediaFrame& frame, uint32_t clockRate)
     block.width = block.height = 0;
     block.atMs = 0;
     if (frame.video) {
-        VideoFrameHeader header;
-        header.key = frame.key;
-        header.codec = frame.videoCodec;
-        header.fps = frame.format.fps;
-        header.width = frame.format.width;
-        header.height = frame.format.height;
-        header.utcMs = uint64_t(stampOf(frame, clockRate));
+        const VideoFrameHeader header = videoHeader(frame, stampOf(frame, clockRate));
         appendVideoFrame(block.bytes, header, frame.data, frame.size);
         block.type = frame.key ? LUMO_FRAME_VIDEO_I : LUMO_FRAME_VIDEO_P;
         if (frame.key) {

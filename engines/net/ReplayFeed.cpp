@@ -214,16 +214,10 @@ void ReplayFeed::takeFrame(Track& track, const MediaFrame& frame)
         if (step < 1000) // else a gap, or the first one
             m_frameMs = std::max<int64_t>(step, 1);
         m_attempts = 0;
-        VideoFrameHeader header;
-        header.key = frame.key;
-        header.codec = frame.videoCodec;
-        header.fps = frame.format.fps;
-        header.width = frame.format.width;
-        header.height = frame.format.height;
+        VideoFrameHeader header = videoHeader(frame, time + shift(time));
         header.flags = item.decodeOnly ? kFlagDecodeOnly : 0;
         if (std::exchange(m_newPosition, false))
             header.flags |= kFlagNewPosition;
-        header.utcMs = uint64_t(time + shift(time));
         appendVideoFrame(item.bytes, header, frame.data, frame.size);
         item.type = frame.key ? LUMO_FRAME_VIDEO_I : LUMO_FRAME_VIDEO_P;
     } else {

@@ -1,4 +1,4 @@
-// Every waiting time of the library in one place, so that tests can shorten them. Milliseconds.
+// Every waiting time of the library that tests shorten; the others stand where they are used. Milliseconds.
 #pragma once
 
 #include <algorithm>
