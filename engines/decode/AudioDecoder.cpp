@@ -67,12 +67,7 @@ void AudioDecoder::decodeCoded(const Packet& packet)
 {
     if (!open(packet))
         return;
-    av_packet_unref(m_packet.get());
-    m_packet->buf = av_buffer_ref(packet.buffer.get());
-    if (!m_packet->buf)
-        throw std::bad_alloc();
-    m_packet->data = const_cast<uint8_t*>(packet.payload());
-    m_packet->size = int(packet.payloadSize);
+    referTo(packet, *m_packet);
     // A payload may hold several frames: each send takes what it decodes, the rest stays for the next receive.
     if (m_packet->size > 0)
         avcodec_send_packet(m_context.get(), m_packet.get());

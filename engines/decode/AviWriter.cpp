@@ -3,6 +3,7 @@
 #include "Adts.h"
 #include "Clock.h"
 #include "PictureSize.h"
+#include "RiffBuffer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -18,40 +19,6 @@ constexpr int64_t kRoundMs = 2000;
 constexpr int64_t kPauseMs = 1000; // between two pictures: a longer one is not the picture rate
 constexpr uint32_t kKeyFrame = 0x10;
 constexpr uint32_t kHasIndex = 0x10;
-
-/// Bytes of RIFF chunks, low byte first; sizes of open lists are filled in when they close.
-class RiffBuffer
-{
-public:
-    void tag(const char* four) { m_bytes.insert(m_bytes.end(), four, four + 4); }
-    void u16(uint32_t v) { put(v, 2); }
-    void u32(uint32_t v) { put(v, 4); }
-    void bytes(const uint8_t* data, size_t size) { m_bytes.insert(m_bytes.end(), data, data + size); }
-    size_t open(const char* four)
-    {
-        tag(four);
-        u32(0);
-        return m_bytes.size();
-    }
-    void close(size_t at)
-    {
-        const auto size = uint32_t(m_bytes.size() - at);
-        for (int i = 0; i < 4; ++i)
-            m_bytes[at - 4 + size_t(i)] = uint8_t(size >> (8 * i));
-        if (size & 1)
-            m_bytes.push_back(0);
-    }
-    size_t size() const { return m_bytes.size(); }
-    std::vector<uint8_t> take() { return std::move(m_bytes); }
-
-private:
-    void put(uint32_t v, int count)
-    {
-        for (int i = 0; i < count; ++i)
-            m_bytes.push_back(uint8_t(v >> (8 * i)));
-    }
-    std::vector<uint8_t> m_bytes;
-};
 
 /// Players ask for these very tags; without its own, H.265 is silently not played.
 const char* codecTag(VideoCodec codec)
@@ -204,10 +171,61 @@ AviWriter::Rate AviWriter::pictureRate() const
     return {uint32_t(std::lround(real * 1000)), 1000};
 }
 
+void AviWriter::videoList(RiffBuffer& b) const
+{
+    const Rate rate = pictureRate();
+    const size_t list = b.open("LIST");
+    b.tag("strl");
+    const size_t strh = b.open("strh");
+    b.tag("vids");
+    b.tag(codecTag(m_form.codec));
+    for (const uint32_t v : {0u, 0u, 0u, rate.scale, rate.rate, 0u, m_pictures, m_largest, 0xFFFFFFFFu, 0u})
+        b.u32(v);
+    for (const int v : {0, 0, m_width, m_height})
+        b.u16(uint32_t(v));
+    b.close(strh);
+    const size_t strf = b.open("strf"); // BITMAPINFOHEADER
+    for (const uint32_t v : {40u, uint32_t(m_width), uint32_t(m_height)})
+        b.u32(v);
+    b.u16(1);
+    b.u16(24);
+    b.tag(codecTag(m_form.codec));
+    for (const uint32_t v : {uint32_t(m_width * m_height * 3), 0u, 0u, 0u, 0u})
+        b.u32(v);
+    b.close(strf);
+    b.close(list);
+}
+
+void AviWriter::soundList(RiffBuffer& b) const
+{
+    const bool aac = m_sound.codec == AudioCodec::Aac;
+    const size_t list = b.open("LIST");
+    b.tag("strl");
+    const size_t strh = b.open("strh");
+    b.tag("auds");
+    for (const uint32_t v :
+         {0u, 0u, 0u, 0u, aac ? 1024u : 1u, m_soundRate, 0u, uint32_t(m_soundUnits), 4096u, 0xFFFFFFFFu, aac ? 0u : 1u})
+        b.u32(v);
+    b.u32(0);
+    b.u32(0);
+    b.close(strh);
+    const size_t strf = b.open("strf"); // WAVEFORMATEX
+    b.u16(aac ? 0x00FF : 0x0006);
+    b.u16(uint32_t(aac ? m_soundChannels : 1));
+    b.u32(m_soundRate);
+    b.u32(m_soundRate);
+    b.u16(aac ? 1024 : 1);
+    b.u16(aac ? 16 : 8);
+    b.u16(aac ? 2 : 0);
+    if (aac)
+        b.bytes(m_aacConfig.data(), m_aacConfig.size());
+    b.close(strf);
+    b.close(list);
+}
+
 std::vector<uint8_t> AviWriter::header() const
 {
     const Rate rate = pictureRate();
-    const bool aac = m_hasSound && m_sound.codec == AudioCodec::Aac;
     RiffBuffer b;
     b.tag("RIFF");
     b.u32(uint32_t(kHeaderSize - 8 + m_end + (m_index.empty() ? 0 : 8 + 16 * m_index.size())));
@@ -221,51 +239,9 @@ std::vector<uint8_t> AviWriter::header() const
         b.u32(v);
     b.close(avih);
 
-    const size_t video = b.open("LIST");
-    b.tag("strl");
-    size_t strh = b.open("strh");
-    b.tag("vids");
-    b.tag(codecTag(m_form.codec));
-    for (const uint32_t v : {0u, 0u, 0u, rate.scale, rate.rate, 0u, m_pictures, m_largest, 0xFFFFFFFFu, 0u})
-        b.u32(v);
-    for (const int v : {0, 0, m_width, m_height})
-        b.u16(uint32_t(v));
-    b.close(strh);
-    size_t strf = b.open("strf"); // BITMAPINFOHEADER
-    for (const uint32_t v : {40u, uint32_t(m_width), uint32_t(m_height)})
-        b.u32(v);
-    b.u16(1);
-    b.u16(24);
-    b.tag(codecTag(m_form.codec));
-    for (const uint32_t v : {uint32_t(m_width * m_height * 3), 0u, 0u, 0u, 0u})
-        b.u32(v);
-    b.close(strf);
-    b.close(video);
-
-    if (m_hasSound) {
-        const size_t sound = b.open("LIST");
-        b.tag("strl");
-        strh = b.open("strh");
-        b.tag("auds");
-        for (const uint32_t v : {0u, 0u, 0u, 0u, aac ? 1024u : 1u, m_soundRate, 0u, uint32_t(m_soundUnits), 4096u,
-                                 0xFFFFFFFFu, aac ? 0u : 1u})
-            b.u32(v);
-        b.u32(0);
-        b.u32(0);
-        b.close(strh);
-        strf = b.open("strf"); // WAVEFORMATEX
-        b.u16(aac ? 0x00FF : 0x0006);
-        b.u16(uint32_t(aac ? m_soundChannels : 1));
-        b.u32(m_soundRate);
-        b.u32(m_soundRate);
-        b.u16(aac ? 1024 : 1);
-        b.u16(aac ? 16 : 8);
-        b.u16(aac ? 2 : 0);
-        if (aac)
-            b.bytes(m_aacConfig.data(), m_aacConfig.size());
-        b.close(strf);
-        b.close(sound);
-    }
+    videoList(b);
+    if (m_hasSound)
+        soundList(b);
     b.close(headers);
 
     const size_t junk = b.open("JUNK");

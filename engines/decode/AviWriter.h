@@ -19,6 +19,8 @@
 namespace lumo
 {
 
+class RiffBuffer;
+
 class AviWriter
 {
 public:
@@ -58,6 +60,8 @@ private:
     bool writeChunk(bool video, bool key, const uint8_t* data, size_t size);
     bool writeRound();
     std::vector<uint8_t> header() const;
+    void videoList(RiffBuffer& b) const;
+    void soundList(RiffBuffer& b) const;
     void measure(const Packet& packet);
     Rate pictureRate() const;
 

@@ -6,13 +6,6 @@
 
 namespace lumo
 {
-namespace
-{
-
-constexpr int64_t kDrainMs = 500;
-
-} // namespace
-
 LiveSession::LiveSession(const Setup& setup, size_t bufferBytes, PortSettings& settings, SoundSlot& sound)
     : Playing(setup, settings, sound), m_queue(bufferBytes)
 {

@@ -90,4 +90,14 @@ Packet sharePacket(const Packet& packet)
     return same;
 }
 
+void referTo(const Packet& packet, AVPacket& to)
+{
+    av_packet_unref(&to);
+    to.buf = av_buffer_ref(packet.buffer.get());
+    if (!to.buf)
+        throw std::bad_alloc();
+    to.data = const_cast<uint8_t*>(packet.payload());
+    to.size = int(packet.payloadSize);
+}
+
 } // namespace lumo

@@ -46,5 +46,7 @@ Packet makeVideoPacket(const VideoFrameHeader& header, const uint8_t* payload, s
 Packet makeSoundPacket(const AudioFrameHeader& header, const uint8_t* payload, size_t size);
 /// The same frame once more; its bytes are shared.
 Packet sharePacket(const Packet& packet);
+/// Lets a decoder's packet refer to the payload; its bytes are shared. Throws std::bad_alloc.
+void referTo(const Packet& packet, AVPacket& to);
 
 } // namespace lumo

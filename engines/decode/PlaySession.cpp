@@ -10,10 +10,12 @@ namespace lumo
 namespace
 {
 
-constexpr int64_t kDrainMs = 500;
 constexpr int64_t kSoundLeadMs = 150;    // sound goes out so long before it is heard
 constexpr int64_t kSoundTurnUs = 40'000; // and is looked after so often
 constexpr int64_t kSoundLateMs = 300;    // sound whose time is past is not heard any more
+constexpr int64_t kLateUs = 20'000;      // from here on a port is late
+constexpr int64_t kPaintUs = 15'000;     // between two pictures at high speed
+constexpr int64_t kPaintLateUs = 40'000; // of a port that is late
 
 } // namespace
 
@@ -290,8 +292,8 @@ bool PlaySession::worthPainting(int64_t dueUs) const
     if (m_pace.level() <= 0)
         return true;
     const int64_t now = nowUs();
-    const bool late = now - dueUs > 20'000;
-    return now - m_paintedUs >= (late ? 40'000 : 15'000);
+    const bool late = now - dueUs > kLateUs;
+    return now - m_paintedUs >= (late ? kPaintLateUs : kPaintUs);
 }
 
 void PlaySession::showNext(int64_t dueUs)

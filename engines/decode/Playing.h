@@ -60,6 +60,8 @@ public:
     bool onOwnThread() const { return std::this_thread::get_id() == m_threadId; }
 
 protected:
+    static constexpr int64_t kDrainMs = 500; // without input, and what the decoder holds back comes out
+
     void start();
     /// One turn of the thread, m_lock not held; false ends it.
     virtual bool turn() = 0;

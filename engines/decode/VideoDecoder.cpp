@@ -92,12 +92,7 @@ void VideoDecoder::decode(const Packet& packet, const Sink& sink)
     tag.timeMs = packet.timeMs;
     tag.intervalMs = interval;
 
-    av_packet_unref(m_packet.get());
-    m_packet->buf = av_buffer_ref(packet.buffer.get());
-    if (!m_packet->buf)
-        throw std::bad_alloc();
-    m_packet->data = const_cast<uint8_t*>(packet.payload());
-    m_packet->size = int(packet.payloadSize);
+    referTo(packet, *m_packet);
     m_packet->pts = count;
     if (packet.isKey())
         m_packet->flags |= AV_PKT_FLAG_KEY;
