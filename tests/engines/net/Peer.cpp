@@ -47,6 +47,15 @@ std::string soap(const std::string& body)
            "</s:Body></s:Envelope>";
 }
 
+/// Elements of that name, numbered by their tokens.
+std::string tokensReply(const std::string& action, const std::string& element, const std::string& token, int count)
+{
+    std::string list;
+    for (int i = 0; i < count; ++i)
+        list += "<t:" + element + " token=\"" + token + std::to_string(i) + "\"/>";
+    return http(200, soap("<t:" + action + "Response>" + list + "</t:" + action + "Response>"));
+}
+
 std::string digestChallenge()
 {
     return std::string("WWW-Authenticate: Digest realm=\"peer\", nonce=\"") + kNonce + "\"\r\n";
@@ -390,82 +399,89 @@ bool OnvifDevicePeer::authorized(const PeerRequest& r) const
                base64(hashBytes(Hash::Sha1, std::string(nonce.begin(), nonce.end()) + created + password));
 }
 
+std::string OnvifDevicePeer::clockReply() const
+{
+    const std::string now = isoTime(wallClockMs() + clockSkewMs);
+    const auto n = [&](int at, int size) { return std::to_string(std::stoi(now.substr(size_t(at), size_t(size)))); };
+    return http(200, soap("<t:GetSystemDateAndTimeResponse><t:SystemDateAndTime><t:UTCDateTime><t:Time><t:Hour>" +
+                          n(11, 2) + "</t:Hour><t:Minute>" + n(14, 2) + "</t:Minute><t:Second>" + n(17, 2) +
+                          "</t:Second></t:Time><t:Date><t:Year>" + n(0, 4) + "</t:Year><t:Month>" + n(5, 2) +
+                          "</t:Month><t:Day>" + n(8, 2) +
+                          "</t:Day></t:Date></t:UTCDateTime></t:SystemDateAndTime>"
+                          "</t:GetSystemDateAndTimeResponse>"));
+}
+
+std::string OnvifDevicePeer::refusal() const
+{
+    if (httpDigest)
+        return http(401, "", digestChallenge());
+    return http(400, soap("<s:Fault><s:Code><s:Value>s:Sender</s:Value><s:Subcode><s:Value>ter:" + faultOnWrong +
+                          "</s:Value></s:Subcode></s:Code><s:Reason><s:Text>" + faultReason +
+                          "</s:Text></s:Reason></s:Fault>"));
+}
+
+std::string OnvifDevicePeer::servicesReply() const
+{
+    const std::string away = "http://192.0.2.7:9"; // an address that leads nowhere
+    const auto service = [](const std::string& name, const std::string& address) {
+        return "<t:Service><t:Namespace>" + name + "</t:Namespace><t:XAddr>" + address + "</t:XAddr></t:Service>";
+    };
+    std::string list = service("http://www.onvif.org/ver10/media/wsdl", away + "/media");
+    if (!token.empty())
+        list += service("urn:lumo:token:1", "x");
+    if (onEvents)
+        list += service("http://www.onvif.org/ver10/events/wsdl", away + "/events") +
+                service("http://www.onvif.org/ver10/deviceIO/wsdl", away + "/events");
+    if (!commandPath.empty())
+        list += service("urn:lumo:command:1", away + commandPath);
+    return http(200, soap("<t:GetServicesResponse>" + list + "</t:GetServicesResponse>"));
+}
+
+std::string OnvifDevicePeer::informationReply() const
+{
+    return http(200, soap("<t:GetDeviceInformationResponse><t:Manufacturer>Peer</t:Manufacturer><t:Model>P1</t:Model>"
+                          "<t:FirmwareVersion>" +
+                          firmware + "</t:FirmwareVersion><t:SerialNumber>" + serial +
+                          "</t:SerialNumber></t:GetDeviceInformationResponse>"));
+}
+
+std::string OnvifDevicePeer::profilesReply() const
+{
+    std::string list;
+    for (int i = 0; i < 2 * channels; ++i)
+        list += "<t:Profiles token=\"p" + std::to_string(i) + "\"><t:VideoSourceConfiguration><t:SourceToken>s" +
+                std::to_string(i / 2) +
+                "</t:SourceToken></t:VideoSourceConfiguration><t:VideoEncoderConfiguration>"
+                "<t:Resolution><t:Width>" +
+                std::to_string(i % 2 ? 640 : 1920) +
+                "</t:Width><t:Height>360</t:Height>"
+                "</t:Resolution></t:VideoEncoderConfiguration></t:Profiles>";
+    return http(200, soap("<t:GetProfilesResponse>" + list + "</t:GetProfilesResponse>"));
+}
+
 std::string OnvifDevicePeer::reply(const std::string& action, const PeerRequest& r)
 {
     if (rawReplyTo.count(action))
         return rawReplyTo[action];
-    const std::string away = "http://192.0.2.7:9"; // an address that leads nowhere
-    if (action == "GetSystemDateAndTime") {
-        const std::string now = isoTime(wallClockMs() + clockSkewMs);
-        const auto n = [&](int at, int size) {
-            return std::to_string(std::stoi(now.substr(size_t(at), size_t(size))));
-        };
-        return http(200, soap("<t:GetSystemDateAndTimeResponse><t:SystemDateAndTime><t:UTCDateTime><t:Time><t:Hour>" +
-                              n(11, 2) + "</t:Hour><t:Minute>" + n(14, 2) + "</t:Minute><t:Second>" + n(17, 2) +
-                              "</t:Second></t:Time><t:Date><t:Year>" + n(0, 4) + "</t:Year><t:Month>" + n(5, 2) +
-                              "</t:Month><t:Day>" + n(8, 2) +
-                              "</t:Day></t:Date></t:UTCDateTime></t:SystemDateAndTime>"
-                              "</t:GetSystemDateAndTimeResponse>"));
-    }
-    if (!authorized(r)) {
-        if (httpDigest)
-            return http(401, "", digestChallenge());
-        return http(400, soap("<s:Fault><s:Code><s:Value>s:Sender</s:Value><s:Subcode><s:Value>ter:" + faultOnWrong +
-                              "</s:Value></s:Subcode></s:Code><s:Reason><s:Text>" + faultReason +
-                              "</s:Text></s:Reason></s:Fault>"));
-    }
+    if (action == "GetSystemDateAndTime")
+        return clockReply();
+    if (!authorized(r))
+        return refusal();
     if (action == "GetServices")
-        return http(
-            200,
-            soap("<t:GetServicesResponse><t:Service><t:Namespace>http://www.onvif.org/ver10/media/wsdl</t:Namespace>"
-                 "<t:XAddr>" +
-                 away + "/media</t:XAddr></t:Service>" +
-                 (token.empty()
-                      ? ""
-                      : "<t:Service><t:Namespace>urn:lumo:token:1</t:Namespace><t:XAddr>x</t:XAddr></t:Service>") +
-                 (onEvents ? "<t:Service><t:Namespace>http://www.onvif.org/ver10/events/wsdl</t:Namespace><t:XAddr>" +
-                                 away + "/events</t:XAddr></t:Service>" +
-                                 "<t:Service><t:Namespace>http://www.onvif.org/ver10/deviceIO/wsdl</t:Namespace>"
-                                 "<t:XAddr>" +
-                                 away + "/events</t:XAddr></t:Service>"
-                           : std::string()) +
-                 (commandPath.empty() ? ""
-                                      : "<t:Service><t:Namespace>urn:lumo:command:1</t:Namespace><t:XAddr>" + away +
-                                            commandPath + "</t:XAddr></t:Service>") +
-                 "</t:GetServicesResponse>"));
+        return servicesReply();
     if (action == "GetDeviceInformation")
-        return http(200,
-                    soap("<t:GetDeviceInformationResponse><t:Manufacturer>Peer</t:Manufacturer><t:Model>P1</t:Model>"
-                         "<t:FirmwareVersion>" +
-                         firmware + "</t:FirmwareVersion><t:SerialNumber>" + serial +
-                         "</t:SerialNumber></t:GetDeviceInformationResponse>"));
+        return informationReply();
     if (action == "GetScopes")
         return http(
             200,
             soap("<t:GetScopesResponse><t:Scopes><t:ScopeItem>onvif://www.onvif.org/name/Front%20Door</t:ScopeItem>"
                  "</t:Scopes></t:GetScopesResponse>"));
-    std::string inner;
-    if (action == "GetVideoSources") {
-        for (int i = 0; i < channels; ++i)
-            inner += "<t:VideoSources token=\"s" + std::to_string(i) + "\"/>";
-        return http(200, soap("<t:GetVideoSourcesResponse>" + inner + "</t:GetVideoSourcesResponse>"));
-    }
-    if (action == "GetProfiles") {
-        for (int i = 0; i < 2 * channels; ++i)
-            inner += "<t:Profiles token=\"p" + std::to_string(i) + "\"><t:VideoSourceConfiguration><t:SourceToken>s" +
-                     std::to_string(i / 2) +
-                     "</t:SourceToken></t:VideoSourceConfiguration><t:VideoEncoderConfiguration>"
-                     "<t:Resolution><t:Width>" +
-                     std::to_string(i % 2 ? 640 : 1920) +
-                     "</t:Width><t:Height>360</t:Height>"
-                     "</t:Resolution></t:VideoEncoderConfiguration></t:Profiles>";
-        return http(200, soap("<t:GetProfilesResponse>" + inner + "</t:GetProfilesResponse>"));
-    }
-    if (action == "GetAudioOutputs" && audioOutputs >= 0) {
-        for (int i = 0; i < audioOutputs; ++i)
-            inner += "<t:AudioOutputs token=\"o" + std::to_string(i) + "\"/>";
-        return http(200, soap("<t:GetAudioOutputsResponse>" + inner + "</t:GetAudioOutputsResponse>"));
-    }
+    if (action == "GetVideoSources")
+        return tokensReply(action, "VideoSources", "s", channels);
+    if (action == "GetProfiles")
+        return profilesReply();
+    if (action == "GetAudioOutputs" && audioOutputs >= 0)
+        return tokensReply(action, "AudioOutputs", "o", audioOutputs);
     if (action == "GetStreamUri")
         return http(200, soap("<t:GetStreamUriResponse><t:MediaUri><t:Uri>rtsp://192.0.2.7:" +
                               std::to_string(rtspPort) + "/live/" + between(r.body, "<ProfileToken>", "<") +

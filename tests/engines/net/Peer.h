@@ -191,6 +191,11 @@ protected:
 
 private:
     std::string reply(const std::string& action, const PeerRequest& request);
+    std::string clockReply() const;
+    std::string refusal() const;
+    std::string servicesReply() const;
+    std::string informationReply() const;
+    std::string profilesReply() const;
     bool serveHttp(PeerConnection& connection, const PeerRequest& request);
     std::string answerTo(const std::string& action, const PeerRequest& request);
     bool authorized(const PeerRequest& request) const;
