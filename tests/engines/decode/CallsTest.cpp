@@ -1,4 +1,5 @@
 // What each call means in each state of a port.
+#include "Environment.h"
 #include "Player.h"
 
 #include <atomic>
@@ -188,21 +189,14 @@ TEST(CallsTest, CloseStreamOfAPlayingPortStopsIt)
 
 TEST(CallsTest, StoppedPortHoldsNoThread)
 {
-    const auto threads = [] {
-        int count = 0;
-        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
-            ++count;
-        return count;
-    };
-    std::thread([] {}).join(); // a sanitizer's own thread comes with the first one
-    const int before = threads();
+    const int before = threadCount();
     const int port = Player::freePort();
     ASSERT_EQ(open(port), 1);
-    EXPECT_EQ(threads(), before);
+    EXPECT_EQ(threadCount(), before);
     ASSERT_EQ(LUMODEC_Play(port, 0), 1);
-    EXPECT_EQ(threads(), before + 1);
+    EXPECT_EQ(threadCount(), before + 1);
     ASSERT_EQ(LUMODEC_Stop(port), 1);
-    EXPECT_TRUE(eventually([&] { return threads() == before; })); // the kernel's list lags behind the join
+    EXPECT_TRUE(eventually([&] { return threadCount() == before; })); // the kernel's list lags behind the join
     LUMODEC_CloseStream(port);
 }
 

@@ -1,5 +1,6 @@
 // Recorded files: what the calls mean on a port with a file, pace and speeds, the end, times, pause, snapshots and
 // clips.
+#include "Environment.h"
 #include "Recordings.h"
 
 #include <chrono>
@@ -95,20 +96,13 @@ TEST_F(FilePlayTest, LiveStreamRefusesSpeedAndSteps)
 TEST_F(FilePlayTest, StoppedPortWithAFileHoldsNoThread)
 {
     const auto path = movie(10);
-    const auto threads = [] {
-        int count = 0;
-        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
-            ++count;
-        return count;
-    };
-    std::thread([] {}).join(); // a sanitizer's own thread comes with the first one
-    const int before = threads();
+    const int before = threadCount();
     FilePlayer player(path, 0, false);
-    EXPECT_TRUE(eventually([&] { return threads() == before; }));
+    EXPECT_TRUE(eventually([&] { return threadCount() == before; }));
     LUMODEC_Play(player.port(), 0);
-    EXPECT_GT(threads(), before);
+    EXPECT_GT(threadCount(), before);
     LUMODEC_Stop(player.port());
-    EXPECT_TRUE(eventually([&] { return threads() == before; }));
+    EXPECT_TRUE(eventually([&] { return threadCount() == before; }));
 }
 
 // ---- pace, speeds, end

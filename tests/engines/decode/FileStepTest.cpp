@@ -130,14 +130,7 @@ TEST_P(FileStepTest, PlaysOnFromAStepBackWithoutALoss)
     seen.clear();
     LUMODEC_RegisterDrawCallback(
         player.port(),
-        [](int, void* context, int32_t) {
-            const auto& cell = *static_cast<LumoDrawSurface*>(context);
-            int number = 0;
-            for (int bit = 0; bit < 16; ++bit)
-                number = number * 2 + (cell.pBits[(2 * bit + 1) * cell.nWidth / 32 * 4] > 127);
-            seen.push_back(number);
-        },
-        0);
+        [](int, void* context, int32_t) { seen.push_back(numberIn(*static_cast<LumoDrawSurface*>(context))); }, 0);
     ASSERT_EQ(LUMODEC_Play(player.port(), window.id()), 1);
     ASSERT_TRUE(FilePlayer::shows(window, kFrames - 1));
     EXPECT_TRUE(eventually([&] { return player.ends() == 1; }));

@@ -151,10 +151,7 @@ TEST_F(PushedStepTest, InputAfterAnIdleWhileGoesOnWithoutALoss)
     LUMODEC_RegisterDrawCallback(
         player.port(),
         [](int, void* context, int32_t) {
-            const auto& cell = *static_cast<LumoDrawSurface*>(context);
-            int number = 0;
-            for (int bit = 0; bit < 16; ++bit)
-                number = number * 2 + (cell.pBits[(2 * bit + 1) * cell.nWidth / 32 * 4] > 127);
+            const int number = numberIn(*static_cast<LumoDrawSurface*>(context));
             if (seen.empty() || seen.back() != number)
                 seen.push_back(number);
         },

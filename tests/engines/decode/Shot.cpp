@@ -28,3 +28,11 @@ int Shot::number() const
     }
     return value;
 }
+
+int numberIn(const LumoDrawSurface& cell)
+{
+    int number = 0;
+    for (int bit = 0; bit < 16; ++bit)
+        number = number * 2 + (cell.pBits[(2 * bit + 1) * cell.nWidth / 32 * 4] > 127);
+    return number;
+}

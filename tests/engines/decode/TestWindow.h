@@ -29,6 +29,9 @@ struct Shot {
     bool operator==(const Shot&) const = default;
 };
 
+/// The same in a cell that is being painted, for draw callbacks.
+int numberIn(const LumoDrawSurface& cell);
+
 class TestWindow
 {
 public:

@@ -1,5 +1,5 @@
 // What happens to the window around the picture: it is hidden, resized, wiped, moved, destroyed, or was never there.
-#include "Player.h"
+#include "WindowFixture.h"
 
 #include <atomic>
 #include <memory>
@@ -9,7 +9,6 @@ using namespace clip;
 namespace
 {
 
-constexpr Rgb kRedRgb{255, 0, 0};
 constexpr Rgb kGreenRgb{0, 255, 0};
 std::atomic<int> g_painted{0};
 
@@ -18,20 +17,7 @@ void countPaint(int, void*, int32_t)
     ++g_painted;
 }
 
-class WindowTest : public ScreenTest
-{
-protected:
-    static Bytes picture(Yuv color, uint64_t utcSeconds = 1'700'000'000)
-    {
-        Spec spec;
-        spec.utcMs = utcSeconds * 1000;
-        return solid(spec, color).front().frame;
-    }
-    static bool reached(const Player& player, int seconds)
-    {
-        return eventually([&] { return LUMODEC_GetCurrentFrameTime(player.port()) == seconds; });
-    }
-};
+using WindowTest = WindowFixture;
 
 TEST_F(WindowTest, WindowThatGrowsAndShrinksIsFilledAgain)
 {

@@ -1,7 +1,7 @@
 // The window around the picture, where only an X server has the case: windows known before they are made, input shapes,
 // no shared memory.
-#include "Player.h"
 #include "TestConnection_x11.h"
+#include "WindowFixture.h"
 
 #include <xcb/shape.h>
 
@@ -10,22 +10,7 @@ using namespace clip;
 namespace
 {
 
-constexpr Rgb kRedRgb{255, 0, 0};
-
-class XWindowTest : public ScreenTest
-{
-protected:
-    static Bytes picture(Yuv color, uint64_t utcSeconds = 1'700'000'000)
-    {
-        Spec spec;
-        spec.utcMs = utcSeconds * 1000;
-        return solid(spec, color).front().frame;
-    }
-    static bool reached(const Player& player, int seconds)
-    {
-        return eventually([&] { return LUMODEC_GetCurrentFrameTime(player.port()) == seconds; });
-    }
-};
+using XWindowTest = WindowFixture;
 
 TEST_F(XWindowTest, WindowThatIsMadeLaterIsFound)
 {

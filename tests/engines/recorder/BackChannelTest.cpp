@@ -1,4 +1,5 @@
 // The way to a channel's loudspeaker, walked by GStreamer's own RTSP client.
+#include "Eventually.h"
 #include "HttpClient.h"
 #include "RecorderProcess.h"
 
@@ -7,26 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
-#include <functional>
-#include <thread>
 
 namespace
 {
-
-constexpr int kLongMs = 20000;
-
-bool waitFor(const std::function<bool()>& fact)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kLongMs);
-    while (!fact()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 /// rtspsrc with its back channel on, and 20 ms packets of a tone for it.
 class Caller
@@ -105,13 +89,13 @@ TEST(BackChannel, AnIndependentClientIsHeard)
     const std::string talk = recorder.http("/api/talk?channel=1");
     {
         Caller caller(recorder.rtsp(1, 0));
-        ASSERT_TRUE(waitFor([&] { return caller.loudspeaker >= 0 && caller.microphones > 0; }));
+        ASSERT_TRUE(eventually([&] { return caller.loudspeaker >= 0 && caller.microphones > 0; }));
         EXPECT_EQ(caller.others, 1) << "the sound of the talk";
-        ASSERT_TRUE(waitFor([&] { return httpGet(talk).json()["talking"].asInt() == 1; }));
+        ASSERT_TRUE(eventually([&] { return httpGet(talk).json()["talking"].asInt() == 1; }));
         EXPECT_EQ(caller.speak(50), 50);
-        EXPECT_TRUE(waitFor([&] { return httpGet(talk).json()["packets"].asInt() >= 49; }));
+        EXPECT_TRUE(eventually([&] { return httpGet(talk).json()["packets"].asInt() >= 49; }));
     }
-    EXPECT_TRUE(waitFor([&] { return httpGet(talk).json()["talking"].asInt() == 0; }));
+    EXPECT_TRUE(eventually([&] { return httpGet(talk).json()["talking"].asInt() == 0; }));
     const Json::Value note = httpGet(talk).json();
     EXPECT_EQ(note["oddPackets"].asInt(), 0);
     EXPECT_EQ(httpGet(recorder.http("/api/talk/heard?channel=1")).body.size(), note["bytes"].asUInt64());
@@ -124,13 +108,13 @@ TEST(BackChannel, TwoWhoTalkAtOnceAreBothHeard)
     const std::string talk = recorder.http("/api/talk?channel=1");
     Caller first(recorder.rtsp(1, 0)), second(recorder.rtsp(1, 0));
     for (Caller* caller : {&first, &second}) {
-        ASSERT_TRUE(waitFor([&] { return caller->loudspeaker >= 0 && caller->microphones > 0; }));
+        ASSERT_TRUE(eventually([&] { return caller->loudspeaker >= 0 && caller->microphones > 0; }));
     }
-    ASSERT_TRUE(waitFor([&] { return httpGet(talk).json()["talking"].asInt() == 2; }));
+    ASSERT_TRUE(eventually([&] { return httpGet(talk).json()["talking"].asInt() == 2; }));
     EXPECT_EQ(first.speak(20), 20);
-    EXPECT_TRUE(waitFor([&] { return httpGet(talk).json()["packets"].asInt() >= 19; }));
+    EXPECT_TRUE(eventually([&] { return httpGet(talk).json()["packets"].asInt() >= 19; }));
     EXPECT_EQ(second.speak(20), 20);
-    EXPECT_TRUE(waitFor([&] { return httpGet(talk).json()["packets"].asInt() >= 38; }));
+    EXPECT_TRUE(eventually([&] { return httpGet(talk).json()["packets"].asInt() >= 38; }));
     EXPECT_EQ(first.speak(20), 20) << "nobody's speech ends another's";
-    EXPECT_TRUE(waitFor([&] { return httpGet(talk).json()["packets"].asInt() >= 57; }));
+    EXPECT_TRUE(eventually([&] { return httpGet(talk).json()["packets"].asInt() >= 57; }));
 }

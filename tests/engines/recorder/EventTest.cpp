@@ -1,4 +1,5 @@
 // ONVIF events as a client meets them: pull points, what they tell, and the calls and plans that switch alarms.
+#include "Eventually.h"
 #include "HttpClient.h"
 #include "RecorderProcess.h"
 
@@ -78,16 +79,6 @@ protected:
     }
     Json::Value state() { return httpGet(recorder.http("/api/alarm")).json(); }
     HttpReply fault(const std::string& json) { return httpPost(recorder.http("/api/fault"), json); }
-    template <typename F> static bool soon(F&& condition)
-    {
-        for (const auto end = Clock::now() + std::chrono::seconds(20); Clock::now() < end;) {
-            if (condition()) {
-                return true;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return false;
-    }
     RecorderProcess recorder{{"--channels", "2"}};
 };
 
@@ -162,7 +153,7 @@ TEST_F(EventTest, AQuestionWaitsUntilSomethingHappensOrItsTimeIsOver)
     const std::string path = subscribe();
     pull(path);
     std::thread raising([&] {
-        EXPECT_TRUE(soon([&] { return state()["waiting"].asInt() == 1; }));
+        EXPECT_TRUE(eventually([&] { return state()["waiting"].asInt() == 1; }));
         set("motion", 0, true);
     });
     const auto begun = Clock::now();
@@ -180,7 +171,7 @@ TEST_F(EventTest, AnotherQuestionEndsTheOneThatWaits)
     const std::string path = subscribe();
     pull(path);
     std::thread first([&] { EXPECT_TRUE(events(pull(path, "PT25S")).empty()); });
-    EXPECT_TRUE(soon([&] { return state()["waiting"].asInt() == 1; }));
+    EXPECT_TRUE(eventually([&] { return state()["waiting"].asInt() == 1; }));
     pull(path, "PT0.1S");
     first.join();
 }
@@ -208,7 +199,7 @@ TEST_F(EventTest, ASubscriptionEndsWithItsTimeUnlessItIsRenewed)
     const std::string kept = subscribe("PT1S"), left = subscribe("PT1S");
     const HttpReply renewed = ask(kept, managerCall("Renew", "<n:TerminationTime>PT5M</n:TerminationTime>"));
     EXPECT_EQ(renewed.status, 200) << renewed.body;
-    EXPECT_TRUE(soon([&] { return state()["subscriptions"].asInt() == 1; }));
+    EXPECT_TRUE(eventually([&] { return state()["subscriptions"].asInt() == 1; }));
     EXPECT_EQ(pull(kept).status, 200);
     EXPECT_EQ(pull(left).status, 500);
     EXPECT_EQ(ask(left, managerCall("Renew")).status, 500);
@@ -299,7 +290,8 @@ TEST_F(EventTest, FaultsSpoilTheService)
     const Login who;
     EXPECT_EQ(soapCall(recorder.http(path), eventCall("PullMessages"), &who, {}, 300).status, 0);
     std::thread hanging([&] { EXPECT_EQ(pull(path).status, 503); });
-    EXPECT_TRUE(soon([&] { return state()["spoiled"].asInt() == 5; })) << "each of these questions, the last one too";
+    EXPECT_TRUE(eventually([&] { return state()["spoiled"].asInt() == 5; }))
+        << "each of these questions, the last one too";
     fault("{\"events\":\"none\"}");
     hanging.join();
     EXPECT_EQ(pull(path).status, 200);
@@ -312,7 +304,7 @@ TEST_F(EventTest, AFloodIsThatManyChangesAndEndsOff)
     alarm("{\"kind\":\"motion\",\"channel\":0,\"flood\":1000,\"seconds\":2}");
     size_t seen = 0;
     std::string last;
-    EXPECT_TRUE(soon([&] {
+    EXPECT_TRUE(eventually([&] {
         for (const auto& line : events(pull(path, "PT1S", 200))) {
             ++seen;
             last = line;
@@ -329,7 +321,7 @@ TEST_F(EventTest, ASubscriberThatDoesNotPullKeepsNoMoreThanItsShare)
 {
     subscribe();
     alarm("{\"kind\":\"motion\",\"channel\":0,\"flood\":100000,\"seconds\":1}");
-    EXPECT_TRUE(soon([&] { return !state()["flooding"].asBool(); }));
+    EXPECT_TRUE(eventually([&] { return !state()["flooding"].asBool(); }));
     EXPECT_LE(state()["kept"].asInt(), 20000);
     EXPECT_GT(state()["dropped"].asInt(), 0);
 }
@@ -346,10 +338,6 @@ TEST(EventPlans, AnAlarmComesAndGoesByItself)
     RecorderProcess recorder({"--channels", "2", "--alarm", "motion:1:1:2", "--alarm", "storage:0:1:2"});
     const auto state = [&] { return httpGet(recorder.http("/api/alarm")).json(); };
     for (int changes = 2; changes <= 8; changes += 2) {
-        const auto end = Clock::now() + std::chrono::seconds(20);
-        while (state()["changes"].asInt() < changes && Clock::now() < end) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        EXPECT_GE(state()["changes"].asInt(), changes);
+        EXPECT_TRUE(eventually([&] { return state()["changes"].asInt() >= changes; })) << changes;
     }
 }
