@@ -145,12 +145,12 @@ TEST_F(ScaleSliderTest, TicksHangFromTheUpperEdgeToo)
     showNeitherGrooveNorHandle();
     slider();
     QVector<int> all, longOnes;
-    for (int i = 0; i <= 70; ++i)
-        (i % 10 ? all : longOnes) << i * 10;
-    const QVector<int> found = whiteIn(1);
-    for (const int nX : all)
-        EXPECT_TRUE(found.contains(nX)) << nX;
-    EXPECT_EQ(found.size(), 71);
+    for (int nX = 0; nX <= 700; nX += 10) {
+        all << nX;
+        if (nX % 100 == 0)
+            longOnes << nX;
+    }
+    EXPECT_EQ(whiteIn(1), all);
     EXPECT_EQ(whiteIn(7), longOnes);
 }
 
