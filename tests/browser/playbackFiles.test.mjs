@@ -187,7 +187,17 @@ fact('a picker that the user leaves changes nothing', async (stage, view) => {
     await view.says(/^No file was chosen/);
 });
 
-fact('a recording is played by its name, and pictures of the device are shown', async (stage, view) => {
+/** The day's first picture in a window: no other one of the recording bears its number. */
+async function showPicture(view, cell) {
+    await view.byId('picture-0').click();
+    await view.says(/^The picture of 10:00:00/);
+    await until(async () => {
+        const code = (await view.screen.picture()).code(cell);
+        return code?.channel === 2 && code.frame === frameAt(BEGIN);
+    }, 'the picture stands in the window');
+}
+
+fact('a recording is played by its name, and a picture of the device is shown until it is stopped or left', async (stage, view) => {
     await prepare(view, [2]);
     if ((await view.byId('files-panel').getAttribute('aria-pressed')) !== 'true') await view.click('files-panel');
     await view.byId('file-0').click();
@@ -196,7 +206,17 @@ fact('a recording is played by its name, and pictures of the device are shown', 
     const { cells: [{ channel, first }] } = await view.screen.watch(5, [cell], FRAMES);
     assert.equal(channel, 2);
     assert.ok(first <= 4 * FPS, `it began at its beginning: ${first}`);
-    await view.byId('picture-0').click();
-    await view.says(/^The picture of /);
-    await until(async () => (await view.screen.picture()).code(cell)?.channel === 2, 'the picture stands in the window');
+    await showPicture(view, cell);
+    await view.click('play-stop');
+    await view.says(/^Stopped/);
+    await view.gone(cell, 1);
+    await showPicture(view, cell);
+    // Not by the page's buttons: it stops everything itself before it leaves.
+    await view.page.evaluate(async () => {
+        const { client } = globalThis.lumoViewer.session;
+        await client.showPage(0);
+        await client.showPage(1);
+    });
+    const { cells: [{ samples, bad }] } = await view.screen.watch(2, [cell]);
+    assert.equal(bad, samples, 'the picture does not come back');
 });
