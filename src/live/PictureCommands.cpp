@@ -1,9 +1,8 @@
 // MainType 19: one picture of a channel into a fixed file, whose place the page knows.
 #include "device/LumoConnect.h"
 #include "hub/PluginManage.h"
+#include "platform/Machine.h"
 #include "surface/PlayWidget.h"
-
-#include <QThread>
 
 namespace
 {
@@ -54,7 +53,7 @@ int CPluginManage::pictureOfStream(int nChannel)
         return -1;
     int nResult = -1;
     if (pConnect->RequestChannelFrame(m_login.loginId, nChannel, kMainStream)) {
-        QThread::msleep(kPictureWaitMs);
+        platform::sleepMs(kPictureWaitMs);
         nResult = onGuiThread([=] { return capture(nChannel); });
     }
     pConnect->DisconnectChannel(nHandle, &CPluginManage::PictureDataCallBack, nChannel);

@@ -3,6 +3,7 @@
 #include "device/LumoConnect.h"
 #include "hub/FileListRequest.h"
 #include "hub/PluginManage.h"
+#include "platform/Machine.h"
 #include "platform/Paths.h"
 #include "playback/DownloadNames.h"
 #include "surface/PlayWidget.h"
@@ -10,7 +11,6 @@
 #include <QDir>
 #include <QFile>
 #include <QSettings>
-#include <QThread>
 
 #include <algorithm>
 
@@ -150,7 +150,7 @@ void CPluginManage::onDownloadProgress(long nTotal, long nCurrent, int nKind)
     stopDownload();
     if (nKind == kKindPicture && !downloadTempFile.isEmpty() && QFile::exists(downloadTempFile))
         returnToMainThreadSync([this] { PlayWidget::Instance()->SetBackground(downloadTempFile); });
-    QThread::msleep(kBetweenFilesMs);
+    platform::sleepMs(kBetweenFilesMs);
     ++m_nDownloadIndex;
     StartNextDownload(); // a refusal ends the list quietly
 }

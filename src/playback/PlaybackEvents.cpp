@@ -1,10 +1,10 @@
 // What follows a started playback: its data, its position, its end, and the playback events towards the page.
 #include "device/LumoConnect.h"
 #include "hub/PluginManage.h"
+#include "platform/Machine.h"
 #include "shell/LightWeightLog.h"
 #include "surface/PlayWidget.h"
 
-#include <QThread>
 #include <QTimerEvent>
 
 #include <algorithm>
@@ -150,7 +150,7 @@ void CPluginManage::EndPlaybackBuf(int nWnd)
     sendPlaybackEnd(nWnd);
     if (playbackMode != kPlayByName)
         return;
-    QThread::msleep(kBetweenFilesMs);
+    platform::sleepMs(kBetweenFilesMs);
     ++m_nPlayIndex;
     if (m_nPlayIndex >= int(m_pPlayFiles.size()))
         m_pPlayFiles.clear();
