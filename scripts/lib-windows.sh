@@ -72,7 +72,7 @@ ready_package() {
   fi
 }
 
-# windows_conversations ARGUMENT...: one Windows on a display of its own for each processor.
+# windows_conversations ARGUMENT...: one Windows on a display of its own for each processor, and a Windows 10 beside them.
 windows_conversations() {
-  LUMO_WM=none LUMO_MORE_SCREENS=$((jobs - 1)) with_display "$root/tests/windows/conversations" "$@"
+  LUMO_WM=none LUMO_MORE_SCREENS=$jobs with_display "$root/tests/windows/conversations" "$@"
 }

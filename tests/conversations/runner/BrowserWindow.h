@@ -24,13 +24,12 @@ public:
     void focus(WindowId window);
 
     bool exists(WindowId window);
-    bool isDescendant(WindowId window, WindowId of);
-    /// The child of the browser window that the program put there: its place relative to the window; empty when there
-    /// is none that can be seen.
+    /// The program's window in the browser window, as its child or owned by it: its place relative to the window; empty
+    /// when there is none that can be seen.
     QRect surface(WindowId browser);
     /// The program's visible top-level window that covers the whole screen, or 0.
     WindowId fullScreenWindow(qint64 pid);
-    /// Top-level windows of the program that can be seen.
+    /// Top-level windows of the program that can be seen and belong to no browser window.
     int visibleTopLevels(qint64 pid);
     QRect placeIn(WindowId window, WindowId ancestor);
     /// The visible window without children at a point of the given one; 0 while there is none.

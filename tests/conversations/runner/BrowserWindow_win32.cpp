@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QThread>
 
+#include <algorithm>
 #include <vector>
 
 #include <windows.h>
@@ -58,6 +59,29 @@ std::vector<HWND> visibleTopLevelsOf(qint64 pid)
         },
         reinterpret_cast<LPARAM>(&search));
     return search.found;
+}
+
+/// What the program put into the browser's window, as its child or as a window that it owns; null while none can be
+/// seen.
+HWND surfaceOf(HWND browser)
+{
+    for (HWND w = GetWindow(browser, GW_CHILD); w; w = GetWindow(w, GW_HWNDNEXT)) {
+        if (processOf(w) != GetCurrentProcessId() && IsWindowVisible(w)) {
+            return w;
+        }
+    }
+    for (HWND w = GetTopWindow(nullptr); w; w = GetWindow(w, GW_HWNDNEXT)) {
+        if (GetWindow(w, GW_OWNER) == browser && processOf(w) != GetCurrentProcessId() && IsWindowVisible(w)) {
+            return w;
+        }
+    }
+    return nullptr;
+}
+
+bool isOwnedByAnother(HWND window)
+{
+    const HWND owner = GetWindow(window, GW_OWNER);
+    return owner && processOf(owner) != processOf(window);
 }
 
 LPARAM pack(QPoint at)
@@ -147,20 +171,10 @@ bool Desktop::exists(WindowId window)
     return IsWindow(hwnd(window));
 }
 
-bool Desktop::isDescendant(WindowId window, WindowId of)
-{
-    return window == of || IsChild(hwnd(of), hwnd(window));
-}
-
 QRect Desktop::surface(WindowId browser)
 {
-    const HWND parent = hwnd(browser);
-    for (HWND w = GetWindow(parent, GW_CHILD); w; w = GetWindow(w, GW_HWNDNEXT)) {
-        if (processOf(w) != GetCurrentProcessId() && IsWindowVisible(w)) {
-            return placeIn(idOf(w), browser);
-        }
-    }
-    return QRect();
+    const HWND surface = surfaceOf(hwnd(browser));
+    return surface ? placeIn(idOf(surface), browser) : QRect();
 }
 
 WindowId Desktop::fullScreenWindow(qint64 pid)
@@ -176,7 +190,8 @@ WindowId Desktop::fullScreenWindow(qint64 pid)
 
 int Desktop::visibleTopLevels(qint64 pid)
 {
-    return static_cast<int>(visibleTopLevelsOf(pid).size());
+    const std::vector<HWND> all = visibleTopLevelsOf(pid);
+    return static_cast<int>(std::count_if(all.begin(), all.end(), [](HWND w) { return !isOwnedByAnother(w); }));
 }
 
 QRect Desktop::placeIn(WindowId window, WindowId ancestor)
@@ -191,7 +206,8 @@ WindowId Desktop::windowAt(WindowId window, QPoint at)
 {
     POINT onScreen = {at.x(), at.y()};
     ClientToScreen(hwnd(window), &onScreen);
-    HWND w = hwnd(window);
+    const HWND surface = surfaceOf(hwnd(window));
+    HWND w = surface && rectOf(surface).contains(onScreen.x, onScreen.y) ? surface : hwnd(window);
     for (;;) {
         POINT in = onScreen;
         ScreenToClient(w, &in);

@@ -202,16 +202,6 @@ bool Desktop::exists(WindowId window)
     return !m->geometry(static_cast<xcb_window_t>(window)).isEmpty();
 }
 
-bool Desktop::isDescendant(WindowId window, WindowId of)
-{
-    auto w = static_cast<xcb_window_t>(window);
-    while (w && w != of) {
-        const auto reply = own(xcb_query_tree_reply(m->c, xcb_query_tree(m->c, w), nullptr));
-        w = reply ? reply->parent : 0;
-    }
-    return w != 0;
-}
-
 QRect Desktop::surface(WindowId browser)
 {
     for (const xcb_window_t w : m->children(static_cast<xcb_window_t>(browser))) {

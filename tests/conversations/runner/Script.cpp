@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QOperatingSystemVersion>
 #include <QRegularExpression>
 
 namespace
@@ -66,6 +67,16 @@ QStringList repeated(const QString& line)
     return lines;
 }
 
+/// windows10 is Windows 10 or later.
+bool isThis(const QString& system)
+{
+#ifdef Q_OS_WIN
+    return system == "windows" || QOperatingSystemVersion::current() >= QOperatingSystemVersion::Windows10;
+#else
+    return false;
+#endif
+}
+
 void load(const QString& path, Parameters parameters, const QString& calledFrom, Script& script);
 
 void addLine(const QString& text, const QString& path, Parameters& parameters, const QString& where, Script& script)
@@ -86,12 +97,12 @@ void addLine(const QString& text, const QString& path, Parameters& parameters, c
         }
     } else if (verb == "unless") {
         const QString system = rest.section(' ', 0, 0);
-        if (system != "windows" || rest == system) {
-            throw Failure{where + ": unless windows REASON"};
+        if ((system != "windows" && system != "windows10") || rest == system) {
+            throw Failure{where + ": unless windows|windows10 REASON"};
         }
-#ifdef Q_OS_WIN
-        script.unfit = rest.section(' ', 1).trimmed();
-#endif
+        if (isThis(system)) {
+            script.unfit = rest.section(' ', 1).trimmed();
+        }
     } else {
         script.steps.append({where, verb, rest});
     }
