@@ -1,7 +1,7 @@
 // The host for Windows with the program for Windows, as two pages use them: commands sent one upon the other arrive as many, in
-// their order. Started by tests/windows/run, which has the display.
+// their order; and each process is told its page's window. Started by tests/windows/run, which has the display.
 import assert from 'node:assert/strict';
-import { mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { existsSync, mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import { tmpdir } from 'node:os';
 import { dirname, join, resolve } from 'node:path';
@@ -76,12 +76,58 @@ test('a name that is no text is not found, and the host lives on', async () => {
     assert.equal(await status(''), 200);
 });
 
-test('a page that goes takes its process with it, which ends by itself', async () => {
+const allEnded = () => {
     const sessions = async () => (await (await fetch(`http://127.0.0.1:${port}/api/host`)).json()).sessions;
-    await until(async () => (await sessions()) === 0, 'both processes have ended', 120000);
+    return until(async () => (await sessions()) === 0, 'all processes have ended', 120000);
+};
+
+test('a page that goes takes its process with it, which ends by itself', async () => {
+    await allEnded();
     for (const number of ['0001', '0002']) {
         const log = readFileSync(join(logs, `session-${number}.log`), 'utf8');
         assert.match(log, /the process ended with exit code 0/);
         assert.match(log, /main\] start plugin/, 'what the process tells its debug stream');
     }
+});
+
+/** A browser of its own process, told line by line. */
+function openBrowser() {
+    const browser = start(join(root, 'scripts/wine-run'), [join(root, 'build/windows/bin/test_browser.exe')]);
+    const tell = async (line) => {
+        browser.child.stdin.write(line + '\n');
+        const answer = await browser.line();
+        assert.doesNotMatch(answer, /^\?/, line);
+        return answer;
+    };
+    return {
+        tell,
+        /** The window's handle in hexadecimal. */
+        open: async (name, title) => (await tell(`open ${name} chrome 100,100 500x400 ${title}`)).split(' ')[1],
+        quit: () => (browser.child.stdin.end('quit\n'), browser.ended),
+    };
+}
+
+let sessionsBefore = 2;
+/** The process's fourth argument for a page with this title in the browser. */
+async function windowFor(browser, title) {
+    const file = join(logs, `session-${String(++sessionsBefore).padStart(4, '0')}.log`);
+    await browser.tell(`connect ${port} ${encodeURIComponent(title)}`);
+    const started = () => existsSync(file) && readFileSync(file, 'utf8').match(/ starts .*LumoPlayTool.* (\S*)\r?\n/);
+    return (await until(started, 'the process starts', 60000))[1];
+}
+
+test("the process is told the page's window: by the title among its browser's own, or the one in front", async () => {
+    const stranger = openBrowser();
+    await stranger.open('one', 'Камера 7 - Browser');
+    const browser = openBrowser();
+    const seven = await browser.open('one', 'Камера 7 - Browser');
+    const eight = await browser.open('two', 'Камера 8 - Browser');
+    assert.equal(await windowFor(browser, 'Камера 7'), seven);
+    assert.equal(await windowFor(browser, 'Камера 8'), eight);
+    await browser.tell('front one');
+    assert.equal(await windowFor(browser, ''), seven);
+    await browser.tell('front two');
+    assert.equal(await windowFor(browser, ''), eight);
+    await Promise.all([browser.quit(), stranger.quit()]);
+    await allEnded();
 });

@@ -12,10 +12,15 @@
 //   tear NAME OTHER              the page's window of NAME goes into the window OTHER
 //   leave NAME OTHER             the same, and NAME closes with it
 //   close NAME
+//   connect PORT TITLE           opens a page at the host that listens there, TITLE as in an address; answers when it
+//                                is taken
 //   quit
 //
 // Thread: one thread waits for lines; windows are made and changed on the main thread.
+#include "../Socket.h"
+
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <map>
 #include <sstream>
@@ -146,6 +151,26 @@ std::string change(const std::string& verb, Browser& browser, std::istringstream
     return "done " + verb;
 }
 
+/// A page's web socket, up to the host's answer. It stays open, and what comes then is not read.
+std::string connectPage(const std::string& port, std::istringstream& words)
+{
+    std::string title;
+    words >> title;
+    const fakes::SocketHandle page = fakes::connectLoopback(static_cast<uint16_t>(std::atoi(port.c_str())));
+    if (page == fakes::kNoSocket)
+        return "? nobody listens";
+    const std::string host = "127.0.0.1:" + port;
+    const std::string request = "GET /?title=" + title + " HTTP/1.1\r\nHost: " + host + "\r\nOrigin: http://" + host +
+                                "\r\nUpgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n"
+                                "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n\r\n";
+    if (!fakes::sendAll(page, request.data(), request.size()))
+        return "? the host is gone";
+    std::string answer;
+    for (char c = 0; answer.find("\r\n") == std::string::npos && fakes::receiveSome(page, &c, 1) == 1;)
+        answer += c;
+    return answer.rfind("HTTP/1.1 101 ", 0) == 0 ? "done connect" : "? " + answer.substr(0, answer.find('\r'));
+}
+
 std::string obey(const std::string& line)
 {
     std::istringstream words(line);
@@ -157,6 +182,8 @@ std::string obey(const std::string& line)
     }
     if (verb == "open")
         return open(words, name);
+    if (verb == "connect")
+        return connectPage(name, words);
     const auto found = g_browsers.find(name);
     return found == g_browsers.end() ? "? no window " + name : change(verb, found->second, words);
 }
