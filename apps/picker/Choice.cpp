@@ -1,9 +1,12 @@
 #include "Choice.h"
 
+#include "hub/PickerMode.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QSettings>
 #include <QTextCodec>
+#include <algorithm>
 
 namespace lumo::picker
 {
@@ -13,6 +16,7 @@ namespace
 const char* const kAnyFile = "All files (*)";
 
 struct Mode {
+    EPickerMode mode;
     bool folder;
     const char* title;
     const char* filter;                          // of files; null: any file
@@ -20,15 +24,16 @@ struct Mode {
 };
 
 const Mode kModes[] = {
-    {true, "Folder for recordings", nullptr, {"Path/RecPath"}},
-    {true, "Folder for snapshots", nullptr, {"Path/CapPath"}},
-    {true, "Folder for downloads", nullptr, {"Path/DownPath"}},
-    {false,
+    {kPickRecordFolder, true, "Folder for recordings", nullptr, {"Path/RecPath"}},
+    {kPickCaptureFolder, true, "Folder for snapshots", nullptr, {"Path/CapPath"}},
+    {kPickDownloadFolder, true, "Folder for downloads", nullptr, {"Path/DownPath"}},
+    {kPickRecording,
+     false,
      "Open a recording",
      "Recordings (*.h265x *.avi *.mp4 *.mkv *.mov *.mpg *.mpeg *.ps *.ts *.264 *.265)",
      {"Path/DownPath", "Path/RecPath"}},
-    {false, "Choose a firmware file", "Firmware (*.bin *.img *.pak *.zip)", {}},
-    {false, "Choose a file", nullptr, {}},
+    {kPickFirmware, false, "Choose a firmware file", "Firmware (*.bin *.img *.pak *.zip)", {}},
+    {kPickAnyFile, false, "Choose a file", nullptr, {}},
 };
 
 /// The folder itself or the nearest one above it that exists; empty when there is none.
@@ -73,15 +78,16 @@ QString startFolder(const Mode& mode, const QString& settingsFile)
 std::optional<Choice> choiceOf(const QString& mode, const QString& settingsFile)
 {
     bool isNumber = false;
-    const unsigned index = mode.toUInt(&isNumber);
-    if (!isNumber || index >= std::size(kModes)) {
+    const unsigned number = mode.toUInt(&isNumber);
+    const auto* const wanted =
+        std::find_if(std::begin(kModes), std::end(kModes), [&](const Mode& m) { return unsigned(m.mode) == number; });
+    if (!isNumber || wanted == std::end(kModes)) {
         return std::nullopt;
     }
-    const Mode& wanted = kModes[index];
-    Choice choice{wanted.folder, wanted.title, {}, startFolder(wanted, settingsFile)};
-    if (!wanted.folder) {
-        if (wanted.filter) {
-            choice.filters << wanted.filter;
+    Choice choice{wanted->folder, wanted->title, {}, startFolder(*wanted, settingsFile)};
+    if (!wanted->folder) {
+        if (wanted->filter) {
+            choice.filters << wanted->filter;
         }
         choice.filters << kAnyFile;
     }

@@ -16,7 +16,7 @@ struct Choice {
     QString startFolder; // exists
 };
 
-/// Modes: 0 folder for recordings, 1 for snapshots, 2 for downloads; 3 a recording, 4 a firmware file, 5 any file.
+/// `mode` is one of EPickerMode, as a number.
 /// `settingsFile` is the viewer's own: the dialog opens where it keeps such files.
 std::optional<Choice> choiceOf(const QString& mode, const QString& settingsFile);
 

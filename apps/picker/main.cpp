@@ -1,6 +1,6 @@
 // The picker: shows the system's dialog for a folder or a file and prints the chosen path.
 //
-//   Browse MODE [MORE]   MODE as in Choice.h; MORE, whatever it is, says that a program waits for the answer:
+//   Browse MODE [MORE]   MODE as in PickerMode.h; MORE, whatever it is, says that a program waits for the answer:
 //                        then the dialog goes when the standard input ends
 //
 // Output: the path in UTF-8 without a line end, nothing when the user took none. Exit code: 0 in both cases, 2 for a

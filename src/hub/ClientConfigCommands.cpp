@@ -1,11 +1,12 @@
 // MainType 18: the folders and formats in ClientCfg.ini, and the native dialog that picks a folder.
+#include "hub/PickerMode.h"
 #include "hub/PluginManage.h"
+#include "platform/ClientConfig.h"
 #include "platform/Paths.h"
 #include "shell/LightWeightLog.h"
 #include "surface/PlayWidget.h"
 
 #include <QProcess>
-#include <QSettings>
 
 namespace
 {
@@ -16,11 +17,11 @@ void CPluginManage::onMainMsgClientConfig(const Json::Value& request)
 {
     switch (request["SubType"].asInt()) {
     case kPickRecord:
-        return startPicker(request, 0);
+        return startPicker(request, kPickRecordFolder);
     case kPickCapture:
-        return startPicker(request, 1);
+        return startPicker(request, kPickCaptureFolder);
     case kPickDownload:
-        return startPicker(request, 2);
+        return startPicker(request, kPickDownloadFolder);
     case kSave:
         return saveClientConfig(request);
     case kRead:
@@ -39,11 +40,10 @@ void CPluginManage::saveClientConfig(const Json::Value& request)
     const int nRecordType = request["RecordType"].asInt();
     writeLog("CPluginManage::onMainMsgClientConfig", "save config path");
     {
-        QSettings settings(platform::applicationDir() + "/ClientCfg.ini", QSettings::IniFormat);
-        settings.setIniCodec(platform::systemCodec());
-        settings.setValue("Path/RecPath", strRecPath);
-        settings.setValue("Path/CapPath", strCapPath);
-        settings.setValue("Path/DownPath", strDownPath);
+        platform::ClientConfig settings;
+        settings.setValue(platform::kRecordFolder.szKey, strRecPath);
+        settings.setValue(platform::kCaptureFolder.szKey, strCapPath);
+        settings.setValue(platform::kDownloadFolder.szKey, strDownPath);
         settings.setValue("Info/RecordType", nRecordType);
     }
     Json::Value reply = replyTo(request);

@@ -1,14 +1,14 @@
 // MainType 30: a file of this machine into the device. Its configuration or another file is picked by the user; the
 // alarm voice lies beside the program.
 #include "device/LumoConnect.h"
+#include "hub/PickerMode.h"
 #include "hub/PluginManage.h"
 #include "platform/Paths.h"
 
 namespace
 {
 
-constexpr int kPickFile = 5; // mode of the picker
-constexpr int kSent = 1;     // status of a transfer that the device has whole
+constexpr int kSent = 1; // status of a transfer that the device has whole
 
 enum ESubType { kConfig = 0, kPickedFile = 1, kVoice = 2, kVoiceOther = 3, kVoiceShort = 4 };
 
@@ -54,7 +54,7 @@ void CPluginManage::importVoice(const Json::Value& request, int nChannel)
 /// Answers when the dialog has closed, or when the transfer has ended. A picker that fails gets no answer at all.
 void CPluginManage::importPicked(int nChannel)
 {
-    runPicker({QString::number(kPickFile), "1"}, [this, nChannel](bool bOk, const QByteArray& output) {
+    runPicker({QString::number(kPickAnyFile), "1"}, [this, nChannel](bool bOk, const QByteArray& output) {
         if (!bOk)
             return;
         const int nSubType = importSubType;

@@ -1,14 +1,14 @@
 // MainType 25 (firmware from a file of this machine), 21 (firmware from the vendor's cloud), and the event that tells
 // how far an upgrade is.
 #include "device/LumoConnect.h"
+#include "hub/PickerMode.h"
 #include "hub/PluginManage.h"
 #include "shell/LightWeightLog.h"
 
 namespace
 {
 
-constexpr int kPickFirmware = 4; // mode of the picker
-constexpr int kFileMsg = 25;     // Msg and SubMsg of every reply to MainType 25: the page relies on both
+constexpr int kFileMsg = 25; // Msg and SubMsg of every reply to MainType 25: the page relies on both
 constexpr int kFileReplies = 1;
 
 enum EFileSubType { kPick = 0, kStart = 1 };
