@@ -47,7 +47,7 @@ private:
     std::unique_ptr<uint8_t[]> m_pSendBuffer; // capture thread, then the destructor
     std::atomic<int> m_lTalkHandle{-1};       // atomic: written by the hub, read by the capture thread
     uint8_t m_byAudioParam = 0;               // what the device says of its sound; nothing reads it
-    bool m_bTalking = false;
+    bool m_bTalking = false;                  // nothing reads it: a CTalk that does not talk is deleted
     LoginContext m_loginInfo;
     int m_nSampleRate = 8000; // Hz; not changed once a capture runs
 };

@@ -1,5 +1,6 @@
 // MainType 16: talk to the device or to one of its channels.
 #include "audio/Talk.h"
+#include "device/Channels.h"
 #include "device/LumoConnect.h"
 #include "hub/PluginManage.h"
 #include "shell/LightWeightLog.h"
@@ -12,7 +13,6 @@ namespace
 
 const char* const kTag = "CPluginManage::onMainMsgTalk";
 constexpr int kAbilityRoom = 102400; // bytes
-constexpr int kAllChannels = 255;    // the page's word for -1
 
 enum ETalk { kTalkChannel = 0, kTalkDevice = 1, kTalkStop = 2, kTalkAbility = 3 };
 
@@ -57,7 +57,7 @@ bool CPluginManage::startTalk(const Json::Value& request, int nSubMsg)
     talk->SetLoginInfo(m_login);
     bool bStarted = false;
     if (nSubMsg == kTalkChannel)
-        bStarted = talk->TalkChannel(nAsked == kAllChannels ? -1 : nAsked);
+        bStarted = talk->TalkChannel(deviceChannelOf(nAsked));
     else if (nSubMsg == kTalkDevice)
         bStarted = talk->TalkDevice();
     if (!bStarted)

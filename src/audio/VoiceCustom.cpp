@@ -22,7 +22,8 @@ constexpr int kCodeRoom = 2048;      // bytes of A-law a block
 constexpr int kPortBuffer = 5120000; // bytes
 constexpr int kLargestChunk = 320;   // bytes
 
-std::atomic<int> TestChunkBytes{160}; // of A-law: 20 ms; atomic: written by the hub, read by the test thread
+// Of A-law: what TestChunkMs of m_nSampleRate are. Atomic: written by the hub, read by the test thread.
+std::atomic<int> TestChunkBytes{160};
 constexpr int TestChunkMs = 20;
 
 intptr_t userOf(VoiceCustom* pVoice)

@@ -1,5 +1,6 @@
 // MainType 20: the custom alarm voice; recorded and played by VoiceCustom, sent to the device from here.
 #include "audio/VoiceCustom.h"
+#include "device/Channels.h"
 #include "device/DeviceText.h"
 #include "device/LumoConnect.h"
 #include "hub/PluginManage.h"
@@ -11,8 +12,7 @@
 namespace
 {
 
-constexpr int kAllChannels = 255; // the page's word for -1
-constexpr int kSingleCamera = 2;  // device type: no channels, one purpose
+constexpr int kSingleCamera = 2; // device type: no channels, one purpose
 
 enum EVoice { kVoiceRecord = 0, kVoiceStop = 1, kVoiceTest = 2, kVoiceSend = 3, kVoiceStopTest = 4 };
 
@@ -52,8 +52,6 @@ void CPluginManage::onMainMsgVoiceCustom(const Json::Value& request)
 /// -2 when the file cannot be opened, -3 when it is empty, -4 when the device refuses; the end is told by an event.
 int CPluginManage::SendCustomVoice(int nChannel, int nPurpose)
 {
-    if (nChannel == kAllChannels)
-        nChannel = -1;
     const QString strFile = platform::nativePath(VoiceCustom::instance()->file());
     QFile file(strFile);
     if (!file.open(QIODevice::ReadWrite | QIODevice::Append)) // makes a missing one, which is empty then: required
@@ -66,8 +64,9 @@ int CPluginManage::SendCustomVoice(int nChannel, int nPurpose)
     platform::copyLocal8Bit(szPath, sizeof szPath, strFile);
     char szText[2048];
     platform::copyLocal8Bit(szText, sizeof szText,
-                            m_login.deviceType == kSingleCamera ? alarmVoiceShortText(nSize)
-                                                                : alarmVoiceText(nChannel, nSize, nPurpose));
+                            m_login.deviceType == kSingleCamera
+                                ? alarmVoiceShortText(nSize)
+                                : alarmVoiceText(deviceChannelOf(nChannel), nSize, nPurpose));
     const int nSent = CLumoConnect::instance()->SendAudioFile(
         m_login.loginId, szPath, szText, &CPluginManage::SendVoiceCallBack, reinterpret_cast<intptr_t>(this));
     return nSent < 0 ? -4 : 0;

@@ -404,7 +404,7 @@ bool CDecodeChannel::ChangeFileFormat(const QString& strSrc, const QString& strD
                                nUser) > 0;
 }
 
-int pageCodeOf(int nPlayState)
+std::optional<int> pageCodeOf(int nPlayState)
 {
     if (nPlayState >= CDecodeChannel::kSlowFirst && nPlayState <= CDecodeChannel::kSlowLast)
         return 5;
@@ -422,6 +422,6 @@ int pageCodeOf(int nPlayState)
     case CDecodeChannel::kStepBack:
         return 8;
     default:
-        return nPlayState;
+        return std::nullopt;
     }
 }

@@ -11,6 +11,7 @@
 #include <QString>
 
 #include <atomic>
+#include <optional>
 
 class CDecodeChannel
 {
@@ -30,7 +31,7 @@ public:
 
     /// Year, month, day and time; what could not be read is 0.
     struct SDateTime {
-        uint16_t year = 0, month = 0, dayOfWeek = 0, day = 0, hour = 0, minute = 0, second = 0, milliseconds = 0;
+        uint16_t year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
     };
 
     /// Port, device context (see LumoDrawSurface), window, user word. On the port's thread.
@@ -84,6 +85,7 @@ public:
 
     /// Returns the new state, which is the old one when the library refused.
     int SetPlayMode(int nMode);
+    /// One of EPlayState, not the page's code.
     int GetPlayState() const { return m_nPlayState; }
 
     /// Always 1.
@@ -118,8 +120,8 @@ private:
     static void drawTrampoline(int nPort, void* hDC, int32_t nUser);
 
     bool m_bOpen = false;
-    bool m_bFile = false; // a file is open on the port
-    bool m_bSound = false;
+    bool m_bFile = false;  // a file is open on the port
+    bool m_bSound = false; // nothing reads it: the pages keep which port is heard
     bool m_bRecord = false;
     const int32_t m_nPort;
     std::atomic<LumoWindow> m_hWnd{0}; // atomic: the draw trampoline reads it on the port's thread
@@ -127,12 +129,13 @@ private:
     SDateTime m_stBegin;
     SDateTime m_stEnd;
     int32_t m_nColor[4] = {64, 64, 64, 64};
-    int32_t m_bOriginal = 0;
-    int32_t m_nStreamType = -1;
+    int32_t m_bOriginal = 0;                     // nothing reads it: the page keeps it by channel
+    int32_t m_nStreamType = -1;                  // nothing reads it: likewise
     std::atomic<DrawFunction> m_fnDraw{nullptr}; // atomic: as m_hWnd
     std::atomic<int32_t> m_nDrawUser{0};         // atomic: as m_hWnd
     int32_t m_nDrawWord = 0;
 };
 
-/// The page's code for a play state: what the page shows as a window's status.
-int pageCodeOf(int nPlayState);
+/// The page's code for a play state of EPlayState, which the page shows as a window's status: 0 stopped, 2 playing,
+/// 4 paused, 5 slow, 6 fast, 7 and 8 single frame. None for what is no state.
+std::optional<int> pageCodeOf(int nPlayState);

@@ -1,11 +1,12 @@
 #include "device/DeviceText.h"
 
+#include "device/Channels.h"
+
 #include <charconv>
 
 namespace
 {
 
-constexpr int kAllChannels = 255; // as the page says it
 constexpr int kPurposeAlarm = 0;
 constexpr int kPurposeOther = 7;
 
@@ -21,7 +22,7 @@ QByteArray oneDecimal(float fValue)
 
 QString announceFileText(int nFileKind, int nChannel, qint64 nSize)
 {
-    const int nDeviceChannel = nChannel == kAllChannels ? -1 : nChannel;
+    const int nDeviceChannel = deviceChannelOf(nChannel);
     switch (nFileKind) {
     case 1:
         return QString(

@@ -5,6 +5,8 @@
 // Text is zero-terminated and cut to its field; local 8-bit encoding except token, which is Latin-1.
 #pragma once
 
+#include "device/Channels.h"
+
 #include <QByteArray>
 
 #include <cstddef>
@@ -17,28 +19,28 @@ struct LoginContext {
     int port; // only its low 16 bits reach the device library
     char user[64];
     char password[64];
-    int loginId;            // above 0 while logged in; else 0 or the library's error
-    int previewHandles[64]; // per channel; above 0 is open
+    int loginId;                      // above 0 while logged in; else 0 or the library's error
+    int previewHandles[kMaxChannels]; // per channel; above 0 is open
     int secondLoginId;
     int secondPreviewHandle;
     int playbackHandles[4];
     int downloadHandle;
-    int channelCount; // sum of the next two
-    int reportedExtraChannels;
+    int channelCount;          // sum of the next two
+    int reportedExtraChannels; // nothing reads these two: their sum is what counts
     int reportedChannels;
-    int deviceId; // running number within the process, 0 until the first good login
+    int deviceId; // running number within the process, 0 until the first good login; goes into PlayWndInfo::Tag alone
     int deviceType;
     char cloudError[260];
-    char softwareVersion[64];
-    char channelWasPlaying[64]; // per channel: bit 0 it was shown, bit 1 its stream
-    char channelWnd[64];        // per channel: the cell it stood in
+    char softwareVersion[64];             // nothing reads it, nor deviceName: no command asks for them
+    char channelWasPlaying[kMaxChannels]; // per channel: bit 0 it was shown, bit 1 its stream
+    char channelWnd[kMaxChannels];        // per channel: the cell it stood in
     int restorePending;
     int buildYear;
     int buildMonth;
     int buildDay;
     char deviceName[64];
     char alarmStyle[64];
-    int lastAppCpu;
+    int lastAppCpu; // nothing reads these three: the page has been told
     int lastSystemCpu;
     int lastAppMemory;
 };

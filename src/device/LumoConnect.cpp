@@ -1,5 +1,6 @@
 #include "device/LumoConnect.h"
 
+#include "device/Ret.h"
 #include "shell/LightWeightLog.h"
 
 #include <algorithm>
@@ -9,10 +10,6 @@
 namespace
 {
 
-constexpr int kRetFailure = 1016;
-constexpr int kRetLoginFailure = 1017;
-constexpr int kRetCloud = 1012;
-constexpr int kRetUnsupported = 1013;
 constexpr int kQueryTimeoutMs = 10000;
 
 int g_nextDeviceId = 1; // hub thread only
@@ -23,19 +20,19 @@ int translateCommon(int error)
     switch (error) {
     case LUMONET_ERR_USER:
     case LUMONET_ERR_PASSWORD:
-        return 106;
+        return kRetWrongUser;
     case LUMONET_ERR_REFUSED:
-        return 107;
+        return kRetRefused;
     case LUMONET_ERR_LOCKED:
-        return 206;
+        return kRetLocked;
     case LUMONET_ERR_ALREADY_LOGGED_IN:
-        return 207;
+        return kRetLoggedInAlready;
     case LUMONET_ERR_NOT_LOGGED_IN:
-        return 999;
+        return kRetNotLoggedIn;
     case LUMONET_ERR_SESSIONS:
-        return 218;
+        return kRetSessions;
     case LUMONET_ERR_TIMEOUT:
-        return 1006;
+        return kRetTimeout;
     default:
         return 0;
     }
@@ -46,7 +43,7 @@ int translateLoginError(int error)
     if (error == LUMONET_ERR_CLOUD)
         return kRetCloud;
     const int nRet = translateCommon(error);
-    return nRet ? nRet : kRetLoginFailure;
+    return nRet ? nRet : kRetLoginFailed;
 }
 
 struct SixNumbers {

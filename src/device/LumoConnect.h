@@ -43,6 +43,7 @@ public:
     virtual ~CLumoConnect();
     /// GUI thread, once, before the hub's thread runs.
     virtual int InitLumoNet(LumoDisconnectCallback disconnectFunction, void* user);
+    /// No caller: the program ends without giving the library up, as the object is never destroyed.
     virtual int CleanUp();
     /// The login handle; on failure the library's error, 0 or negative, with its translation in *ret.
     virtual int ConnectDevice(LoginContext* context, int* ret, const char* webType);
@@ -105,5 +106,5 @@ private:
     int login(const LoginContext& context, NetDeviceInfo& info, int& error);
     void takeDeviceInfo(LoginContext& context, const NetDeviceInfo& info);
 
-    bool disconnected = false;
+    bool disconnected = false; // the last device was logged out; nothing reads it: the hub has the login handle
 };

@@ -1,6 +1,7 @@
 // Files towards the device: its configuration as one block, any other file announced by a command and sent after it.
 #include "device/DeviceText.h"
 #include "device/LumoConnect.h"
+#include "device/Ret.h"
 #include "shell/LightWeightLog.h"
 
 #include <QFile>
@@ -9,11 +10,6 @@
 
 namespace
 {
-
-constexpr int kRetSuccess = 100;
-constexpr int kRetNoFile = 109; // missing or empty
-constexpr int kRetTooLong = 1015;
-constexpr int kRetNothingDone = 1019;
 
 constexpr int kConfigFile = 0;      // of fileKind
 constexpr int kConfigLimit = 65536; // bytes

@@ -2,6 +2,7 @@
 //
 // A widget calls these on the GUI thread, where nobody catches what jsoncpp throws at an answer of the wrong form: it
 // is caught here and counts as no answer.
+#include "device/Channels.h"
 #include "device/DeviceText.h"
 #include "device/LumoConnect.h"
 #include "shell/LightWeightLog.h"
@@ -9,7 +10,6 @@
 #include <json/json.h>
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 
 // jsoncpp calls its reader deprecated; the hub reads with the same one.
@@ -24,7 +24,7 @@ constexpr int kOutputSize = 65536;
 constexpr int kInputSize = 256;
 constexpr int kSetScaleNumber = 3032;
 constexpr int kReadScaleNumber = 3034;
-constexpr int kAllChannels = -1;
+constexpr int kDeviceSuccess = 100; // the device's own word, not the page's
 constexpr int kOtherLens = 1;
 constexpr float kDefaultMaxTimes = 8.0F;
 
@@ -50,7 +50,7 @@ struct SScale {
 bool readScale(const Json::Value& answer, bool wholeDevice, SScale& scale)
 {
     writeLog("CLumoConnect::GetScaleTwoLensConfig", QString("OPSensorGet %1").arg(answer["Ret"].asInt()));
-    if (answer["Ret"].asInt() != 100)
+    if (answer["Ret"].asInt() != kDeviceSuccess)
         return false;
     const Json::Value& lens = answer[wholeDevice ? std::string("OPSensorGet") : answer["Name"].asString()][0];
     scale.fTimes = std::max(0.0F, lens["Times"].asFloat());
@@ -68,17 +68,16 @@ bool CLumoConnect::GetScaleTwoLensAbility(int loginId, int channel, bool viaPath
     writeLog(szTag, "GetScaleTwoLensAbility");
     if (viaPath)
         return LUMONET_HasAbility(loginId, "SystemFunction/OtherFunction/SupportScaleTwoLens", 0);
-    char buffer[kAbilitySize];
-    std::memset(buffer, 0, sizeof buffer);
+    const auto pOutput = std::make_unique<char[]>(kAbilitySize); // zeroed
     int nReturned = 0;
     const int nResult = LUMONET_GetSystemAbility_Json(loginId, "bypass@SystemFunction", LUMO_ABILITY_SYSTEM, channel,
-                                                      buffer, kAbilitySize, &nReturned, kTimeoutMs);
+                                                      pOutput.get(), kAbilitySize, &nReturned, kTimeoutMs);
     writeLog(szTag, QString("GetScaleTwoLensAbility----->ret:%1").arg(nResult));
     if (nResult != 1)
         return false;
     try {
         Json::Value json;
-        if (!parse(buffer, kAbilitySize, json))
+        if (!parse(pOutput.get(), kAbilitySize, json))
             return false;
         const Json::Value& answer = json; // read as const, which adds no key
         return answer[answer["Name"].asString()]["OtherFunction"]["SupportScaleTwoLens"].asBool();
@@ -92,7 +91,7 @@ int CLumoConnect::GetScaleTwoLensConfig(int loginId, int channel, int stream, fl
                                         float* maxTimes)
 {
     static const char* const szTag = "CLumoConnect::GetScaleTwoLensConfig";
-    const int nChannel = wholeDevice ? kAllChannels : channel;
+    const int nChannel = wholeDevice ? kDeviceAllChannels : channel;
     const SInput input(readScaleText(stream));
     const auto pOutput = std::make_unique<char[]>(kOutputSize); // zeroed
     int nReturned = 0;

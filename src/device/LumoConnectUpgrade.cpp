@@ -1,5 +1,6 @@
 // What a device can do, and its firmware: asking for a newer one, starting an upgrade, following it.
 #include "device/LumoConnect.h"
+#include "device/Ret.h"
 #include "shell/LightWeightLog.h"
 
 #include <cstring>
@@ -7,8 +8,6 @@
 namespace
 {
 
-constexpr int kRetSuccess = 100;
-constexpr int kRetUpgradeRefused = 1007;
 constexpr int kAskTimeoutMs = 20000;
 constexpr int kFromFile = 1;
 constexpr int kFromCloud = 0;

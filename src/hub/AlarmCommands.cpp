@@ -2,10 +2,8 @@
 // event that tells the page of an alarm.
 #include "hub/AlarmNames.h"
 #include "hub/PluginManage.h"
-#include "platform/Paths.h"
+#include "platform/ClientConfig.h"
 #include "shell/LightWeightLog.h"
-
-#include <QSettings>
 
 #include <algorithm>
 #include <cstring>
@@ -30,8 +28,7 @@ void CPluginManage::onMainMsgAlarmType(const Json::Value& request)
 {
     int nRet = kRetFailure;
     try {
-        QSettings settings(platform::applicationDir() + "/ClientCfg.ini", QSettings::IniFormat);
-        settings.setIniCodec(platform::systemCodec());
+        platform::ClientConfig settings;
         for (const char* szType : kAlarmTypes)
             settings.setValue(settingOf(szType), request["alarmtype"][szType].asBool());
         nRet = kRetSuccess;
@@ -45,8 +42,7 @@ void CPluginManage::onMainMsgAlarmType(const Json::Value& request)
 
 void CPluginManage::onMainMsgReadAlarmType(const Json::Value& request)
 {
-    QSettings settings(platform::applicationDir() + "/ClientCfg.ini", QSettings::IniFormat);
-    settings.setIniCodec(platform::systemCodec());
+    const platform::ClientConfig settings;
     Json::Value reply = replyTo(request);
     reply["SubMsg"] = kAllKinds;
     for (const char* szType : kAlarmTypes)

@@ -19,7 +19,7 @@ void readKeys(const Json::Value& request, SLoginRequest& login)
     const Json::Value& loginType = device["LoginType"];
     login.loginType = loginType.isInt() ? loginType.asInt() : 0;
     if (login.loginType == 2)
-        writeLog(kTag, "fasjnflk  token"); // also when one of its keys is missing
+        writeLog(kTag, "fasjnflk  token"); // the text is required; also when one of its keys is missing
     if (login.loginType == 0)
         login.ip = text(device["IP"]).toLocal8Bit();
     if (login.loginType == 1 || login.loginType == 2)

@@ -23,8 +23,7 @@ int nextStep(int nState, int nFirst, int nLast)
 
 int PlayStateToStatus(int nState)
 {
-    const int nCode = pageCodeOf(nState);
-    return nCode != nState ? nCode : 0; // no state has its own number as code: that one passes on what is none
+    return pageCodeOf(nState).value_or(0);
 }
 
 int PlayStateToSpeedStep(int nState)

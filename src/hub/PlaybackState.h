@@ -6,7 +6,6 @@
 
 class CPluginManage;
 
-constexpr int kPlaybackPage = 1; // as PlayWidget counts its pages
 constexpr int kPlaybackWnds = 4;
 
 /// What a mode of the playback page plays.
@@ -23,10 +22,10 @@ struct PlayWndInfo {
     std::atomic<int> Wnd{0};
     int State = 0; // of CDecodeChannel; of the download: 0 while its picture is on the screen
     std::atomic<int> Kind{kKindWindow};
-    int Tag = 0; // the device's running number
+    int Tag = 0; // the device's running number when it started; nothing reads it
 };
 
-/// The page's code of a play state: 0 stopped, or no state, 2 playing, 4 paused, 5 slow, 6 fast, 7 and 8 single frame.
+/// The page's code of a play state, see pageCodeOf; 0, as for stopped, for what is no state.
 int PlayStateToStatus(int nState);
 /// 1 to 4 for the steps of slow and fast, -1 for any other state.
 int PlayStateToSpeedStep(int nState);

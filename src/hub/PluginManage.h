@@ -7,6 +7,7 @@
 // device; nothing on the GUI thread may ever wait for the hub.
 #pragma once
 
+#include "device/Channels.h"
 #include "device/LoginContext.h"
 #include "device/LumoNet.h"
 #include "hub/Json.h"
@@ -101,6 +102,7 @@ private:
     void onMainMsgLogout(const Json::Value& request);
     void onMainMsgLoginAgain(const Json::Value& request);
     int loginDev();
+    int loginWithChannels();
     void logoutDev();
     int loginAndBind(const struct SLoginRequest& login, quint64 hBrowse, quint64 hClient);
     void rememberView();
@@ -113,7 +115,8 @@ private:
     void saveClientConfig(const Json::Value& request);
     void readClientConfig(const Json::Value& request);
     void startPicker(const Json::Value& request, int nMode);
-    /// bOk: it ended by itself with exit code 0. hub thread; never called if the program cannot be started.
+    /// The arguments begin with an EPickerMode. bOk: it ended by itself with exit code 0. hub thread; never called if
+    /// the program cannot be started.
     using PickerEnd = std::function<void(bool bOk, const QByteArray& output)>;
     void runPicker(const QStringList& arguments, PickerEnd fnEnd);
 
@@ -281,7 +284,7 @@ private:
     int SendCustomVoice(int nChannel, int nPurpose);
     static void SendVoiceCallBack(long lSendHandle, long nStatus, long nError, long nExtra, intptr_t nUser);
 
-    static bool isChannel(int nChannel) { return nChannel >= 0 && nChannel < 64; }
+    static bool isChannel(int nChannel) { return nChannel >= 0 && nChannel < kMaxChannels; }
     int listedChannels() const { return std::min(m_login.channelCount, kMaxListed); }
 
     /// What the last key frame said of a channel's picture; 0 when unknown.
@@ -290,6 +293,8 @@ private:
         unsigned uHeight = 0;
         int nShowElect = 0; // 1 when the picture has enough pixels to steer in
     };
+
+    // Every name below but m_login is fixed, in either spelling; a new one has m_ and its tag.
 
     // The page session.
     const int sessionId;
@@ -306,7 +311,7 @@ private:
     // The device session. hub thread only; closures on the GUI thread touch it while the hub waits.
     LoginContext m_login;
     int lastLoginError = 0;
-    SWindowVideo windowVideo[64];
+    SWindowVideo windowVideo[kMaxChannels];
     std::unique_ptr<CTalk> talk; // hub thread only; null when no talk runs
 
     // Playback. hub thread only, except what PlayWndInfo says of itself.

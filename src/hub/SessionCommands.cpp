@@ -1,4 +1,5 @@
 // MainType 8 (login), 9 (logout) and 28 (login again in place), and the loss of the device.
+#include "device/Channels.h"
 #include "device/LumoConnect.h"
 #include "hub/LoginRequest.h"
 #include "hub/PluginManage.h"
@@ -102,20 +103,16 @@ int CPluginManage::loginAndBind(const SLoginRequest& login, quint64 hBrowse, qui
     webType = login.webType;
     sampleRate16 = login.sampleRate16;
     fillContext(m_login, login);
-    const int nRet = loginDev();
+    const int nRet = loginWithChannels();
     if (nRet != kRetSuccess)
         return nRet;
-    if (m_login.channelCount < 1 || m_login.channelCount > 64) {
-        logoutDev();
-        return kRetChannelCount;
-    }
     writeLog("CPluginManage::onMainMsgLogin", QString("channel num=%1").arg(m_login.channelCount));
     returnToMainThreadSync([&] {
         PlayWidget* pWidget = PlayWidget::Instance();
         pWidget->BindBrowser(hBrowse, hClient, login.title, login.browse);
         pWidget->SetTheme(webType);
         pWidget->SetLoginInfo(m_login.loginId, m_login.deviceType);
-        pWidget->SetPageIndex(0);
+        pWidget->SetPageIndex(kLivePage);
         pWidget->ChangeSplit(splitModeFor(m_login.channelCount));
         // Unique, so that a login after a login adds nothing.
         connect(pWidget, &PlayWidget::curWndIndexSig, this, &CPluginManage::onCurWndChange,
@@ -140,6 +137,16 @@ int CPluginManage::loginDev()
     }
     lastLoginError = m_login.loginId;
     return nRet;
+}
+
+/// As loginDev; a device without channels, or with more than there may be, is logged out again.
+int CPluginManage::loginWithChannels()
+{
+    const int nRet = loginDev();
+    if (nRet != kRetSuccess || (m_login.channelCount >= 1 && m_login.channelCount <= kMaxChannels))
+        return nRet;
+    logoutDev();
+    return kRetChannelCount;
 }
 
 /// All windows, whatever they play.
@@ -182,7 +189,8 @@ void CPluginManage::onMainMsgLogout(const Json::Value&)
 {
     static const char* const szTag = "CPluginManage::onMainMsgLogout";
     // Not waited for: the picture goes at once while the device side takes its time.
-    emit returnToMainThreadAsyncSig([] { PlayWidget::Instance()->onWidgetStatuChange(1, PluginRegion()); });
+    emit returnToMainThreadAsyncSig(
+        [] { PlayWidget::Instance()->onWidgetStatuChange(PlayWidget::kHide, PluginRegion()); });
     writeLog(szTag, QString("logout nSessionID=%1").arg(sessionId));
     writeLog(szTag, "killTimer");
     stopTimer(positionTimerId);
@@ -207,13 +215,13 @@ void CPluginManage::onDisconnect()
 void CPluginManage::rememberChannel(int nChannel)
 {
     PlayWidget* pWidget = PlayWidget::Instance();
-    m_login.channelWnd[nChannel] = char(pWidget->FindWndByChannel(0, nChannel));
+    m_login.channelWnd[nChannel] = char(pWidget->FindWndByChannel(kLivePage, nChannel));
     m_login.channelWasPlaying[nChannel] = char(1 | pWidget->GetStreamType(nChannel) * 2);
 }
 
 void CPluginManage::rememberView()
 {
-    for (int i = 0; i < 64; ++i)
+    for (int i = 0; i < kMaxChannels; ++i)
         if (m_login.previewHandles[i] > 0)
             returnToMainThreadSync([=, this] { rememberChannel(i); });
 }
@@ -225,15 +233,9 @@ void CPluginManage::onMainMsgLoginAgain(const Json::Value& request)
     rememberView();
     if (m_login.loginId > 0)
         logoutDev();
-    int nRet = loginDev();
-    if (nRet == kRetSuccess) {
-        if (m_login.channelCount < 1 || m_login.channelCount > 64) {
-            logoutDev();
-            nRet = kRetChannelCount;
-        } else {
-            returnToMainThreadSync([&] { PlayWidget::Instance()->SetLoginInfo(m_login.loginId, m_login.deviceType); });
-        }
-    }
+    const int nRet = loginWithChannels();
+    if (nRet == kRetSuccess)
+        returnToMainThreadSync([&] { PlayWidget::Instance()->SetLoginInfo(m_login.loginId, m_login.deviceType); });
     reply["Id"] = sessionId;
     reply["SerialNo"] = utf8OfLocal(m_login.serialNo);
     sendReply(reply, nRet);

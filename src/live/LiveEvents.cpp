@@ -6,7 +6,6 @@
 namespace
 {
 
-constexpr int kLivePage = 0;
 constexpr int kSteerablePixels = 2560 * 1440; // from this size on a picture is worth steering in
 
 /// What the page is told of a channel. The defaults stand for no channel.

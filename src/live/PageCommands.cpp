@@ -1,5 +1,6 @@
 // MainType 2: which page is shown. The streams move with it: the live ones end when playback is shown and come back
 // after it.
+#include "device/Channels.h"
 #include "device/LumoConnect.h"
 #include "hub/PluginManage.h"
 #include "surface/PlayWidget.h"
@@ -10,10 +11,8 @@
 namespace
 {
 
-constexpr int kLivePage = 0;
-constexpr int kColorPage = 2;
-constexpr int kNoCell = 255; // as channelWnd keeps it
-constexpr int kLastCell = 64;
+constexpr int kNoCell = 255;  // as channelWnd keeps it
+constexpr int kLastCell = 64; // one more than there are: required, and no cell is ever remembered as 64
 
 } // namespace
 
@@ -53,7 +52,7 @@ void CPluginManage::leavePlayback()
 /// What runs is remembered, for the way back.
 void CPluginManage::leaveLiveView()
 {
-    for (int i = 0; i < 64; ++i) {
+    for (int i = 0; i < kMaxChannels; ++i) {
         if (m_login.previewHandles[i] <= 0)
             continue;
         CLumoConnect::instance()->DisconnectChannel_V2(m_login.previewHandles[i], &CPluginManage::RealDataCallBack_V2,
@@ -72,7 +71,7 @@ void CPluginManage::restoreLiveView()
 {
     Json::Value event = eventOf(0, 3);
     event["ChnStatus"] = Json::arrayValue;
-    const int nCount = std::min(m_login.channelCount, 64);
+    const int nCount = std::min(m_login.channelCount, kMaxChannels);
     for (int i = 0; i < nCount; ++i) {
         const int nStream = m_login.channelWasPlaying[i] >> 1 & 1;
         Json::Value& status = event["ChnStatus"][i];

@@ -7,20 +7,10 @@ namespace
 {
 
 const char* const kTag = "CPluginManage::onMainMsgPreview";
-constexpr int kLivePage = 0;
-constexpr int kActivePage = 5; // GetCurChannel's word for whichever page is shown
 
 int retOf(int nResult)
 {
     return nResult == 0 ? kRetSuccess : kRetFailure;
-}
-
-/// GUI thread.
-LocalInfo reloadedInfo()
-{
-    LocalInfo info;
-    PlayWidget::Instance()->LoadLocalInfo(&info, QString());
-    return info;
 }
 
 } // namespace
@@ -101,7 +91,7 @@ void CPluginManage::onPreviewFullScreen(const Json::Value& request)
 void CPluginManage::onPreviewCurrent(const Json::Value& request)
 {
     Json::Value reply = replyTo(request);
-    reply["Chn"] = onGuiThread([] { return PlayWidget::Instance()->GetCurChannel(kActivePage); });
+    reply["Chn"] = onGuiThread([] { return PlayWidget::Instance()->GetCurChannel(kCurrentPage); });
     sendReply(reply, kRetSuccess);
 }
 
@@ -130,7 +120,7 @@ void CPluginManage::onPreviewCapture(const Json::Value& request)
         sendReply(reply, kRetFailure);
         return;
     }
-    reply["CapPath"] = utf8OfLocal(onGuiThread([] { return reloadedInfo(); }).szCapPath);
+    reply["CapPath"] = utf8OfLocal(onGuiThread([] { return PlayWidget::Instance()->ReloadLocalInfo(); }).szCapPath);
     sendReply(reply, kRetSuccess);
 }
 
@@ -148,7 +138,7 @@ void CPluginManage::onPreviewRecord(const Json::Value& request)
     LocalInfo info{};
     returnToMainThreadSync([&] {
         nResult = PlayWidget::Instance()->Record(nChannel, bRecord, bResult);
-        info = reloadedInfo();
+        info = PlayWidget::Instance()->ReloadLocalInfo();
     });
     reply["RecPath"] = utf8OfLocal(info.szRecPath);
     reply["Chn"] = nChannel;

@@ -1,4 +1,5 @@
 // MainType 4, SubType 0 and 1: streams of the device onto cells, and off again.
+#include "device/Channels.h"
 #include "device/LumoConnect.h"
 #include "hub/PluginManage.h"
 #include "shell/LightWeightLog.h"
@@ -11,8 +12,6 @@
 namespace
 {
 
-constexpr int kLivePage = 0;
-constexpr int kAllChannels = 255;
 constexpr int kStoppedStream = 9; // what a stop of all channels reports as stream
 constexpr int kNoError = 100;     // the error value before anything has failed
 
@@ -24,7 +23,7 @@ struct SAllChannels {
 /// What a Channel that names no single one asks for.
 SAllChannels allChannelsOf(int nChannel, int nListed)
 {
-    if (nChannel == -1 || nChannel == kAllChannels)
+    if (nChannel == -1 || nChannel == kPageAllChannels)
         return {nListed, std::nullopt};
     const int nQuads = nChannel / 100;
     return {std::clamp(nQuads, 0, kMaxListed / 4) * 4, nQuads};
@@ -37,7 +36,7 @@ bool isOneChannel(int nChannel)
 
 bool isRecording(int nChannel)
 {
-    return nChannel < 64 && PlayWidget::Instance()->IsRecording(nChannel);
+    return nChannel < kMaxChannels && PlayWidget::Instance()->IsRecording(nChannel);
 }
 
 } // namespace
@@ -127,7 +126,7 @@ void CPluginManage::startAllPreviews(const Json::Value& request, int nChannel, i
 
     // The cell goes first and the network second, the opposite of one channel's order.
     const SAllChannels all = allChannelsOf(nChannel, listedChannels());
-    const int nStops = std::min(all.nCount, 64);
+    const int nStops = std::min(all.nCount, kMaxChannels);
     returnToMainThreadSync([&] {
         if (all.splitMode)
             PlayWidget::Instance()->ChangeSplit(*all.splitMode);

@@ -25,11 +25,11 @@ constexpr int kFirstSplit = 9;
 constexpr int kTwoLensDevice = 2; // a kind of device that is itself the camera: it is asked as a whole
 
 // Lives as long as the process, for stream data may come when the page has gone.
-constinit CPortTable<CDecodeChannel, 0, kChannels> g_livePorts;
+constinit CPortTable<CDecodeChannel, 0, kMaxChannels> g_livePorts;
 
 bool isChannel(int nChannel)
 {
-    return nChannel >= 0 && nChannel < kChannels;
+    return nChannel >= 0 && nChannel < kMaxChannels;
 }
 
 int resultOf(int nDecoderResult)
@@ -185,7 +185,7 @@ int CRealPlayWidget::switchRecording(CDecodeChannel& channel, int nChannel, bool
 int CRealPlayWidget::Record(int nChannel, bool bRecord, bool& bResult)
 {
     Q_ASSERT(QThread::currentThread() == thread());
-    m_localInfo = loadLocalFolders();
+    m_localInfo = loadLocalFolders(platform::ESlashes::Native);
     CDecodeChannel* pChannel = GetDecodeChannel(nChannel);
     if (!pChannel)
         return kNoChannel;
@@ -198,7 +198,7 @@ int CRealPlayWidget::Record(int nChannel, bool bRecord, bool& bResult)
 int CRealPlayWidget::Capture(int nChannel, bool bStill)
 {
     Q_ASSERT(QThread::currentThread() == thread());
-    m_localInfo = loadLocalFolders();
+    m_localInfo = loadLocalFolders(platform::ESlashes::Native);
     CDecodeChannel* pChannel = GetDecodeChannel(nChannel);
     if (!pChannel)
         return kNoChannel;

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "decode/DecodeChannel.h"
+#include "device/Channels.h"
 #include "surface/GridLayout.h"
 #include "surface/LocalInfo.h"
 #include "surface/ZoomRegion.h"
@@ -22,8 +23,6 @@
 class CPlayWindowManage;
 class QHBoxLayout;
 struct RuleInfo;
-
-constexpr int kChannels = 64;
 
 /// Electronic PTZ of one channel, in the virtual square.
 struct PtzElectState {
@@ -115,7 +114,7 @@ public slots:
 protected:
     void resetElectronicPTZ();
 
-    std::array<PtzElectState, kChannels> m_ptzElect;
+    std::array<PtzElectState, kMaxChannels> m_ptzElect;
 
 private:
     void connectGrid();
@@ -128,18 +127,18 @@ private:
     static bool goToPreset(CDecodeChannel& channel, PtzElectState& state, int nPreset);
 
     std::array<int, kGridCells> m_nChannelOfWnd;
-    std::array<bool, kChannels> m_bDigitalZoom{};
-    std::array<bool, kChannels> m_bRecord{};
+    std::array<bool, kMaxChannels> m_bDigitalZoom{};
+    std::array<bool, kMaxChannels> m_bRecord{};
     CPlayWindowManage* m_pWindowManage = nullptr;
     LocalInfo m_localInfo{};
     QHBoxLayout* m_pLayout = nullptr;
     int m_nSoundChannel = -1;
-    std::array<int, kChannels> m_nRageState;
-    std::array<quint8, kChannels> m_nStreamType{}; // kept after a stop
+    std::array<int, kMaxChannels> m_nRageState;
+    std::array<quint8, kMaxChannels> m_nStreamType{}; // kept after a stop
     int m_lLoginID = 0;
     int m_nDevType = 0;
     float m_fLastTimes = 0;
-    int m_nScaleDir = 0;
+    int m_nScaleDir = 0; // of the last ScaleSwitch; nothing reads it
     bool m_bFullScreen = false;
-    std::array<bool, kChannels> m_bScaleTwoLens{};
+    std::array<bool, kMaxChannels> m_bScaleTwoLens{};
 };

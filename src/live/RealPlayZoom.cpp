@@ -80,7 +80,7 @@ CDecodeChannel* CRealPlayWidget::steered(int nChannel, int nWnd, const char* szT
 /// The cell is no plain preview any more, so that no band is drawn in it.
 bool CRealPlayWidget::PTZElectOpen(int nChannel, int nWnd)
 {
-    if (nChannel < 0 || nChannel >= kChannels)
+    if (nChannel < 0 || nChannel >= kMaxChannels)
         return false;
     PtzElectState& state = m_ptzElect[nChannel];
     if (state.nOpen == 1)
@@ -208,7 +208,7 @@ void CRealPlayWidget::OnQuitPTZElect(int nWndIndex)
     if (nWndIndex == -1)
         nWndIndex = GetCurWnd();
     const int nChannel = GetWndChannel(nWndIndex);
-    if (nChannel < 0 || nChannel >= kChannels || m_ptzElect[nChannel].nOpen == 0)
+    if (nChannel < 0 || nChannel >= kMaxChannels || m_ptzElect[nChannel].nOpen == 0)
         return;
     CDecodeChannel* pChannel = GetDecodeChannel(nChannel);
     if (!pChannel)

@@ -40,9 +40,7 @@ bool CPluginManage::convertStep()
         m_nTotalConvertFileNum = 0;
         m_mapConvertFiles.clear();
         if (m_nDownloadKind != kKindPicture) {
-            LocalInfo info{};
-            returnToMainThreadSync([&] { PlayWidget::Instance()->LoadLocalInfo(&info, QString()); });
-            sendDownloadDone(info.szDownPath);
+            sendDownloadDone(onGuiThread([] { return PlayWidget::Instance()->ReloadLocalInfo(); }).szDownPath);
         }
         return true;
     }

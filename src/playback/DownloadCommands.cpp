@@ -3,6 +3,7 @@
 #include "device/LumoConnect.h"
 #include "hub/FileListRequest.h"
 #include "hub/PluginManage.h"
+#include "platform/ClientConfig.h"
 #include "platform/Machine.h"
 #include "platform/Paths.h"
 #include "playback/DownloadNames.h"
@@ -10,7 +11,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QSettings>
 
 #include <algorithm>
 
@@ -20,27 +20,6 @@ namespace
 constexpr int kStarted = 1, kRefused = -1, kListDone = -2; // of StartNextDownload
 constexpr int kWhole = 1000;                               // thousandths
 constexpr int kBetweenFilesMs = 200;                       // the page relies on this pause before the next file
-
-/// As the configuration has it now; an empty one gets its default, in the file too.
-QString downloadFolder()
-{
-    QSettings settings(platform::applicationDir() + "/ClientCfg.ini", QSettings::IniFormat);
-    settings.setIniCodec(platform::systemCodec());
-    QString strFolder = settings.value("Path/DownPath", "").toString();
-    if (strFolder.isEmpty()) {
-        strFolder = platform::nativePath(platform::applicationDir() + "/Device/Download");
-        settings.setValue("Path/DownPath", strFolder);
-    }
-    return strFolder;
-}
-
-/// GUI thread.
-LocalInfo reloadedInfo()
-{
-    LocalInfo info;
-    PlayWidget::Instance()->LoadLocalInfo(&info, QString());
-    return info;
-}
 
 /// The library's word for the end is a current of -1.
 int thousandths(long nTotal, long nCurrent)
@@ -69,7 +48,7 @@ void CPluginManage::onDownloadStart(const Json::Value& request)
     int nRet = kRetNothingDone;
     QString strFolder;
     if (!m_pDownloadFiles.empty()) {
-        strFolder = downloadFolder();
+        strFolder = platform::ClientConfig().folder(platform::kDownloadFolder, platform::ESlashes::Native);
         QDir().mkpath(strFolder);
         m_bCancelDownload = false;
         const int nStarted = StartNextDownload();
@@ -84,7 +63,7 @@ void CPluginManage::onDownloadStart(const Json::Value& request)
 /// folder or the device refused; -2 when the list is done.
 int CPluginManage::StartNextDownload()
 {
-    const LocalInfo info = onGuiThread([] { return reloadedInfo(); });
+    const LocalInfo info = onGuiThread([] { return PlayWidget::Instance()->ReloadLocalInfo(); });
     const QString strFolder = platform::fromLocal8Bit(info.szDownPath);
     if (!QDir(strFolder).exists())
         return kRefused;

@@ -15,14 +15,6 @@ int retOf(bool bOk)
     return bOk ? kRetSuccess : kRetFailure;
 }
 
-/// GUI thread.
-LocalInfo reloadedInfo()
-{
-    LocalInfo info;
-    PlayWidget::Instance()->LoadLocalInfo(&info, QString());
-    return info;
-}
-
 } // namespace
 
 void CPluginManage::onMainMsgPlayback(const Json::Value& request)
@@ -84,7 +76,7 @@ void CPluginManage::onPlaybackCapture(const Json::Value& request)
     returnToMainThreadSync([&] {
         nWnd = wndOfChannel(nChannel);
         bOk = playbackHandle(nWnd) > 0 && PlayWidget::Instance()->Capture(nWnd, false) >= 0;
-        info = reloadedInfo();
+        info = PlayWidget::Instance()->ReloadLocalInfo();
     });
     Json::Value reply = replyTo(request);
     reply["Chn"] = nChannel;
@@ -149,7 +141,7 @@ void CPluginManage::onPlaybackClip(const Json::Value& request)
             bOk = pWidget->PlaybackRecord(nWnd, !bRecord) != 0;
             bRecord = bRecord != bOk;
         }
-        info = reloadedInfo();
+        info = PlayWidget::Instance()->ReloadLocalInfo();
     });
     Json::Value reply = replyTo(request);
     reply["Record"] = bRecord;

@@ -1,12 +1,13 @@
 // MainType 5, SubType 33 to 35: recorded pictures onto windows, from the device or from a local file, and off again.
 #include "device/LumoConnect.h"
 #include "hub/FileListRequest.h"
+#include "hub/PickerMode.h"
 #include "hub/PluginManage.h"
 #include "surface/PlayWidget.h"
 
 namespace
 {
-constexpr unsigned kLastSelectable = 4;
+constexpr unsigned kLastSelectable = 4; // one more than the windows: required; 4 is a cell that is never shown
 constexpr int kLocalStream = 0;
 } // namespace
 
@@ -169,7 +170,7 @@ void CPluginManage::onPlaybackStop(const Json::Value& request)
 void CPluginManage::onPlaybackLocalFile(const Json::Value& request)
 {
     Json::Value reply = replyTo(request);
-    runPicker({"3", "1"}, [this, reply](bool bOk, const QByteArray& output) mutable {
+    runPicker({QString::number(kPickRecording), "1"}, [this, reply](bool bOk, const QByteArray& output) mutable {
         reply["Ret"] = kRetFailure;
         if (bOk)
             playPickedFile(output, reply);

@@ -53,6 +53,7 @@ public:
     int SetWndTime(int nWnd, const char* szBegin, const char* szEnd);
     /// The new state of CDecodeChannel, -1 without a port.
     int SetPlayState(int nWnd, int nState);
+    /// Likewise the decoder's state, not the page's code.
     int GetPlayState(int nWnd);
     /// Local file: the fraction of it; by name: the fraction of the range; by time: seconds of the day. 0 without a
     /// port.
@@ -103,5 +104,5 @@ private:
     std::array<bool, kPlaybackWindows> m_bZoom{};
     std::array<bool, kPlaybackWindows> m_bRecord{};
     int m_nSoundWnd = -1;
-    int m_nSplitMode = 0;
+    int m_nSplitMode = 0; // the last one asked for; nothing reads it: the grid has the layout
 };

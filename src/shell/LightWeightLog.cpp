@@ -1,5 +1,6 @@
 #include "shell/LightWeightLog.h"
 
+#include "platform/ClientConfig.h"
 #include "shell/WriteLogThread.h"
 
 #include <QCoreApplication>
@@ -18,7 +19,7 @@ LightWeightLog::LightWeightLog()
 {
     // main logs before the application object exists, so its directory is empty text and this is the file at the
     // root of the drive. Those who diagnose a session in the field look for the log there.
-    const QSettings settings(WriteLogThread::applicationDir() + "/ClientCfg.ini", QSettings::IniFormat);
+    const QSettings settings(WriteLogThread::applicationDir() + platform::kClientConfigFile, QSettings::IniFormat);
     enabled = settings.value("Enable/PrintLogEn", 1).toBool();
     if (enabled) {
         m_pWriter = new WriteLogThread;

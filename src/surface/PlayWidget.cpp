@@ -4,6 +4,7 @@
 #include "surface/PlayWidget.h"
 
 #include "live/ColorSetWidget.h"
+#include "live/LocalFolders.h"
 #include "live/RealPlayWidget.h"
 #include "platform/Paths.h"
 #include "playback/PlaybackWidget.h"
@@ -15,7 +16,6 @@
 #include <QWindow>
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 #include <limits>
 
 namespace
@@ -27,10 +27,6 @@ constexpr quint32 kStyleLowBits = 0x3fffffff;
 
 // Library threads read it while the GUI thread makes and destroys the object.
 std::atomic<PlayWidget*> s_pInstance{nullptr};
-
-enum EStatus { kStatusHide = 1, kStatusShow = 2, kStatusMove = 4 };
-
-constexpr int kLastPage = 2;
 
 const char* renderClassOf(int nBrowseType)
 {
@@ -51,28 +47,6 @@ int sum(int nA, int nB)
     constexpr qint64 kMin = std::numeric_limits<int>::min();
     constexpr qint64 kMax = std::numeric_limits<int>::max();
     return static_cast<int>(std::clamp(qint64(nA) + nB, kMin, kMax));
-}
-
-QString defaultFolder(const char* szName)
-{
-    QString strFolder = platform::applicationDir() + "\\Device\\" + szName;
-    return strFolder.replace('\\', '/');
-}
-
-void useSystemCodec(QSettings& settings)
-{
-    settings.setIniCodec(platform::systemCodec());
-}
-
-/// The stored path; an empty one is replaced by its default, in the file too.
-QString pathSetting(QSettings& settings, const char* szKey, const char* szDefaultName)
-{
-    const QString strPath = settings.value(szKey, "").toString();
-    if (!strPath.isEmpty())
-        return strPath;
-    const QString strDefault = defaultFolder(szDefaultName);
-    settings.setValue(szKey, strDefault);
-    return strDefault;
 }
 } // namespace
 
@@ -262,7 +236,7 @@ void PlayWidget::onWidgetStatuChange(int nStatus, const PluginRegion& rcPos)
         return;
     }
     switch (nStatus) {
-    case kStatusShow:
+    case kShow:
         writeLog(kTag, "WebCtrlShow call");
         m_bShowPlugin = true;
         m_bPosValid = rcPos.isUsable();
@@ -271,13 +245,13 @@ void PlayWidget::onWidgetStatuChange(int nStatus, const PluginRegion& rcPos)
         if (m_nEmbedType == 1 && m_nMoveTimer == 0)
             m_nMoveTimer = startTimer(kTrackIntervalMs, Qt::CoarseTimer);
         break;
-    case kStatusHide:
+    case kHide:
         writeLog(kTag, "WebCtrlHide call");
         m_bShowPlugin = false;
         if (isVisible())
             hide();
         break;
-    case kStatusMove:
+    case kMove:
         writeLog(kTag, "WebCtrlMove call");
         m_bPosValid = rcPos.isUsable();
         ReqShowPlugin(m_bPosValid);
@@ -290,12 +264,13 @@ void PlayWidget::onWidgetStatuChange(int nStatus, const PluginRegion& rcPos)
 
 int PlayWidget::SetPageIndex(int nIndex)
 {
+    QWidget* const pages[] = {m_pRealPlay, m_pPlayback, m_pColorSet}; // as EPage counts them
+    constexpr int kPages = int(std::size(pages));
     m_nCurPageIndex = nIndex;
-    if (static_cast<unsigned>(nIndex) > kLastPage)
+    if (nIndex < 0 || nIndex >= kPages)
         return 0;
     writeLog("PlayWidget::SetPageIndex", QString("m_nCurPageIndex = %1").arg(nIndex));
-    QWidget* const pages[] = {m_pRealPlay, m_pPlayback, m_pColorSet};
-    for (int i = 0; i <= kLastPage; ++i)
+    for (int i = 0; i < kPages; ++i)
         if (i != nIndex)
             pages[i]->hide();
     pages[nIndex]->show();
@@ -311,23 +286,11 @@ void PlayWidget::LoadLocalInfo(const QString& strPrefix)
 {
     static constexpr char kTag[] = "PlayWidget::LoadLocalInfo";
     writeLog(kTag, "LoadLocalInfo begin");
-    std::memset(&m_localInfo, 0, sizeof m_localInfo);
-    {
-        QSettings settings(platform::applicationDir() + "/ClientCfg.ini", QSettings::IniFormat);
-        useSystemCodec(settings);
-        platform::copyLocal8Bit(m_localInfo.szCapPath, sizeof m_localInfo.szCapPath,
-                                pathSetting(settings, "Path/CapPath", "Capture"));
-        platform::copyLocal8Bit(m_localInfo.szRecPath, sizeof m_localInfo.szRecPath,
-                                pathSetting(settings, "Path/RecPath", "Record"));
-        platform::copyLocal8Bit(m_localInfo.szDownPath, sizeof m_localInfo.szDownPath,
-                                pathSetting(settings, "Path/DownPath", "Download"));
-        m_localInfo.nCaptureType = settings.value("Info/CaptureType", "").toInt();
-        m_localInfo.nRecordType = settings.value("Info/RecordType", "").toInt();
-    }
+    m_localInfo = loadLocalFolders(platform::ESlashes::Forward);
     writeLog(kTag, "Load cfg finish");
     QSettings version(QString("%1/%2LumoPlayToolVersion.ini").arg(platform::applicationDir(), strPrefix),
                       QSettings::IniFormat);
-    useSystemCodec(version);
+    version.setIniCodec(platform::systemCodec());
     platform::copyLocal8Bit(m_localInfo.szDate, sizeof m_localInfo.szDate, version.value("Tool/date", "").toString());
     platform::copyLocal8Bit(m_localInfo.szVersion, sizeof m_localInfo.szVersion,
                             version.value("Tool/version", "").toString());
@@ -338,6 +301,12 @@ void PlayWidget::LoadLocalInfo(LocalInfo* pInfo, const QString& strPrefix)
 {
     LoadLocalInfo(strPrefix);
     *pInfo = m_localInfo;
+}
+
+LocalInfo PlayWidget::ReloadLocalInfo()
+{
+    LoadLocalInfo(QString());
+    return m_localInfo;
 }
 
 int PlayWidget::InputRealData(int nChannel, const unsigned char* pData, int nSize)

@@ -12,6 +12,7 @@
 #include "decode/LumoDecode.h"
 #include "platform/WindowSystem.h"
 #include "surface/LocalInfo.h"
+#include "surface/PageNumbers.h"
 #include "surface/PluginRegion.h"
 
 #include <QPointer>
@@ -38,7 +39,9 @@ public:
                      int nBrowseType);
     /// The browser's render window at or below hWnd, 0 if there is none. Works on an unbound widget.
     platform::WindowHandle ErgodicAllChild(platform::WindowHandle hWnd, int nBrowseType, int nDepth);
-    /// The page's word: 1 hide, 2 show, 4 move; anything else does nothing.
+    /// The page's word for what the surface is to do.
+    enum EStatus { kHide = 1, kShow = 2, kMove = 4 };
+    /// nStatus: EStatus; anything else does nothing.
     void onWidgetStatuChange(int nStatus, const PluginRegion& rcPos);
     /// True if the visibility changed.
     bool ReqShowPlugin(bool bShow);
@@ -53,7 +56,8 @@ public:
     void LoadLocalInfo(const QString& strPrefix);
     /// The same, with a copy of the record for the caller.
     void LoadLocalInfo(LocalInfo* pInfo, const QString& strPrefix);
-    const LocalInfo& GetLocalInfo() const { return m_localInfo; }
+    /// The client configuration as it is now, with the version file that has no prefix.
+    LocalInfo ReloadLocalInfo();
     void SelectPlaybackWnd(int nIndex);
     void SetTheme(const QString& strTheme);
 
@@ -63,11 +67,11 @@ public:
     bool IsDigitalZoom(int nPage, int nIndex);
     bool IsSoundOn(int nPage, int nIndex);
     int SetSound(int nPage, int nIndex, bool bOpen);
-    /// As the page is told it: 0 stopped, 2 playing, 4 paused, 5 slow, 6 fast, 7 and 8 single frame.
+    /// The page's code, see pageCodeOf; -1 without a port. The pages' own GetPlayState gives the decoder's state.
     int GetPlayState(int nPage, int nIndex);
 
     // To the current page.
-    /// nSelector: 0 live view, 1 playback, 5 the current page.
+    /// nSelector: kLivePage, kPlaybackPage or kCurrentPage.
     int GetCurChannel(int nSelector);
     int GetCurWnd();
     /// bStill: the live page's fixed file, whatever page is current.

@@ -4,11 +4,10 @@
 #include <Qt>
 
 /// A tool window without a frame.
-inline const Qt::WindowFlags kFlagsSurface(0x0200080B);
-/// The same, staying on top.
-inline const Qt::WindowFlags kFlagsFullScreen(0x0204080B);
-/// The same as the first, bypassing the window manager.
-inline const Qt::WindowFlags kFlagsAfterFullScreen(0x02000C0B);
+inline constexpr Qt::WindowFlags kFlagsSurface = Qt::Tool | Qt::FramelessWindowHint | Qt::CustomizeWindowHint;
+inline constexpr Qt::WindowFlags kFlagsFullScreen = kFlagsSurface | Qt::WindowStaysOnTopHint;
+inline constexpr Qt::WindowFlags kFlagsAfterFullScreen = kFlagsSurface | Qt::X11BypassWindowManagerHint;
+static_assert(kFlagsSurface == 0x0200080B && kFlagsFullScreen == 0x0204080B && kFlagsAfterFullScreen == 0x02000C0B);
 
 inline constexpr int kTrackIntervalMs = 100;
 inline constexpr int kFullScreenCheckMs = 500;

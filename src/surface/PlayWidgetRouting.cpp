@@ -7,12 +7,6 @@
 #include "shell/LightWeightLog.h"
 #include "surface/PlayWidget.h"
 
-namespace
-{
-enum EPage { kLivePage = 0, kPlaybackPage = 1 };
-constexpr int kSelectCurrentPage = 5;
-} // namespace
-
 int PlayWidget::ChangeSplit(int nMode)
 {
     writeLog("PlayWidget::ChangeSplit", QString("pageid=%1 mode=%2").arg(m_nCurPageIndex).arg(nMode));
@@ -102,14 +96,10 @@ int PlayWidget::SetSound(int nPage, int nIndex, bool bOpen)
 
 int PlayWidget::GetPlayState(int nPage, int nIndex)
 {
-    switch (nPage) {
-    case kLivePage:
-        return pageCodeOf(m_pRealPlay->GetPlayState(nIndex));
-    case kPlaybackPage:
-        return pageCodeOf(m_pPlayback->GetPlayState(nIndex));
-    default:
+    if (nPage != kLivePage && nPage != kPlaybackPage)
         return -1;
-    }
+    const int nState = nPage == kLivePage ? m_pRealPlay->GetPlayState(nIndex) : m_pPlayback->GetPlayState(nIndex);
+    return pageCodeOf(nState).value_or(nState); // -1 without a port
 }
 
 int PlayWidget::Capture(int nIndex, bool bStill)
@@ -124,7 +114,7 @@ int PlayWidget::Capture(int nIndex, bool bStill)
 
 int PlayWidget::GetCurChannel(int nSelector)
 {
-    switch (nSelector == kSelectCurrentPage ? m_nCurPageIndex : nSelector) {
+    switch (nSelector == kCurrentPage ? m_nCurPageIndex : nSelector) {
     case kLivePage:
         return m_pRealPlay->GetCurChannel();
     case kPlaybackPage:

@@ -33,6 +33,7 @@ public:
     /// Lays out nCount windows, 64 at most, and selects cell 0 without a signal.
     void SetSplit(int nCount);
     int GetCurWndIndex() const { return m_nCurWnd; }
+    /// One of EShowMode. Asked by tests alone.
     int GetShowMode() const { return m_nShowMode; }
     /// One cell fills the view, so that the two-lens slider may stand on it.
     bool IsOneCellShown() const { return m_nShowMode == kShowSingle || m_nShowMode == kShowMaximized; }

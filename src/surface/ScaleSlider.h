@@ -18,6 +18,7 @@ public:
     CScaleSlider(QWidget* pParent, int nWndNo, float fMaxTimes);
 
     void SetPressed(bool bPressed) { m_bPressed = bPressed; }
+    /// Asked by tests alone; QSlider has its own mark for what it paints.
     bool IsPressed() const { return m_bPressed; }
 
 signals:

@@ -488,12 +488,13 @@ TEST(DecodeChannelEnd, TheDestructorClosesAFileThatIsOpen)
     EXPECT_THAT(stub.calls, IsEmpty());
 }
 
-TEST(PageCode, MapsEachStateAndPassesOnTheRest)
+TEST(PageCode, MapsEachStateAndNothingElse)
 {
-    const std::pair<int, int> kCases[] = {{1, 0},  {0, 2},  {2, 4},  {16, 5}, {19, 5},  {32, 6},
-                                          {35, 6}, {48, 7}, {49, 8}, {3, 3},  {36, 36}, {-1, -1}};
+    const std::pair<int, int> kCases[] = {{1, 0}, {0, 2}, {2, 4}, {16, 5}, {19, 5}, {32, 6}, {35, 6}, {48, 7}, {49, 8}};
     for (const auto& [nState, nCode] : kCases)
         EXPECT_EQ(nCode, pageCodeOf(nState)) << nState;
+    for (const int nState : {-1, 3, 15, 20, 31, 36, 47, 50})
+        EXPECT_EQ(std::nullopt, pageCodeOf(nState)) << nState;
 }
 
 } // namespace

@@ -42,7 +42,6 @@ void setForeground(WindowHandle hWnd);
 /// From now on a program that asks for the foreground does not get it, as Windows may decide.
 void lockForeground();
 void setWindowsVersion(int nVersion);
-void setScreenDpi(int nDpi);
 /// What followClient answers for hClient from now on; 0 takes it back.
 void setFollowed(WindowHandle hClient, WindowHandle hNow);
 

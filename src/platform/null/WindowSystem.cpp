@@ -20,7 +20,6 @@ struct SWorld {
     bool bForegroundLocked = false;
     quint64 nQuestions = 0;
     int nVersion = 0;
-    int nDpi = 96;
 };
 
 SWorld& world()
@@ -106,10 +105,6 @@ void lockForeground()
 void setWindowsVersion(int nVersion)
 {
     world().nVersion = nVersion;
-}
-void setScreenDpi(int nDpi)
-{
-    world().nDpi = nDpi;
 }
 void setFollowed(WindowHandle hClient, WindowHandle hNow)
 {
@@ -317,7 +312,7 @@ void keepShown(WindowHandle, int, int, int, int) {}
 
 int screenDpi()
 {
-    return world().nDpi;
+    return 96;
 }
 int windowsVersion()
 {

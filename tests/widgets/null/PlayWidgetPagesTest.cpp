@@ -243,11 +243,12 @@ TEST_F(PlayWidgetPages, ConstructionFillsTheConfigurationWithDefaultFoldersInSla
     EXPECT_EQ(read("Path/CapPath"), dir + "/Device/Capture");
     EXPECT_EQ(read("Path/RecPath"), dir + "/Device/Record");
     EXPECT_EQ(read("Path/DownPath"), dir + "/Device/Download");
-    EXPECT_EQ(QString::fromLocal8Bit(surface().GetLocalInfo().szCapPath), dir + "/Device/Capture");
-    EXPECT_EQ(QString::fromLocal8Bit(surface().GetLocalInfo().szRecPath), dir + "/Device/Record");
-    EXPECT_EQ(QString::fromLocal8Bit(surface().GetLocalInfo().szDownPath), dir + "/Device/Download");
     EXPECT_EQ(log.of("PlayWidget::LoadLocalInfo"),
               QStringList({"LoadLocalInfo begin", "Load cfg finish", "LoadLocalInfo end"}));
+    const LocalInfo info = surface().ReloadLocalInfo();
+    EXPECT_EQ(QString::fromLocal8Bit(info.szCapPath), dir + "/Device/Capture");
+    EXPECT_EQ(QString::fromLocal8Bit(info.szRecPath), dir + "/Device/Record");
+    EXPECT_EQ(QString::fromLocal8Bit(info.szDownPath), dir + "/Device/Download");
 }
 
 TEST_F(PlayWidgetPages, AChangedConfigurationTakesEffectAtTheNextLoad)
@@ -255,10 +256,10 @@ TEST_F(PlayWidgetPages, AChangedConfigurationTakesEffectAtTheNextLoad)
     write(configFile(), "Path/RecPath", QString::fromUtf8("/srv/B\u00fcro"));
     write(configFile(), "Info/RecordType", 2);
     write(configFile(), "Info/CaptureType", 1);
-    surface().LoadLocalInfo(QString());
-    EXPECT_STREQ(surface().GetLocalInfo().szRecPath, QString::fromUtf8("/srv/B\u00fcro").toLocal8Bit().constData());
-    EXPECT_EQ(surface().GetLocalInfo().nRecordType, 2);
-    EXPECT_EQ(surface().GetLocalInfo().nCaptureType, 1);
+    const LocalInfo info = surface().ReloadLocalInfo();
+    EXPECT_STREQ(info.szRecPath, QString::fromUtf8("/srv/B\u00fcro").toLocal8Bit().constData());
+    EXPECT_EQ(info.nRecordType, 2);
+    EXPECT_EQ(info.nCaptureType, 1);
     write(configFile(), "Path/RecPath", "");
     surface().LoadLocalInfo(QString());
     EXPECT_EQ(read("Path/RecPath"), platform::applicationDir() + "/Device/Record");
@@ -280,6 +281,5 @@ TEST_F(PlayWidgetPages, VersionAndDateComeFromThePrefixedFileAndAreCut)
 TEST_F(PlayWidgetPages, ALongPathIsCutToItsField)
 {
     write(configFile(), "Path/CapPath", QString(400, 'p'));
-    surface().LoadLocalInfo(QString());
-    EXPECT_EQ(QByteArray(surface().GetLocalInfo().szCapPath), QByteArray(259, 'p'));
+    EXPECT_EQ(QByteArray(surface().ReloadLocalInfo().szCapPath), QByteArray(259, 'p'));
 }
