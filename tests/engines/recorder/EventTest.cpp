@@ -210,7 +210,7 @@ TEST_F(EventTest, UnsubscribingEndsItAndTheQuestionThatWaits)
     const std::string path = subscribe();
     pull(path);
     std::thread waiting([&] { EXPECT_EQ(pull(path, "PT25S").status, 200); });
-    EXPECT_TRUE(soon([&] { return state()["waiting"].asInt() == 1; }));
+    EXPECT_TRUE(eventually([&] { return state()["waiting"].asInt() == 1; }));
     EXPECT_EQ(ask(path, managerCall("Unsubscribe")).status, 200);
     waiting.join();
     EXPECT_EQ(pull(path).status, 500);
