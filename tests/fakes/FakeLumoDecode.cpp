@@ -264,7 +264,7 @@ int LUMODEC_Play(int nPort, LumoWindow hWnd)
 int LUMODEC_Stop(int nPort)
 {
     const char* name = "LUMODEC_Stop";
-    require(stateOf(name, nPort).playing, name, "the port is stopped already");
+    require(stateOf(name, nPort).playing || playbackPort(nPort), name, "the port is stopped already");
     return answer(name, nPort, Args().number(nPort), [nPort](Port& p, auto& lock) {
         waitIdle(lock, nPort);
         p.playing = false;
