@@ -83,3 +83,13 @@ testing::AssertionResult ScreenTest::shows(const TestWindow& window, int x, int 
         return testing::AssertionSuccess();
     return testing::AssertionFailure() << "at " << x << "," << y << " is " << seen << ", not " << color;
 }
+
+void ScreenTest::expectQuarters(const TestWindow& window, int width, int height)
+{
+    EXPECT_TRUE(shows(window, width / 4, height / 4, {255, 0, 0}));
+    EXPECT_TRUE(shows(window, width * 3 / 4, height / 4, {0, 255, 0}));
+    EXPECT_TRUE(shows(window, width / 4, height * 3 / 4, {0, 0, 255}));
+    EXPECT_TRUE(shows(window, width * 3 / 4, height * 3 / 4, {255, 255, 255}));
+    EXPECT_TRUE(shows(window, 1, 1, {255, 0, 0}));
+    EXPECT_TRUE(shows(window, width - 2, height - 2, {255, 255, 255}));
+}

@@ -57,4 +57,6 @@ class ScreenTest : public testing::Test
 protected:
     /// Waits until the pixel has the colour.
     static testing::AssertionResult shows(const TestWindow& window, int x, int y, Rgb color, int by = 8);
+    /// Red, green, blue and white fill their quarters of a window of this size, to its corners.
+    static void expectQuarters(const TestWindow& window, int width, int height);
 };

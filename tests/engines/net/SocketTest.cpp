@@ -14,6 +14,17 @@ class SocketTest : public testing::Test
 {
 protected:
     static void SetUpTestSuite() { initSockets(); }
+    /// What became of a connection, once that is told.
+    static bool connects(const Address& to)
+    {
+        Socket socket;
+        EXPECT_TRUE(socket.startConnect(to));
+        PollSet set;
+        const size_t slot = set.add(socket.handle(), false, true);
+        EXPECT_TRUE(set.wait(kLongMs));
+        EXPECT_TRUE(set.writable(slot));
+        return socket.connected();
+    }
 };
 
 TEST_F(SocketTest, ARefusedConnectionIsToldWhileWaitingForIt)
@@ -22,26 +33,14 @@ TEST_F(SocketTest, ARefusedConnectionIsToldWhileWaitingForIt)
     ASSERT_TRUE(listener.listen(resolveAddress("127.0.0.1", 0)));
     const Address nobody = listener.localAddress();
     listener.close();
-    Socket socket;
-    ASSERT_TRUE(socket.startConnect(nobody));
-    PollSet set;
-    const size_t slot = set.add(socket.handle(), false, true);
-    EXPECT_TRUE(set.wait(kLongMs));
-    EXPECT_TRUE(set.writable(slot));
-    EXPECT_FALSE(socket.connected());
+    EXPECT_FALSE(connects(nobody));
 }
 
 TEST_F(SocketTest, AConnectionThatStandsIsTold)
 {
     Socket listener;
     ASSERT_TRUE(listener.listen(resolveAddress("127.0.0.1", 0)));
-    Socket socket;
-    ASSERT_TRUE(socket.startConnect(listener.localAddress()));
-    PollSet set;
-    const size_t slot = set.add(socket.handle(), false, true);
-    EXPECT_TRUE(set.wait(kLongMs));
-    EXPECT_TRUE(set.writable(slot));
-    EXPECT_TRUE(socket.connected());
+    EXPECT_TRUE(connects(listener.localAddress()));
 }
 
 TEST_F(SocketTest, AWaitForNothingEndsWithItsTime)
