@@ -4,6 +4,7 @@
 
 #include <SDL.h>
 
+#include <functional>
 #include <mutex>
 
 namespace lumo
@@ -13,6 +14,15 @@ namespace
 
 std::mutex g_lock;
 
+/// SDL keeps its last error for each thread that calls it, and gives it back by itself on threads of its own only.
+void runOn(AudioThread& thread, const std::function<void()>& work)
+{
+    thread.run([&] {
+        work();
+        SDL_TLSCleanup();
+    });
+}
+
 } // namespace
 
 SdlAudio::SdlAudio() : m_thread(sharedAudioThread())
@@ -20,7 +30,7 @@ SdlAudio::SdlAudio() : m_thread(sharedAudioThread())
     std::lock_guard guard(g_lock);
     // The process's own signal handlers stay.
     SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
-    m_thread->run([this] { m_ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0; });
+    runOn(*m_thread, [this] { m_ready = SDL_InitSubSystem(SDL_INIT_AUDIO) == 0; });
 }
 
 uint32_t SdlAudio::open(bool capture, const SDL_AudioSpec& wanted)
@@ -29,7 +39,7 @@ uint32_t SdlAudio::open(bool capture, const SDL_AudioSpec& wanted)
         return 0;
     std::lock_guard guard(g_lock);
     SDL_AudioDeviceID id = 0;
-    m_thread->run([&] { id = SDL_OpenAudioDevice(nullptr, capture, &wanted, nullptr, 0); });
+    runOn(*m_thread, [&] { id = SDL_OpenAudioDevice(nullptr, capture, &wanted, nullptr, 0); });
     if (id)
         SDL_PauseAudioDevice(id, 0);
     return id;
@@ -39,7 +49,7 @@ SdlAudio::~SdlAudio()
 {
     std::lock_guard guard(g_lock);
     if (m_ready)
-        m_thread->run([] { SDL_QuitSubSystem(SDL_INIT_AUDIO); });
+        runOn(*m_thread, [] { SDL_QuitSubSystem(SDL_INIT_AUDIO); });
 }
 
 } // namespace lumo
